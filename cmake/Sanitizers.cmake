@@ -1,0 +1,8 @@
+set(FEEDLINE_SANITIZE "" CACHE STRING "Sanitizers for every target, as -fsanitize= takes them (e.g. address,undefined)")
+if(FEEDLINE_SANITIZE)
+  add_compile_options(-fsanitize=${FEEDLINE_SANITIZE} -fno-omit-frame-pointer -O1)
+  add_link_options(-fsanitize=${FEEDLINE_SANITIZE})
+  if(FEEDLINE_SANITIZE MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=all)
+  endif()
+endif()
