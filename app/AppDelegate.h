@@ -158,6 +158,15 @@ private:
             message; ///< made at the first call, then reused and never cleared
     };
 
+    void fillDevicePopup();
+    void takePort();
+    void takeAddress();
+    void stayAwake();
+    void reportHfInitFailure(std::int32_t result);
+    bool takeByte(std::uint8_t byte); ///< true when it completed a message
+    void setItem(CAscpRxMsg& message);
+    void setReceiverState(CAscpRxMsg& message);
+    void setReceiverFrequency(CAscpRxMsg& message);
     void serveClient();
     void cleanUpAfterClient(const char* reason);
 

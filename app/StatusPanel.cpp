@@ -1,0 +1,82 @@
+// What the user sees: four status lines a second, and alerts.
+
+#include "app/AppDelegate.h"
+#include "app/RunTimeState.h"
+#include "platform/Log.h"
+
+#include <libairspy/airspy.h>
+
+#include <array>
+#include <cstdio>
+
+namespace feedline {
+namespace {
+
+struct StatusText {
+    std::int32_t code;
+    const char* text;
+};
+
+constexpr std::array<StatusText, 5> statusTexts{{
+    {TCP_CONNECTED, "TCP Server: CONNECTED"},
+    {TCP_WAITING, "TCP Server: WAITING FOR CONNECT"},
+    {TCP_BIND_FAILED, "TCP Server: BIND FAILED"},
+    {TCP_CONNECT_FAILED, "TCP Server: CONNECT FAILED"},
+    {TCP_DISCONNECTED, "TCP Server: DISCONNECTED"},
+}};
+
+/// The status is read afresh for every comparison: one that changes meanwhile shows its newer text
+/// in the same tick.
+void showTcpStatus(TextField& line) {
+    for (const StatusText& status : statusTexts)
+        if (tcpStatus == status.code)
+            line.setStringValue(status.text);
+}
+
+void showRemoteAddress(TextField& line) {
+    const std::string address = remoteAddress.str();
+    line.setStringValue("Remote Address: " + (address.empty() ? "NOT CONNECTED" : address));
+}
+
+/// Kilohertz by way of single precision, twice: beyond 16,777,216 Hz the last digits show it.
+std::string frequencyText(std::int32_t hertz) {
+    const auto single = static_cast<float>(hertz);
+    const auto kilohertz = static_cast<float>(static_cast<double>(single) * 0.001);
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "Center Frequency: %.3f kHz",
+                  static_cast<double>(kilohertz));
+    return text.data();
+}
+
+void logAirspyStream() {
+    airspy_device* const device = airspyDevice;
+    if (device == nullptr)
+        return;
+    const int streaming = airspy_is_streaming(device);
+    logLine("iStreaming %d  samples: %d", streaming, samplesStreamed.load());
+    samplesStreamed = 0;
+}
+
+} // namespace
+
+void AppDelegate::OneSecTimer() {
+    showTcpStatus(*serverTcpStatus);
+    showRemoteAddress(*serverRemoteIP);
+    // One text for both receivers: an AirSpy shows as the HF+ too.
+    serverRunning->setStringValue(isStreaming != 0 ? "AirSpyHF+ RUNNING" : "AirSpyHF+ IDLE");
+    serverCenterFrequency->setStringValue(frequencyText(centerFrequency));
+    logAirspyStream();
+}
+
+void AppDelegate::displayAnAlert(const std::string& message, const std::string& infoText) {
+    platform_.alert.runModal(message, infoText);
+}
+
+void AppDelegate::NewInfoData() {
+    logLine("NewInfoData");
+}
+void AppDelegate::NewStatus() {
+    logLine("NewStatus");
+}
+
+} // namespace feedline

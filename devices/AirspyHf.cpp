@@ -1,0 +1,108 @@
+// The AirSpy HF+: the first one attached, at its first sample rate.
+
+#include "app/AppDelegate.h"
+#include "app/RunTimeState.h"
+#include "devices/RateLists.h"
+#include "devices/VendorLibraries.h"
+#include "platform/Log.h"
+#include "stream/SampleCallbacks.h"
+#include "stream/SampleRing.h"
+
+#include <array>
+
+namespace feedline {
+namespace {
+
+constexpr std::int32_t initialFrequency = 1600000; ///< hertz
+constexpr std::uint32_t firstRate =
+    0; ///< The library takes a small value as an index into its list.
+
+std::int32_t openFirst() {
+    std::array<std::uint64_t, mostSerials> serials{};
+    const int n = airspyhf_list_devices(serials.data(), mostSerials);
+    logLine("n %d", n);
+    if (n < 1)
+        return -1;
+    logLine("%d %llu", 0, static_cast<unsigned long long>(serials[0]));
+    airspyhf_device_t* device = hfDevice;
+    const int r = airspyhf_open_sn(&device, serials[0]);
+    hfDevice = device;
+    logLine("err %d", r);
+    return r != 0 ? -2 : 0;
+}
+
+std::int32_t readRates() {
+    std::uint32_t count = 0;
+    int r = airspyhf_get_samplerates(hfDevice, &count, 0);
+    logLine("err %d  numSampleRates %d", r, static_cast<int>(count));
+    if (r != 0)
+        return -3;
+    std::uint32_t* const rates = newRateList(count);
+    r = airspyhf_get_samplerates(hfDevice, rates, count);
+    if (r != 0)
+        return -4;
+    logRates(rates, count);
+    return 0;
+}
+
+/// For the log only: no answer, or a wrong one, changes nothing.
+void readIdentity() {
+    std::int32_t ppb = 0;
+    int r = airspyhf_get_calibration(hfDevice, &ppb);
+    logLine("err %d  ppb %d", r, ppb);
+
+    airspyhf_read_partid_serialno_t id{};
+    r = airspyhf_board_partid_serialno_read(hfDevice, &id);
+    logLine("err %d  airspyhf_board_partid_serialno_read %d %X %X %X %X", r,
+            static_cast<int>(id.part_id), id.serial_no[0], id.serial_no[1], id.serial_no[2],
+            id.serial_no[3]);
+
+    VersionText version{};
+    r = airspyhf_version_string_read(hfDevice, version.data(), version.size());
+    version.back() = '\0';
+    logLine("err %d  airspyhf_version_string_read %s", r, version.data());
+}
+
+} // namespace
+
+std::int32_t AppDelegate::initAirspyHF() {
+    logLine("initAirspy");
+    if (hfDevice != nullptr)
+        airspyhf_close(hfDevice);
+    if (const std::int32_t opened = openFirst(); opened != 0)
+        return opened;
+    if (const std::int32_t read = readRates(); read != 0)
+        return read;
+    readIdentity();
+    const int r = airspyhf_set_samplerate(hfDevice, firstRate);
+    logLine("airspyhf_set_samplerate err %d  ", r);
+    if (r != 0)
+        return -5;
+    return setAirSpyHFFrequency(initialFrequency);
+}
+
+std::int32_t AppDelegate::startAirSpyHF() {
+    isStreaming = 1; // Says what was asked for, not what became of it.
+    if (!makeSampleRing())
+        return -100;
+    const int r = vendor::airspyhfStart(hfDevice, airspyHfSampleCallback);
+    logLine("airspyhf_start err %d  ", r);
+    return r != 0 ? -100 : 0;
+}
+
+std::int32_t AppDelegate::stopAirSpyHF() {
+    isStreaming = 0;
+    const int r = vendor::airspyhfStop(hfDevice);
+    logLine("airspyhf_start err %d  ",
+            r); // The same line as the start's; readers of the log know it so.
+    return r != 0 ? -101 : 0;
+}
+
+std::int32_t AppDelegate::setAirSpyHFFrequency(std::int32_t frequency) {
+    const int r = vendor::airspyhfSetFreq(hfDevice, static_cast<std::uint32_t>(frequency));
+    logLine("airspyhf_set_freq err %d  ", r);
+    centerFrequency = frequency;
+    return r != 0 ? -102 : 0;
+}
+
+} // namespace feedline

@@ -1,0 +1,83 @@
+// Which receiver an operation goes to. The type may change under a running server (the pop-up sets
+// it at once), so every operation looks at it afresh.
+
+#include "app/AppDelegate.h"
+#include "app/RunTimeState.h"
+#include "platform/Log.h"
+
+namespace feedline {
+
+std::int32_t AppDelegate::doDeviceInit() {
+    // Forgotten, not closed: closing a receiver that was pulled out may never return.
+    hfDevice = nullptr;
+    airspyDevice = nullptr;
+    const std::int32_t type = deviceType;
+    if (type == DEVICE_AIRSPY)
+        return initAirspy(); // An AirSpy's failures show in the log alone.
+    if (type != DEVICE_AIRSPYHF)
+        return 0;
+    const std::int32_t result = initAirspyHF();
+    reportHfInitFailure(result);
+    return result;
+}
+
+void AppDelegate::reportHfInitFailure(std::int32_t result) {
+    switch (result) {
+    case -1:
+        displayAnAlert("No AirSpyHF+ found", "Is it plugged in?");
+        break;
+    case -2: // Twice, as it has always been.
+        displayAnAlert("Could not open AirSpyHF+", "");
+        displayAnAlert("Could not open AirSpyHF+", "");
+        break;
+    case -3:
+        displayAnAlert("No sample rates returned by AirSpyHF+", "");
+        break;
+    case -4:
+        displayAnAlert("Could not read AirSpyHF+ sample rates", "");
+        break;
+    case -5:
+        displayAnAlert("Could not set AirSpyHF+ sample rate", "");
+        break;
+    case -102:
+        displayAnAlert("AirSpyHF+ set frequency fail", "");
+        break;
+    default:
+        break;
+    }
+}
+
+void AppDelegate::devicePopupChange() {
+    deviceType = static_cast<std::int32_t>(devicePopup->indexOfSelectedItem());
+    logLine("devicePopupChange %d", deviceType.load());
+}
+
+std::int32_t AppDelegate::setDeviceFrequency(std::int32_t frequency) {
+    switch (deviceType) {
+    case DEVICE_AIRSPYHF:
+        return setAirSpyHFFrequency(frequency);
+    case DEVICE_AIRSPY:
+        return setAirSpyFrequency(frequency);
+    default:
+        return -102;
+    }
+}
+
+// Two tests, not a choice: if the pop-up changes the type in between, both receivers get the
+// request.
+
+void AppDelegate::startDevice() {
+    if (deviceType == DEVICE_AIRSPYHF)
+        startAirSpyHF();
+    if (deviceType == DEVICE_AIRSPY)
+        startAirSpy();
+}
+
+void AppDelegate::stopDevice() {
+    if (deviceType == DEVICE_AIRSPYHF)
+        stopAirSpyHF();
+    if (deviceType == DEVICE_AIRSPY)
+        stopAirSpy();
+}
+
+} // namespace feedline

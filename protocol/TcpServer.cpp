@@ -1,0 +1,153 @@
+// The control port: one listener, one client at a time. The only way back to listening is a client
+// that has gone; five seconds later everything is set up anew, the HF+ sender included, on the port
+// then in its field.
+
+#include "app/AppDelegate.h"
+#include "app/RunTimeState.h"
+#include "platform/Log.h"
+#include "platform/Thread.h"
+
+#include <arpa/inet.h>
+#include <array>
+#include <chrono>
+#include <functional>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+
+namespace feedline {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto setUpDelay = 5s;
+constexpr auto pauseBeforeReceive = 1ms;
+constexpr int backlog = 3;
+constexpr std::size_t receiveBufferSize = 2000; ///< bytes
+
+using Descriptor = Shared<std::int32_t>;
+
+/// Closes the socket unless another thread has taken it already. Only a shutdown wakes a thread
+/// that is blocked in accept or receive on it.
+void closeSocket(Descriptor& variable) {
+    const std::int32_t taken = variable.exchange(-1);
+    if (taken == -1)
+        return;
+    ::shutdown(taken, SHUT_RDWR);
+    ::close(taken);
+}
+
+std::thread::id startServerThread(const char* name, std::function<void()> body) {
+    const std::thread::id id = startDetachedThread(name, std::move(body));
+    if (id == std::thread::id{})
+        logLine("%s could not be started", name);
+    return id;
+}
+
+bool bindToPort(std::int32_t port) {
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    local.sin_addr.s_addr = htonl(INADDR_ANY);
+    local.sin_port = htons(static_cast<std::uint16_t>(port));
+    const int on = 1;
+    if (::setsockopt(listenSocket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == -1)
+        printText("setsockopt\n");
+    return ::bind(listenSocket, reinterpret_cast<const sockaddr*>(&local), sizeof local) >= 0;
+}
+
+/// Makes the listening socket; false, with the status set, when the port cannot be had.
+bool startListening() {
+    listenSocket = ::socket(AF_INET, SOCK_STREAM, 0);
+    if (listenSocket == -1) {
+        printText("TCPThread Could not create socket");
+        return false;
+    }
+    printText("TCPThread Socket created\n");
+    if (!bindToPort(serverPortNumber)) {
+        printText("TCPThread bind failed. Error\n");
+        tcpStatus = TCP_BIND_FAILED;
+        return false; // The socket stays open, and nothing tries again before a new launch.
+    }
+    printText("TCPThread bind done\n");
+    ::listen(listenSocket, backlog);
+    return true;
+}
+
+/// Waits for a client; false, with the status set, when accepting failed.
+bool acceptClient() {
+    printText("TCPThread Waiting for incoming connections...\n");
+    sockaddr_in client{};
+    socklen_t length = sizeof client;
+    const int accepted = ::accept(listenSocket, reinterpret_cast<sockaddr*>(&client), &length);
+    clientSocket = accepted;
+    if (accepted < 0) {
+        printText("TCPThread accept failed client_sock = %d \r\n", accepted);
+        tcpStatus = TCP_CONNECT_FAILED;
+        return false;
+    }
+    std::array<char, INET_ADDRSTRLEN> dotted{};
+    ::inet_ntop(AF_INET, &client.sin_addr, dotted.data(), dotted.size());
+    remoteAddressRaw = client.sin_addr.s_addr;
+    remoteAddress.assign(dotted.data());
+    printText("TCPThread Connection accepted %d  %x  %s\r", accepted, remoteAddressRaw.load(),
+              dotted.data());
+    tcpStatus = TCP_CONNECTED;
+    return true;
+}
+
+} // namespace
+
+void AppDelegate::SetUpTcpServer() {
+    logLine("SetUpTcpServer");
+    serverPortNumber = serverPort->intValue();
+    logLine("portToUse %d", serverPortNumber.load());
+    serverActive = true;
+    udpThread = startServerThread("UDPThread", [this] { UDPThread(); });
+    tcpThread = startServerThread("TCPThread", [this] { TCPThread(); });
+}
+
+void AppDelegate::SetUpTcpServerAfterDelay() {
+    logLine("SetUpTcpServerAfterDelay");
+    platform_.mainThread.performAfterDelay(setUpDelay, [this] { SetUpTcpServer(); });
+}
+
+void AppDelegate::TCPThread() {
+    tcpStatus = TCP_WAITING;
+    // A restart between accept and here has closed what it found and wants no server: the client is
+    // left as it is.
+    if (startListening() && acceptClient() && serverActive)
+        serveClient();
+}
+
+void AppDelegate::serveClient() {
+    std::array<std::uint8_t, receiveBufferSize> buffer{};
+    std::this_thread::sleep_for(pauseBeforeReceive);
+    ssize_t received = 0;
+    while ((received = ::recv(clientSocket, buffer.data(), buffer.size(), 0)) > 0)
+        myDidReadData(buffer.data(), static_cast<std::int32_t>(received));
+    cleanUpAfterClient(received == 0 ? "TCPThread Client disconnected\n"
+                                     : "TCPThread recv failed\n");
+}
+
+void AppDelegate::cleanUpAfterClient(const char* reason) {
+    printText("%s", reason);
+    serverActive = false;
+    closeSocket(clientSocket);
+    closeSocket(listenSocket);
+    tcpStatus = TCP_DISCONNECTED;
+    remoteAddressRaw = 0;
+    remoteAddress.clear();
+    platform_.mainThread.perform([this] { SetUpTcpServerAfterDelay(); });
+}
+
+void AppDelegate::restartServer() {
+    doDeviceInit();
+    serverActive = false;
+    tcpStatus = TCP_WAITING;
+    closeSocket(listenSocket);
+    closeSocket(clientSocket);
+}
+
+} // namespace feedline

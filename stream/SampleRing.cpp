@@ -1,0 +1,28 @@
+#include "stream/SampleRing.h"
+
+#include "app/RunTimeState.h"
+#include "platform/Log.h"
+
+#include <cerrno>
+#include <cstring>
+#include <sys/mman.h>
+
+namespace feedline {
+
+bool makeSampleRing() {
+    if (sampleRing != nullptr)
+        return true;
+    void* mapping =
+        ::mmap(nullptr, ringBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapping == MAP_FAILED) {
+        logLine("sample ring of %zu bytes could not be made: %s", ringBytes, std::strerror(errno));
+        return false;
+    }
+    std::memset(mapping, 0, ringBytes);
+    ringWriteIndex = 0;
+    ringReadIndex = 0;
+    sampleRing = static_cast<std::int16_t*>(mapping);
+    return true;
+}
+
+} // namespace feedline

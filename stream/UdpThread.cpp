@@ -1,0 +1,60 @@
+// Drains the HF+ sample ring to the network for as long as the control server runs. Samples that
+// arrived while no such thread ran are sent first, oldest first, as fast as they go.
+
+#include "app/AppDelegate.h"
+#include "app/RunTimeState.h"
+#include "platform/Log.h"
+#include "stream/DatagramSocket.h"
+#include "stream/SampleRing.h"
+
+#include <unistd.h>
+
+namespace feedline {
+namespace {
+
+constexpr useconds_t pollInterval = 100; ///< microseconds
+
+class RingSender {
+public:
+    explicit RingSender(int socket) : socket_(socket), destination_(datagramDestination()) {}
+
+    /// Sends one datagram if the ring holds enough for it; false when it does not.
+    bool sendSlice() {
+        const std::int32_t written = ringWriteIndex.load(std::memory_order_acquire);
+        const std::int32_t r = ringReadIndex;
+        if (entriesAvailable(written, r) < sliceEntries)
+            return false;
+        datagram::putHeader(buffer_.data(), sequence_++);
+        copySlice(buffer_.data() + datagram::sampleOffset, sampleRing + r);
+        datagram::samplesToWire(buffer_.data());
+        ringReadIndex = nextSlice(r); // Before the send: a slice that cannot be sent is gone.
+        sendDatagram(socket_, buffer_, destination_);
+        return true;
+    }
+
+private:
+    int socket_;
+    sockaddr_in destination_;
+    DatagramBuffer buffer_{};
+    std::uint16_t sequence_ = 0;
+};
+
+} // namespace
+
+void AppDelegate::UDPThread() {
+    logLine("*** UDP Thread  %d", 0);
+    const int socket = makeDatagramSocket();
+    if (socket < 0) {
+        printText("cannot create UDP send socket\n");
+        return;
+    }
+    RingSender sender(socket);
+    while (serverActive)
+        if (!sender.sendSlice())
+            ::usleep(pollInterval);
+    printText("UDPThread exit\n");
+    // The socket stays open: one is left behind by every run, which the raised descriptor limit
+    // allows for.
+}
+
+} // namespace feedline
