@@ -1,0 +1,107 @@
+#include "RecordingLog.h"
+
+#include "platform/Log.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <condition_variable>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
+#include <ostream>
+
+namespace feedline {
+namespace {
+
+// Never destroyed: a server thread may still log while the test process ends.
+struct Record {
+    std::mutex mutex;
+    std::condition_variable changed;
+    std::vector<testing::Line> lines;
+};
+Record& record() {
+    static auto& only = *new Record;
+    return only;
+}
+
+std::string formatted(const char* format, va_list arguments) {
+    std::array<char, 2048> text{};
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    return text.data();
+}
+
+void keep(testing::Line line) {
+    Record& r = record();
+    const std::lock_guard lock(r.mutex);
+    r.lines.push_back(std::move(line));
+    r.changed.notify_all();
+}
+
+} // namespace
+
+void logLine(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    keep({testing::Line::LOGGED, formatted(format, arguments)});
+    va_end(arguments);
+}
+
+void printText(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    keep({testing::Line::PRINTED, formatted(format, arguments)});
+    va_end(arguments);
+}
+
+void fatal(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    std::fprintf(stderr, "%s\n", formatted(format, arguments).c_str());
+    va_end(arguments);
+    std::abort();
+}
+
+namespace testing {
+
+void PrintTo(const Line& line, std::ostream* out) {
+    *out << (line.stream == Line::LOGGED ? "logged \"" : "printed \"") << line.text << '"';
+}
+
+std::vector<Line> recordedLines() {
+    Record& r = record();
+    const std::lock_guard lock(r.mutex);
+    return r.lines;
+}
+
+void clearRecordedLines() {
+    Record& r = record();
+    const std::lock_guard lock(r.mutex);
+    r.lines.clear();
+}
+
+int countOf(const Line& line) {
+    const std::vector<Line> lines = recordedLines();
+    return static_cast<int>(std::count(lines.begin(), lines.end(), line));
+}
+
+bool waitForLine(const Line& line, int times) {
+    return waitUntil([&] { return countOf(line) >= times; });
+}
+
+bool waitUntil(const std::function<bool()>& condition) {
+    using namespace std::chrono_literals;
+    const auto end = std::chrono::steady_clock::now() + 60s;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        Record& r = record();
+        std::unique_lock lock(r.mutex);
+        r.changed.wait_for(lock, 2ms);
+    }
+    return true;
+}
+
+} // namespace testing
+} // namespace feedline

@@ -1,0 +1,39 @@
+// Stands in for platform/Log.cpp: keeps every line, in order, for a test to look at.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace feedline::testing {
+
+struct Line {
+    enum Stream { LOGGED, PRINTED } stream;
+    std::string text; ///< as handed over: no prefix, and for PRINTED with its line end
+
+    bool operator==(const Line&) const = default;
+};
+
+inline Line logged(std::string text) {
+    return {Line::LOGGED, std::move(text)};
+}
+inline Line printed(std::string text) {
+    return {Line::PRINTED, std::move(text)};
+}
+void PrintTo(const Line& line, std::ostream* out);
+
+/// Everything so far, in the order of the calls. Any thread.
+std::vector<Line> recordedLines();
+void clearRecordedLines();
+
+/// Whether the line has been recorded; how often.
+int countOf(const Line& line);
+
+/// Waits until the line has been recorded `times` times. False after a generous time, so that a
+/// failing test ends.
+bool waitForLine(const Line& line, int times = 1);
+
+/// Waits until the condition holds, looking again at each new line and every few milliseconds.
+bool waitUntil(const std::function<bool()>& condition);
+
+} // namespace feedline::testing
