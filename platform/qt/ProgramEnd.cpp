@@ -1,0 +1,51 @@
+#include "platform/qt/ProgramEnd.h"
+
+#include "platform/Process.h"
+#include "platform/Thread.h"
+
+#include <chrono>
+#include <csignal>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+
+namespace feedline {
+namespace {
+
+constexpr std::chrono::milliseconds patience{600};
+
+} // namespace
+
+ProgramEnd::ProgramEnd(QtMainThread& mainThread, std::function<void()> save)
+    : mainThread_(mainThread), save_(std::move(save)) {
+    startDetachedThread("SignalThread", [this] { waitForSignal(); });
+}
+
+void ProgramEnd::finish() {
+    claim();
+    save_();
+    mainThread_.tellWillTerminateObservers();
+    _exit(0);
+}
+
+void ProgramEnd::waitForSignal() {
+    const sigset_t signals = endSignals();
+    int signal = 0;
+    while (sigwait(&signals, &signal) != 0)
+        ;
+    mainThread_.end();
+    std::this_thread::sleep_for(patience);
+    claim();
+    save_();
+    _exit(0);
+}
+
+/// Returns on the one thread that is to save; another one waits here for the end of the process.
+void ProgramEnd::claim() {
+    if (!claimed_.exchange(true))
+        return;
+    for (;;)
+        pause();
+}
+
+} // namespace feedline
