@@ -1,0 +1,42 @@
+// A line to type in that says what is wrong with its text, and takes it all the same.
+#pragma once
+
+#include <QWidget>
+
+#include <functional>
+
+class QLineEdit;
+
+namespace feedline {
+
+class ScaledLabel;
+class StatusMark;
+
+/// The line, and in small letters under it a hint. While the text is not as the check wants it, the
+/// reason stands in the hint's place, behind a mark.
+class CheckedEntry final : public QWidget {
+public:
+    /// The reason why a text is doubtful; empty for a good one.
+    using Check = std::function<QString(const QString& text)>;
+
+    CheckedEntry(const QString& hint, Check check, QWidget* parent);
+
+    QLineEdit* edit() const { return edit_; }
+
+    /// As shown at the moment; empty when there is none.
+    QString problem() const;
+
+private:
+    void judge(const QString& text);
+
+    QLineEdit* edit_;
+    StatusMark* mark_;
+    ScaledLabel* line_;
+    QString hint_;
+    Check check_;
+};
+
+/// Small letters for what is good to know.
+ScaledLabel* makeHint(const QString& text, QWidget* parent);
+
+} // namespace feedline

@@ -1,0 +1,83 @@
+#include "platform/qt/GainsGroup.h"
+
+#include <QCheckBox>
+#include <QGridLayout>
+#include <QLabel>
+#include <QSlider>
+
+namespace feedline {
+
+struct GainsGroup::Range {
+    const char* label; ///< with its mnemonic
+    const char* name;
+    const char* spokenName;
+    int highest;
+};
+
+GainsGroup::GainsGroup(QWidget* parent)
+    : QGroupBox("AirSpy gains", parent), grid_(new QGridLayout(this)),
+      lnaAgcBox_(makeSwitch("LNA &AGC", "lnaAgcButton")),
+      mixerAgcBox_(makeSwitch("Mixer A&GC", "mixerAgcButton")),
+      lnaSlider_(makeSlider({"&LNA:", "lnaGainSlider", "LNA gain", 14})),
+      mixerSlider_(makeSlider({"&Mixer:", "mixerGainSlider", "Mixer gain", 15})),
+      vgaSlider_(makeSlider({"&VGA:", "vgaGainSlider", "VGA gain", 15})),
+      linearityBar_(makeSlider({"L&inearity:", "linearitySlider", "Linearity preset", 21})),
+      sensitivityBar_(makeSlider({"&Sensitivity:", "sensitivitySlider", "Sensitivity preset", 21})),
+      lnaAgcButton(*lnaAgcBox_), mixerAgcButton(*mixerAgcBox_), lnaGainSlider(*lnaSlider_),
+      mixerGainSlider(*mixerSlider_), vgaGainSlider(*vgaSlider_), linearitySlider(*linearityBar_),
+      sensitivitySlider(*sensitivityBar_) {
+    reportChangesOf(lnaAgcBox_, lnaAgcButton);
+    reportChangesOf(mixerAgcBox_, mixerAgcButton);
+    reportChangesOf(lnaSlider_, lnaGainSlider);
+    reportChangesOf(mixerSlider_, mixerGainSlider);
+    reportChangesOf(vgaSlider_, vgaGainSlider);
+    reportChangesOf(linearityBar_, linearitySlider);
+    reportChangesOf(sensitivityBar_, sensitivitySlider);
+    const QString presets = "A preset sets all three gains and switches both AGCs off in the "
+                            "receiver.";
+    linearityBar_->setToolTip(presets);
+    sensitivityBar_->setToolTip(presets);
+}
+
+QCheckBox* GainsGroup::makeSwitch(const char* text, const char* name) {
+    auto* box = new QCheckBox(text, this);
+    box->setObjectName(name);
+    box->setAccessibleName(box->text().remove('&'));
+    const bool first = grid_->count() == 0;
+    // Both switches share the row above the sliders.
+    grid_->addWidget(box, 0, first ? 0 : 1, first ? Qt::AlignLeft : Qt::AlignRight);
+    return box;
+}
+
+QSlider* GainsGroup::makeSlider(const Range& range) {
+    auto* slider = new QSlider(Qt::Horizontal, this);
+    slider->setObjectName(range.name);
+    slider->setAccessibleName(range.spokenName);
+    slider->setRange(0, range.highest);
+    slider->setPageStep(3);
+    slider->setMinimumWidth(24 * fontMetrics().averageCharWidth());
+
+    auto* label = new QLabel(range.label, this);
+    label->setBuddy(slider);
+    auto* value = new QLabel("0", this);
+    value->setObjectName(QString(range.name) + "Value");
+    value->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    value->setMinimumWidth(value->fontMetrics().horizontalAdvance("00"));
+    QObject::connect(slider, &QSlider::valueChanged, value, qOverload<int>(&QLabel::setNum));
+
+    const int row = grid_->rowCount();
+    grid_->addWidget(label, row, 0);
+    grid_->addWidget(slider, row, 1);
+    grid_->addWidget(value, row, 2);
+    return slider;
+}
+
+void GainsGroup::reportChangesOf(QCheckBox* box, const ValueControl& control) {
+    QObject::connect(box, &QCheckBox::toggled, [this, &control] { onGainChanged(&control); });
+}
+
+void GainsGroup::reportChangesOf(QSlider* slider, const ValueControl& control) {
+    QObject::connect(slider, &QSlider::valueChanged, [this, &control] { onGainChanged(&control); });
+}
+
+} // namespace feedline

@@ -1,0 +1,53 @@
+// The window's part for the gains of an AirSpy.
+#pragma once
+
+#include "platform/qt/WidgetControls.h"
+
+#include <QGroupBox>
+
+#include <functional>
+
+class QCheckBox;
+class QGridLayout;
+class QSlider;
+
+namespace feedline {
+
+/// Two switches and five sliders with their values beside them. They are there whatever receiver is
+/// open, and nothing but the user moves them.
+class GainsGroup final : public QGroupBox {
+public:
+    explicit GainsGroup(QWidget* parent);
+
+    /// Called with the control that the user has moved, at every step while a slider is dragged.
+    std::function<void(const ValueControl*)> onGainChanged = [](const ValueControl*) {
+    };
+
+private:
+    struct Range;
+    QCheckBox* makeSwitch(const char* text, const char* name);
+    QSlider* makeSlider(const Range& range);
+    void reportChangesOf(QCheckBox* box, const ValueControl& control);
+    void reportChangesOf(QSlider* slider, const ValueControl& control);
+
+    QGridLayout* grid_;
+    QCheckBox* lnaAgcBox_;
+    QCheckBox* mixerAgcBox_;
+    QSlider* lnaSlider_;
+    QSlider* mixerSlider_;
+    QSlider* vgaSlider_;
+    QSlider* linearityBar_;
+    QSlider* sensitivityBar_;
+
+public:
+    // Adaptors of the widgets above.
+    CheckBoxValue lnaAgcButton;
+    CheckBoxValue mixerAgcButton;
+    SliderValue lnaGainSlider;
+    SliderValue mixerGainSlider;
+    SliderValue vgaGainSlider;
+    SliderValue linearitySlider;
+    SliderValue sensitivitySlider;
+};
+
+} // namespace feedline

@@ -1,0 +1,97 @@
+#include "platform/qt/ReceiverGroup.h"
+
+#include "platform/qt/CheckedEntry.h"
+#include "platform/qt/ScaledLabel.h"
+
+#include <QComboBox>
+#include <QFormLayout>
+#include <QHBoxLayout>
+#include <QLineEdit>
+#include <QPushButton>
+
+#include <arpa/inet.h>
+
+namespace feedline {
+namespace {
+
+constexpr const char* deviceHint = "Takes effect at Restart.";
+constexpr const char* portHint = "Takes effect 5 s after a client has gone, or at the next start.";
+constexpr const char* addressHint = "Takes effect at the next start of Feedline.";
+constexpr const char* restartHint =
+    "Initialises the selected device again and closes the server's connections.\n"
+    "A server that was serving a client is back after five seconds;\n"
+    "one that was still waiting for a client is back at the next start.";
+
+QString portProblem(const QString& text) {
+    const std::int32_t port = leadingInteger(text.toStdString());
+    return port >= 1 && port <= 65535 ? QString() : QString("A port is a number from 1 to 65535.");
+}
+
+QString addressProblem(const QString& text) {
+    in_addr address{};
+    const bool dotted = inet_pton(AF_INET, text.toStdString().c_str(), &address) == 1;
+    return dotted ? QString() : QString("An IPv4 address is written like 192.168.1.20.");
+}
+
+QWidget* sideBySide(QWidget* left, QWidget* right, QWidget* parent) {
+    auto* pair = new QWidget(parent);
+    auto* row = new QHBoxLayout(pair);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->addWidget(left, 1);
+    row->addWidget(right);
+    return pair;
+}
+
+} // namespace
+
+ReceiverGroup::ReceiverGroup(QWidget* parent)
+    : QGroupBox("Receiver and network", parent), deviceBox_(new QComboBox(this)),
+      restartButton_(new QPushButton("&Restart", this)),
+      portEntry_(new CheckedEntry(portHint, portProblem, this)),
+      addressEntry_(new CheckedEntry(addressHint, addressProblem, this)), devicePopup(*deviceBox_),
+      serverPort(*portEntry_->edit()), udpAddr(*addressEntry_->edit()) {
+    auto* form = new QFormLayout(this);
+    form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
+    addDevice(*form);
+    addPort(*form);
+    addAddress(*form);
+}
+
+void ReceiverGroup::addDevice(QFormLayout& form) {
+    deviceBox_->setObjectName("devicePopup");
+    deviceBox_->setAccessibleName("Device");
+    deviceBox_->setAccessibleDescription(deviceHint);
+    QObject::connect(deviceBox_, &QComboBox::activated, [this] { onDeviceChosen(); });
+
+    restartButton_->setObjectName("restartButton");
+    restartButton_->setAccessibleName("Restart");
+    restartButton_->setToolTip(restartHint);
+    QObject::connect(restartButton_, &QPushButton::clicked, [this] { onRestart(); });
+
+    auto* device = new QWidget(this);
+    auto* column = new QVBoxLayout(device);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(2);
+    column->addWidget(sideBySide(deviceBox_, restartButton_, device));
+    column->addWidget(makeHint(deviceHint, device));
+    device->setFocusProxy(deviceBox_);
+    form.addRow("&Device:", device);
+}
+
+void ReceiverGroup::addPort(QFormLayout& form) {
+    QLineEdit* edit = portEntry_->edit();
+    edit->setObjectName("serverPort");
+    edit->setAccessibleName("Port");
+    edit->setToolTip("TCP port of the control connection and UDP port of the samples.");
+    form.addRow("&Port:", portEntry_);
+}
+
+void ReceiverGroup::addAddress(QFormLayout& form) {
+    QLineEdit* edit = addressEntry_->edit();
+    edit->setObjectName("udpAddr");
+    edit->setAccessibleName("UDP address");
+    edit->setToolTip("IPv4 address of the machine that the samples are sent to.");
+    form.addRow("&UDP address:", addressEntry_);
+}
+
+} // namespace feedline
