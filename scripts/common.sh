@@ -1,0 +1,35 @@
+# Shared by ./run, ./test and their like: packages and builds. Sourced, with the working directory at the root.
+
+# What a build of the server and the emulated receivers needs.
+server_packages="cmake ninja-build g++ pkg-config qt6-base-dev libairspyhf-dev libairspy-dev libsystemd-dev
+libusb-1.0-0-dev libsndfile1-dev"
+
+# What the tests need on top.
+test_packages="libgtest-dev libgmock-dev airspyhf airspy dbus python3-dbusmock"
+
+# install_missing PACKAGE...: installs those that are not there, saying which; asks for root only then.
+install_missing() {
+    local package missing=()
+    for package in "$@"; do
+        [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    echo "Installing: ${missing[*]}" >&2
+    local root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || { echo "Installing packages needs root: run this as root, or install sudo." >&2; return 1; }
+        root=(sudo)
+    fi
+    "${root[@]}" apt-get update -qq
+    "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -qq -y --no-install-recommends "${missing[@]}" >&2
+}
+
+# configure_and_build PRESET [BUILD ARGUMENT...] [-- CMAKE ARGUMENT...]: quiet when there is nothing to do.
+configure_and_build() {
+    local preset=$1 build=() configure=()
+    shift
+    while [ $# -gt 0 ] && [ "$1" != -- ]; do build+=("$1"); shift; done
+    [ $# -gt 0 ] && { shift; configure=("$@"); }
+    [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset" "${configure[@]}"
+    cmake --build --preset "$preset" "${build[@]}"
+}
