@@ -1,0 +1,44 @@
+// What the command line asks for.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace feedline::probe {
+
+enum class Command { Info, Stream };
+
+struct Options {
+    Command command = Command::Info;
+    std::string host;                  ///< name or dotted IPv4 address
+    std::uint16_t port = 50000;        ///< TCP, and the UDP port that datagrams come to
+    double timeout = 3.0;              ///< seconds to wait for a connection or an answer
+    double wait = 0.0;                 ///< seconds to go on trying while the connection is refused
+    bool json = false;                 ///< JSON lines instead of text
+    std::optional<std::uint32_t> tune; ///< Hz
+    std::optional<double> seconds;     ///< length of the run; without it until a signal
+    std::string bind = "0.0.0.0";      ///< local IPv4 address for the datagrams
+    std::optional<double> rate;        ///< Hz; without it the measured rate
+    std::string recording;             ///< file name, empty for none
+    bool force = false;                ///< existing files may be overwritten
+    std::string plot;                  ///< file name, empty for none
+    bool spectrum = false;             ///< live view in the terminal
+};
+
+/// The outcome of reading the command line: options, or the exit status to end with at once
+/// (0 after --help and --version; errors have been reported on standard error).
+struct ParsedOptions {
+    Options options;
+    std::optional<int> exit;
+};
+ParsedOptions parseOptions(int argc, const char* const* argv);
+
+/// A frequency as people write it: "7100000", "7100k", "7.1M", "1.6MHz". Hz.
+/// Nothing when it is no number or does not fit 32 bits.
+std::optional<std::uint32_t> parseFrequency(const std::string& text);
+
+/// Splits "HOST[:PORT]". False when the port is no number from 1 to 65535 or the host is empty.
+bool parseServer(const std::string& text, std::string& host, std::uint16_t& port);
+
+} // namespace feedline::probe

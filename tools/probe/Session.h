@@ -1,0 +1,64 @@
+// One run of the receiver, from the connection to the summary.
+#pragma once
+
+#include "probe/Analyser.h"
+#include "probe/ControlClient.h"
+#include "probe/DatagramReceiver.h"
+#include "probe/ExitStatus.h"
+#include "probe/Figures.h"
+#include "probe/Options.h"
+
+#include <chrono>
+#include <ostream>
+
+namespace feedline::probe {
+
+class SignalEvents;
+
+/// Binds the UDP port before it connects, so that not even the first datagram is missed, and stops
+/// the receiver on every way out that leaves a connection to do so.
+class Session {
+public:
+    /// Connects; throws Failure. Remarks go to `notes`, one line each.
+    Session(const Options& options, Presenter& presenter, std::ostream& notes);
+
+    /// Runs until the time is over, SIGINT or SIGTERM comes, requestStop() is called or the server
+    /// goes away; throws Failure.
+    ExitStatus run();
+
+    /// Any thread.
+    void requestStop();
+    ReceptionFigures reception() const { return m_receiver.figures(); }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    enum class End { Asked, ServerGone };
+
+    void remarkOnBuffer();
+    void startReceiver();
+    End watch(const SignalEvents& signals);
+    End stopReceiver(End end);
+    Clock::time_point nextEvent() const;
+    bool timeIsOver() const;
+    void present();
+    Figures figures(const Analyser::Result& result, double measuredRate);
+    ExitStatus conclude(End end);
+    ExitStatus judge(End end, const ReceptionFigures& reception);
+    void note(const std::string& line);
+
+    const Options& m_options;
+    Presenter& m_presenter;
+    std::ostream& m_notes;
+    Analyser m_analyser;
+    DatagramReceiver m_receiver;
+    ControlClient m_client;
+    UniqueFd m_stop;
+    StreamFacts m_facts;
+    Clock::time_point m_begin;
+    Clock::time_point m_nextSecond;
+    Clock::time_point m_nextSpectrum;
+    Clock::time_point m_end; ///< far away when the length is not known
+    Figures m_latest;
+};
+
+} // namespace feedline::probe

@@ -1,0 +1,33 @@
+#include "probe/SignalEvents.h"
+
+#include <sys/signalfd.h>
+
+namespace feedline::probe {
+
+namespace {
+
+sigset_t endSignals() {
+    sigset_t set{};
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGTERM);
+    return set;
+}
+
+} // namespace
+
+SignalEvents::SignalEvents() {
+    const sigset_t set = endSignals();
+    pthread_sigmask(SIG_BLOCK, &set, &m_before);
+    m_fd = UniqueFd(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
+}
+
+// Signals that came are taken: they have been obeyed, and would otherwise end the process now.
+SignalEvents::~SignalEvents() {
+    signalfd_siginfo info{};
+    while (read(m_fd.get(), &info, sizeof info) > 0) {
+    }
+    pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+}
+
+} // namespace feedline::probe

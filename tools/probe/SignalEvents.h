@@ -1,0 +1,27 @@
+// SIGINT and SIGTERM as something to wait for.
+#pragma once
+
+#include "probe/UniqueFd.h"
+
+#include <csignal>
+
+namespace feedline::probe {
+
+/// While an object lives, the two signals are blocked in the thread that made it and in those that
+/// it starts, and arrive at the descriptor instead.
+class SignalEvents {
+public:
+    SignalEvents();
+    ~SignalEvents();
+    SignalEvents(const SignalEvents&) = delete;
+    SignalEvents& operator=(const SignalEvents&) = delete;
+
+    /// For poll(): readable when a signal has come.
+    int fd() const { return m_fd.get(); }
+
+private:
+    sigset_t m_before{};
+    UniqueFd m_fd;
+};
+
+} // namespace feedline::probe
