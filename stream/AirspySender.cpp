@@ -26,7 +26,7 @@ void sendPairs(const std::uint8_t* samples) {
     datagram::putHeader(buffer.data(), sequence);
     // The number is used up whether or not the send succeeds, so that the client sees the gap.
     dataSequence = static_cast<std::uint16_t>(sequence + 1U);
-    std::memcpy(buffer.data() + datagram::sampleOffset, samples, datagram::sampleBytes);
+    std::memcpy(buffer.samples(), samples, datagram::sampleBytes);
     datagram::samplesToWire(buffer.data());
     sendDatagram(udpSocket, buffer, destination);
 }

@@ -4,12 +4,26 @@
 #include "stream/DataDatagram.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <netinet/in.h>
 
 namespace feedline {
 
-using DatagramBuffer = std::array<std::uint8_t, datagram::size>;
+/// A datagram under construction. It is laid so that its samples, not its header, begin a cache
+/// line: copying them onto an odd offset would take several times as long.
+class DatagramBuffer {
+public:
+    std::uint8_t* data() { return bytes_.data() + padding; }
+    const std::uint8_t* data() const { return bytes_.data() + padding; }
+    std::uint8_t* samples() { return data() + datagram::sampleOffset; }
+    static constexpr std::size_t size() { return datagram::size; }
+
+private:
+    static constexpr std::size_t cacheLine = 64;
+    static constexpr std::size_t padding = cacheLine - datagram::sampleOffset;
+    alignas(cacheLine) std::array<std::uint8_t, padding + datagram::size> bytes_{};
+};
 
 /// A new UDP socket; negative when the system refuses.
 int makeDatagramSocket();

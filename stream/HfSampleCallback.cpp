@@ -21,12 +21,13 @@ std::int16_t toSample(float value) {
 
 int airspyHfSampleCallback(airspyhf_transfer_t* transfer) {
     std::int16_t* const ring = sampleRing;
+    const airspyhf_complex_float_t* const samples = transfer->samples;
+    const int count = transfer->sample_count;
     std::int32_t w = ringWriteIndex.load(std::memory_order_relaxed);
-    for (int i = 0; i < transfer->sample_count; ++i) {
-        storeEntry(ring + w, toSample(transfer->samples[i].re));
-        w = nextEntry(w);
-        storeEntry(ring + w, toSample(transfer->samples[i].im));
-        w = nextEntry(w);
+    for (int i = 0; i < count; ++i) {
+        storeEntry(ring + w, toSample(samples[i].re));
+        storeEntry(ring + w + 1, toSample(samples[i].im));
+        w = nextPair(w);
         // Pair by pair, not once per block: the sender starts on the first of a block while the
         // rest is converted.
         ringWriteIndex.store(w, std::memory_order_release);

@@ -46,9 +46,9 @@ static_assert(ringEntries % sliceEntries == 0);
 /// for it.
 bool makeSampleRing();
 
-/// The entry after `index`.
-constexpr std::int32_t nextEntry(std::int32_t index) {
-    return index > ringEntries - 2 ? 0 : index + 1;
+/// The entry after the pair at `index`, which is even.
+constexpr std::int32_t nextPair(std::int32_t index) {
+    return index > ringEntries - 3 ? 0 : index + 2;
 }
 
 /// Entries that wait to be read.

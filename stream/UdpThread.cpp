@@ -25,7 +25,7 @@ public:
         if (entriesAvailable(written, r) < sliceEntries)
             return false;
         datagram::putHeader(buffer_.data(), sequence_++);
-        copySlice(buffer_.data() + datagram::sampleOffset, sampleRing + r);
+        copySlice(buffer_.samples(), sampleRing + r);
         datagram::samplesToWire(buffer_.data());
         ringReadIndex = nextSlice(r); // Before the send: a slice that cannot be sent is gone.
         sendDatagram(socket_, buffer_, destination_);
