@@ -40,6 +40,8 @@ StatusLine::StatusLine(Mark mark, const QString& text, const QString& longest, Q
 }
 
 void StatusLine::setStringValue(const std::string& text) {
+    if (text == text_.get())
+        return; // Told every second, mostly nothing new: nothing to paint then.
     text_.set(text);
     const QString shown = QString::fromStdString(text);
     label_->setText(shown);
