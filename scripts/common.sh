@@ -6,7 +6,7 @@ server_packages="cmake ninja-build g++ pkg-config qt6-base-dev libairspyhf-dev l
 libusb-1.0-0-dev libsndfile1-dev"
 
 # What the tests need on top.
-test_packages="libgtest-dev libgmock-dev airspyhf airspy dbus python3-dbusmock
+test_packages="libgtest-dev libgmock-dev libkissfft-dev airspyhf airspy dbus python3-dbusmock
 desktop-file-utils appstream man-db systemd file"
 
 # install_missing PACKAGE...: installs those that are not there, saying which; asks for root only then.

@@ -1,0 +1,154 @@
+// Clients that do what no client should. The server runs without a receiver; every lost client
+// costs it five real seconds, so there are few of them here.
+#include "ServerProcess.h"
+#include "WireClient.h"
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <list>
+#include <random>
+
+namespace feedline::testing {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr int noReceiver = 2; // a type that names none
+
+const Bytes nameAnswer{0x0B, 0x00, 0x01, 0x00, 'A', 'i', 'r', 'S', 'p', 'y', 0x00};
+const Bytes serialAnswer{0x0E, 0x00, 0x02, 0x00, '1', '2', '3', '4', '5', '6', '7', '8', '9', 0x00};
+
+struct HostileClient : ::testing::Test {
+    DatagramSocket socket;
+    const std::uint16_t port = socket.port();
+    ServerProcess server{{.settings = {port, noReceiver, "127.0.0.1"}}};
+
+    void TearDown() override {
+        EXPECT_TRUE(server.running());
+        EXPECT_EQ(server.end(SIGTERM, "after the test"), 0);
+    }
+
+    void expectService() const {
+        ControlConnection client(port);
+        EXPECT_EQ(client.ask(askName()), nameAnswer);
+    }
+
+    bool waitForListener(int nth) const {
+        return server.output.waitFor("TCPThread Waiting for incoming connections...\n", nth);
+    }
+
+    bool waitForGone(int nth) const { return server.output.waitFor("UDPThread exit\n", nth); }
+};
+
+/// The serial number, after the answers to whatever noise happened to ask for.
+Bytes answerAfterOthers(const ControlConnection& client) {
+    client.send(askSerial());
+    Bytes answer;
+    do
+        answer = client.receive();
+    while (!answer.empty() && answer != serialAnswer);
+    return answer;
+}
+
+Bytes noise(std::size_t length) {
+    std::mt19937 generator{20240229};
+    std::uniform_int_distribution<int> any(0, 255);
+    Bytes bytes(length);
+    for (std::uint8_t& byte : bytes)
+        byte = static_cast<std::uint8_t>(any(generator));
+    return bytes;
+}
+
+TEST_F(HostileClient, MegabytesOfNoiseLeaveAServerThatAnswers) {
+    ControlConnection client(port);
+    ASSERT_TRUE(client.send(noise(sanitized ? 1 << 20 : 4 << 20)));
+    EXPECT_TRUE(client.send(resynchronise()));
+    EXPECT_EQ(answerAfterOthers(client), serialAnswer);
+}
+
+TEST_F(HostileClient, ClientsThatAskAndResetEndOnlyThemselves) {
+    constexpr int rounds = 4;
+    ASSERT_TRUE(waitForListener(1));
+    int descriptors = 0;
+    long memory = 0;
+    for (int round = 1; round <= rounds; ++round) {
+        ControlConnection served(port);
+        ASSERT_EQ(served.ask(askName()), nameAnswer);
+        // These wait behind it, and are gone before anybody accepts them.
+        std::list<ControlConnection> waiting;
+        for (int i = 0; i < 3; ++i)
+            EXPECT_TRUE(waiting.emplace_back(port).send(askSerial()));
+        for (int i = 0; i < 200; ++i)
+            served.send(askName());
+        served.reset();
+        for (ControlConnection& client : waiting)
+            client.reset();
+        ASSERT_TRUE(waitForListener(round + 1));
+        ASSERT_TRUE(waitForGone(round));
+        if (round == 1) {
+            descriptors = server.descriptors();
+            memory = server.residentKilobytes();
+        }
+    }
+    // One datagram socket a round stays behind by design, and nothing else.
+    EXPECT_EQ(server.descriptors(), descriptors + rounds - 1);
+    if (!sanitized) {
+        EXPECT_LT(server.residentKilobytes(), memory + 2048);
+    }
+    std::cout << "resident memory after the first round " << memory << " kB, after " << rounds
+              << ": " << server.residentKilobytes() << " kB\n";
+    expectService();
+}
+
+TEST_F(HostileClient, AClientThatAsksAndNeverReadsHoldsUpOnlyItself) {
+    ControlConnection deaf(port);
+    ASSERT_TRUE(deaf.connected());
+    Bytes requests;
+    for (int i = 0; i < 1000; ++i) {
+        const Bytes one = askName();
+        requests.insert(requests.end(), one.begin(), one.end());
+    }
+    // Answers are longer than requests, so that the server's writes fill every buffer between.
+    deaf.sendUntilStuck(requests);
+    ASSERT_TRUE(server.running());
+    deaf.reset();
+    ASSERT_TRUE(waitForListener(2)); // Before, a client would end up behind the other one.
+    ControlConnection next(port);
+    ASSERT_TRUE(next.send(resynchronise())); // The other was cut off anywhere.
+    EXPECT_EQ(answerAfterOthers(next), serialAnswer);
+}
+
+TEST_F(HostileClient, ASecondClientWaitsUnansweredAndIsCutOffWithTheFirst) {
+    ControlConnection first(port);
+    ASSERT_EQ(first.ask(askName()), nameAnswer);
+    ControlConnection second(port);
+    ASSERT_TRUE(second.send(askName()));
+    for (int i = 0; i < 200; ++i)
+        ASSERT_EQ(first.ask(askSerial()), serialAnswer);
+    EXPECT_FALSE(second.readable(200ms));
+    first.close();
+    EXPECT_TRUE(second.waitForEnd());
+    expectService();
+}
+
+TEST_F(HostileClient, HalfAMessageIsCompletedByTheNextClient) {
+    {
+        ControlConnection half(port);
+        ASSERT_EQ(half.ask(askName()), nameAnswer);
+        ASSERT_TRUE(half.send({0x04, 0x20}));
+    }
+    ASSERT_TRUE(waitForListener(2));
+    ControlConnection other(port);
+    EXPECT_EQ(other.ask({0x02, 0x00}), serialAnswer);
+}
+
+TEST_F(HostileClient, AClientThatLeavesAtOnceIsFollowedByTheNext) {
+    ControlConnection(port).close();
+    ASSERT_TRUE(waitForListener(2));
+    EXPECT_EQ(occurrences("TCPThread Client disconnected\n", server.output.text()), 1);
+    expectService();
+}
+
+} // namespace
+} // namespace feedline::testing

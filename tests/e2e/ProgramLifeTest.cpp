@@ -1,0 +1,143 @@
+// From start to end without a stream: what the programs say when there is no receiver or no port,
+// and that a signal ends them well at every moment.
+#include "ServerProcess.h"
+#include "WireClient.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+#include <thread>
+
+namespace feedline::testing {
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::Not;
+
+constexpr int hf = 0;
+constexpr int airspy = 1;
+constexpr int noReceiver = 2;
+
+struct ProgramLife : ::testing::Test {
+    DatagramSocket socket;
+    const std::uint16_t port = socket.port();
+    const std::string portLine = "portToUse " + std::to_string(port);
+
+    ServerProcess::Launch launch(int type, const std::string& devices,
+                                 Program program = Program::FEEDLINED) const {
+        return {program, {port, type, "127.0.0.1"}, {{"FEEDLINE_EMULATOR_DEVICES", devices}}};
+    }
+};
+
+TEST_F(ProgramLife, AMissingHfIsAnAlertAndNoListener) {
+    ServerProcess server(launch(hf, "none"));
+    ASSERT_TRUE(server.log.waitFor("ALERT: "));
+    EXPECT_FALSE(listening(port));
+    EXPECT_EQ(server.end(SIGTERM, "no receiver"), 0);
+    EXPECT_THAT(server.logLines(), ElementsAre(portLine, "initAirspy", "n 0",
+                                               "ALERT: No AirSpyHF+ found - Is it plugged in?"));
+    EXPECT_EQ(server.output.text(), "");
+    EXPECT_EQ(server.savedSettings(), (Settings{port, hf, "127.0.0.1"}));
+}
+
+TEST_F(ProgramLife, AMissingAirspyIsNoAlertAndNoListener) {
+    ServerProcess server(launch(airspy, "none"));
+    ASSERT_TRUE(server.log.waitFor("n 0\n"));
+    EXPECT_FALSE(listening(port));
+    EXPECT_EQ(server.end(SIGTERM, "no receiver"), 0);
+    EXPECT_THAT(server.logLines(), ElementsAre(portLine, "n 0"));
+    EXPECT_EQ(server.output.text(), "");
+    EXPECT_EQ(server.savedSettings(), (Settings{port, airspy, "127.0.0.1"}));
+}
+
+TEST_F(ProgramLife, TheOtherReceiverAloneIsNoneAtAll) {
+    ServerProcess server(launch(airspy, "hf"));
+    ASSERT_TRUE(server.log.waitFor("n 0\n"));
+    EXPECT_EQ(server.end(SIGTERM, "the other receiver only"), 0);
+    EXPECT_THAT(server.logLines(), ElementsAre(portLine, "n 0"));
+}
+
+TEST_F(ProgramLife, ATypeWithoutReceiverServesAnswersOnly) {
+    ServerProcess server(launch(noReceiver, "hf,airspy"));
+    ControlConnection client(port);
+    EXPECT_EQ(client.ask(setState(2)), setState(2));
+    EXPECT_EQ(client.ask(askStatus()), (Bytes{0x05, 0x00, 0x05, 0x00, 11}));
+    EXPECT_EQ(client.ask(setFrequency(7100000)), echoOfFrequency(7100000));
+    EXPECT_EQ(server.end(SIGTERM, "client connected"), 0);
+    EXPECT_EQ(server.savedSettings(), (Settings{port, noReceiver, "127.0.0.1"}));
+    EXPECT_THAT(server.log.text(), Not(::testing::HasSubstr("ALERT")));
+}
+
+TEST_F(ProgramLife, FirstLaunchSavesTheDefaults) {
+    ServerProcess server({.environment = {{"FEEDLINE_EMULATOR_DEVICES", "none"}}});
+    ASSERT_TRUE(server.log.waitFor("ALERT: "));
+    EXPECT_EQ(server.end(SIGINT, "first launch"), 0);
+    EXPECT_EQ(server.logLines().front(), "portToUse 50000");
+    EXPECT_EQ(server.savedSettings(), (Settings{50000, 0, "127.0.0.1"}));
+}
+
+TEST_F(ProgramLife, APortInUseIsSaidAndEndsNothing) {
+    ControlListener taken(port);
+    ServerProcess server(launch(noReceiver, "none"));
+    ASSERT_TRUE(server.output.waitFor("TCPThread bind failed. Error\n"));
+    EXPECT_EQ(server.end(SIGTERM, "port in use"), 0);
+    EXPECT_EQ(server.output.text(), "TCPThread Socket created\nTCPThread bind failed. Error\n");
+    EXPECT_EQ(server.savedSettings(), (Settings{port, noReceiver, "127.0.0.1"}));
+}
+
+// feedline's alert is a modal box, and nobody is there to press its button.
+TEST_F(ProgramLife, SignalsEndTheWindowUnderAnAlert) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        ServerProcess server(launch(hf, "none", Program::FEEDLINE));
+        ASSERT_TRUE(server.log.waitFor("n 0\n"));
+        // The box comes up now, and does not show from outside; it must end well before, too.
+        std::this_thread::sleep_for(signal == SIGTERM ? 500ms : 0ms);
+        EXPECT_EQ(server.end(signal, "alert open"), 0);
+        EXPECT_EQ(server.savedSettings(), (Settings{port, hf, "127.0.0.1"}));
+    }
+}
+
+TEST_F(ProgramLife, SignalsEndAnIdleServer) {
+    for (const Program program : {Program::FEEDLINED, Program::FEEDLINE})
+        for (const int signal : {SIGTERM, SIGINT}) {
+            ServerProcess server(launch(noReceiver, "none", program));
+            ASSERT_TRUE(server.output.waitFor("Waiting for incoming connections...\n"));
+            EXPECT_EQ(server.end(signal, "idle"), 0);
+            EXPECT_EQ(server.savedSettings(), (Settings{port, noReceiver, "127.0.0.1"}));
+        }
+}
+
+TEST_F(ProgramLife, SignalsEndItWhileItWaitsToListenAgain) {
+    for (const int signal : {SIGTERM, SIGINT}) {
+        ServerProcess server(launch(noReceiver, "none"));
+        ControlConnection(port).close();
+        ASSERT_TRUE(server.log.waitFor("SetUpTcpServerAfterDelay\n"));
+        EXPECT_EQ(server.end(signal, "in the five seconds"), 0);
+        EXPECT_EQ(server.savedSettings(), (Settings{port, noReceiver, "127.0.0.1"}));
+    }
+}
+
+// The signals come blocked, as a parent may hand them on, so that they count from the first
+// instruction on; the program takes them when it gets to it.
+TEST_F(ProgramLife, SignalsAtAnyMomentOfTheStartLoseNothing) {
+    std::mt19937 generator{4711};
+    std::uniform_int_distribution<int> microseconds(0, sanitized ? 300000 : 30000);
+    for (int i = 0; i < 30; ++i) {
+        auto start =
+            launch(noReceiver, "none", i % 3 == 2 ? Program::FEEDLINE : Program::FEEDLINED);
+        start.signalsBlocked = true;
+        ServerProcess server(start);
+        const std::chrono::microseconds delay(microseconds(generator));
+        std::this_thread::sleep_for(delay); // Any moment will do.
+        EXPECT_EQ(server.end(i % 2 == 0 ? SIGTERM : SIGINT,
+                             std::to_string(delay.count()) + " us after its start"),
+                  0);
+        EXPECT_EQ(server.savedSettings(), (Settings{port, noReceiver, "127.0.0.1"}));
+    }
+}
+
+} // namespace
+} // namespace feedline::testing

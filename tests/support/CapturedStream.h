@@ -1,0 +1,51 @@
+// What a child process writes to one of its standard streams, kept byte for byte.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+
+namespace feedline::testing {
+
+/// How long a test waits for something that only a broken build keeps from happening.
+constexpr std::chrono::seconds patience{60};
+
+/// Reads the descriptor to its end on a thread of its own. All methods: any thread.
+class CapturedStream {
+public:
+    CapturedStream() = default;
+    ~CapturedStream();
+    CapturedStream(const CapturedStream&) = delete;
+    CapturedStream& operator=(const CapturedStream&) = delete;
+
+    void readFrom(int descriptor); ///< once; the descriptor is this object's from then on
+
+    std::string text() const;
+
+    /// Waits until the condition holds for all that has come so far; false after `patience`, or
+    /// when the stream ended without it.
+    bool waitUntil(const std::function<bool(const std::string&)>& condition) const;
+
+    /// Waits for the n-th occurrence of the text.
+    bool waitFor(const std::string& wanted, int times = 1) const;
+
+    /// Waits for the other end to be closed, by everybody who holds it.
+    bool waitForEnd() const;
+
+private:
+    void readToEnd();
+
+    mutable std::mutex mutex_;
+    mutable std::condition_variable changed_;
+    std::string text_;
+    bool ended_ = false;
+    int descriptor_ = -1;
+    std::thread thread_;
+};
+
+int occurrences(const std::string& wanted, const std::string& text);
+
+} // namespace feedline::testing
