@@ -42,6 +42,15 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     return pointers;
 }
 
+sigset_t blockedSignals(const ServerProcess::Launch& launch) {
+    sigset_t blocked{};
+    sigemptyset(&blocked);
+    for (const int number : {SIGTERM, SIGINT})
+        if (launch.signalsBlocked)
+            sigaddset(&blocked, number);
+    return blocked;
+}
+
 /// Between fork and exec: system calls only.
 [[noreturn]] void becomeServer(const char* file, char* const* environment, const sigset_t& blocked,
                                int output, int log) {
@@ -113,14 +122,16 @@ void ServerProcess::start(const Launch& launch) {
     const std::vector<char*> pointers = pointersTo(texts);
     const auto outputPipe = makePipe();
     const auto logPipe = makePipe();
-    sigset_t blocked{};
-    sigemptyset(&blocked);
-    for (const int number : {SIGTERM, SIGINT})
-        if (launch.signalsBlocked)
-            sigaddset(&blocked, number);
+    // The child comes into being with everything blocked, then sets what it is to have.
+    sigset_t all{};
+    sigset_t own{};
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &own);
+    const sigset_t blocked = blockedSignals(launch);
     pid_ = fork();
     if (pid_ == 0)
         becomeServer(file.c_str(), pointers.data(), blocked, outputPipe[1], logPipe[1]);
+    pthread_sigmask(SIG_SETMASK, &own, nullptr);
     close(outputPipe[1]);
     close(logPipe[1]);
     output.readFrom(outputPipe[0]);
