@@ -9,6 +9,9 @@ libusb-1.0-0-dev libsndfile1-dev"
 test_packages="libgtest-dev libgmock-dev libkissfft-dev airspyhf airspy dbus python3-dbusmock
 desktop-file-utils appstream man-db systemd file"
 
+# What fuzzing needs on top.
+fuzz_packages="clang libclang-rt-14-dev"
+
 # install_missing PACKAGE...: installs those that are not there, saying which; asks for root only then.
 install_missing() {
     local package missing=()

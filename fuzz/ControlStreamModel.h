@@ -1,0 +1,47 @@
+// What the control stream does, told a second time and by other means than the server's own code:
+// a message is collected whole and then looked up in tables. Knows nothing of chunks.
+#pragma once
+
+#include "FuzzedServer.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+namespace feedline::fuzz {
+
+class ControlStreamModel {
+public:
+    // What the surroundings are, set by the fuzz target in step with the server's own.
+    std::int32_t type = 0;
+    bool hfOpen = false;
+    bool airspyOpen = false;
+    std::optional<std::int32_t> chosenWhileAlertIsUp;
+
+    // What the server should have come to.
+    Trace expected;
+    bool streaming = false;
+    std::int32_t frequency = 0;
+
+    void takeByte(std::uint8_t byte);
+    void choose(std::int32_t index);
+
+private:
+    std::size_t wholeLength() const;
+    void handle();
+    void request(unsigned code);
+    void change(unsigned code);
+    void changeState(const std::uint8_t* parameters);
+    void changeFrequency(const std::uint8_t* parameters);
+    void changeRate(const std::uint8_t* parameters);
+    void run(bool start, bool hf);
+    int tune(std::uint32_t hertz);
+    void alert(const char* text);
+    void reply(unsigned code, std::string_view parameters);
+
+    std::array<std::uint8_t, 8194> kept_{}; ///< never cleared: short messages read old bytes
+    std::size_t have_ = 0;
+};
+
+} // namespace feedline::fuzz

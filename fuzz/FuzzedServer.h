@@ -1,0 +1,138 @@
+// The server's core with everything around it replaced by memory: what it logs, prints, shows,
+// asks of a receiver and writes to its client becomes one trace, in the order of the events.
+// Made for some hundred thousand rounds a second, so nothing here allocates per event or enters
+// the kernel.
+#pragma once
+
+#include "app/AppDelegate.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace feedline::fuzz {
+
+/// Marks what kind of event follows in the trace.
+enum Event : char {
+    LOGGED = 'L',
+    PRINTED = 'P',
+    ALERT = 'A',
+    CALL = 'C',   ///< of a receiver library
+    WRITTEN = 'W' ///< to the client's socket
+};
+
+/// The events so far. An event is its mark, its text and a zero byte, so that no two sequences of
+/// events read alike.
+class Trace {
+public:
+    Trace() { bytes_.reserve(16384); }
+    void clear() { bytes_.clear(); }
+    void add(Event event, std::string_view text) {
+        bytes_ += static_cast<char>(event);
+        bytes_ += std::to_string(text.size());
+        bytes_ += ':';
+        bytes_ += text;
+    }
+    void format(Event event, const char* format, ...) __attribute__((format(printf, 3, 4)));
+    const std::string& bytes() const { return bytes_; }
+
+private:
+    std::string bytes_;
+};
+
+/// Where the core's events go.
+Trace& trace();
+
+/// What the receiver libraries answer.
+struct VendorAnswers {
+    int start = 0;
+    int stop = 0;
+    int tune = 0;
+};
+VendorAnswers& vendorAnswers();
+
+/// The socket number that stands for the client; `write` to it goes to the trace.
+constexpr int clientDescriptor = 1000000;
+
+/// Thrown where the server would log a line and abort.
+struct Fatal {};
+
+class HeldField : public TextField {
+public:
+    void setStringValue(const std::string& text) override { text_ = text; }
+    std::string stringValue() const override { return text_; }
+    void keepNumeric() override {}
+
+private:
+    std::string text_;
+};
+
+class HeldPopUp : public PopUpButton {
+public:
+    void removeAllItems() override {}
+    void addItemWithTitle(const std::string& /*title*/) override {}
+    void selectItemAtIndex(std::int64_t index) override { selected = index; }
+    std::int64_t indexOfSelectedItem() const override { return selected; }
+    std::int64_t selected = -1;
+};
+
+class HeldValue : public ValueControl {
+public:
+    std::int32_t intValue() const override { return 0; }
+};
+
+/// Runs nothing: no thread, no timer and no task matters to what is fuzzed here.
+class IdleMainThread : public MainThread {
+public:
+    void perform(std::function<void()> /*task*/) override {}
+    void performAfterDelay(std::chrono::milliseconds /*delay*/,
+                           std::function<void()> /*task*/) override {}
+    void performRepeatedly(std::chrono::milliseconds /*interval*/,
+                           std::function<void()> /*task*/) override {}
+    void addWillTerminateObserver(std::function<void()> /*handler*/) override {}
+};
+
+/// While an alert is up the user may choose another receiver.
+class TracedAlert : public Alert {
+public:
+    void runModal(const std::string& message, const std::string& information) override;
+    std::function<void()> whileUp;
+};
+
+class NoActivities : public ActivitySource {
+public:
+    std::shared_ptr<void> beginActivity(std::uint64_t /*options*/,
+                                        const std::string& /*reason*/) override {
+        return nullptr;
+    }
+};
+
+class NoSettings : public SettingsStore {
+public:
+    std::int64_t integerForKey(const std::string& /*key*/) const override { return 0; }
+    std::optional<std::string> stringForKey(const std::string& /*key*/) const override {
+        return std::nullopt;
+    }
+    void setInteger(std::int64_t /*value*/, const std::string& /*key*/) override {}
+    void setString(const std::string& /*value*/, const std::string& /*key*/) override {}
+    void synchronize() override {}
+};
+
+/// A controller with its outlets, over freshly reset state.
+struct FuzzedServer {
+    explicit FuzzedServer(SettingsStore& settings);
+
+    HeldField serverPort, status, udpAddr;
+    HeldPopUp devicePopup;
+    HeldValue gain;
+    IdleMainThread mainThread;
+    TracedAlert alert;
+    NoActivities activities;
+    AppDelegate delegate;
+};
+
+} // namespace feedline::fuzz
