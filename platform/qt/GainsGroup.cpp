@@ -2,6 +2,7 @@
 
 #include <QCheckBox>
 #include <QGridLayout>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QSlider>
 
@@ -15,7 +16,7 @@ struct GainsGroup::Range {
 };
 
 GainsGroup::GainsGroup(QWidget* parent)
-    : QGroupBox("AirSpy gains", parent), grid_(new QGridLayout(this)),
+    : QGroupBox("AirSpy gains", parent), grid_(new QGridLayout(this)), switches_(new QHBoxLayout),
       lnaAgcBox_(makeSwitch("LNA &AGC", "lnaAgcButton")),
       mixerAgcBox_(makeSwitch("Mixer A&GC", "mixerAgcButton")),
       lnaSlider_(makeSlider({"&LNA:", "lnaGainSlider", "LNA gain", 14})),
@@ -26,6 +27,7 @@ GainsGroup::GainsGroup(QWidget* parent)
       lnaAgcButton(*lnaAgcBox_), mixerAgcButton(*mixerAgcBox_), lnaGainSlider(*lnaSlider_),
       mixerGainSlider(*mixerSlider_), vgaGainSlider(*vgaSlider_), linearitySlider(*linearityBar_),
       sensitivitySlider(*sensitivityBar_) {
+    grid_->addLayout(switches_, 0, 0, 1, 3);
     reportChangesOf(lnaAgcBox_, lnaAgcButton);
     reportChangesOf(mixerAgcBox_, mixerAgcButton);
     reportChangesOf(lnaSlider_, lnaGainSlider);
@@ -43,9 +45,7 @@ QCheckBox* GainsGroup::makeSwitch(const char* text, const char* name) {
     auto* box = new QCheckBox(text, this);
     box->setObjectName(name);
     box->setAccessibleName(box->text().remove('&'));
-    const bool first = grid_->count() == 0;
-    // Both switches share the row above the sliders.
-    grid_->addWidget(box, 0, first ? 0 : 1, first ? Qt::AlignLeft : Qt::AlignRight);
+    switches_->addWidget(box, 1);
     return box;
 }
 
@@ -55,7 +55,7 @@ QSlider* GainsGroup::makeSlider(const Range& range) {
     slider->setAccessibleName(range.spokenName);
     slider->setRange(0, range.highest);
     slider->setPageStep(3);
-    slider->setMinimumWidth(24 * fontMetrics().averageCharWidth());
+    slider->setMinimumWidth(32 * fontMetrics().averageCharWidth());
 
     auto* label = new QLabel(range.label, this);
     label->setBuddy(slider);

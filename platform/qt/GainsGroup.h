@@ -9,6 +9,7 @@
 
 class QCheckBox;
 class QGridLayout;
+class QHBoxLayout;
 class QSlider;
 
 namespace feedline {
@@ -31,6 +32,7 @@ private:
     void reportChangesOf(QSlider* slider, const ValueControl& control);
 
     QGridLayout* grid_;
+    QHBoxLayout* switches_;
     QCheckBox* lnaAgcBox_;
     QCheckBox* mixerAgcBox_;
     QSlider* lnaSlider_;

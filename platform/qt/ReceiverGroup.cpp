@@ -61,6 +61,7 @@ void ReceiverGroup::addDevice(QFormLayout& form) {
     deviceBox_->setObjectName("devicePopup");
     deviceBox_->setAccessibleName("Device");
     deviceBox_->setAccessibleDescription(deviceHint);
+    deviceBox_->setPlaceholderText("No receiver"); // For a stored type that is none of the list.
     QObject::connect(deviceBox_, &QComboBox::activated, [this] { onDeviceChosen(); });
 
     restartButton_->setObjectName("restartButton");

@@ -24,7 +24,7 @@ StatusGroup::StatusGroup(QWidget* parent)
     grid->addWidget(&serverRemoteIP, 1, 0);
     grid->addWidget(&serverRunning, 0, 1);
     grid->addWidget(&serverCenterFrequency, 1, 1);
-    grid->setHorizontalSpacing(2 * fontMetrics().averageCharWidth() * 2);
+    grid->setHorizontalSpacing(4 * fontMetrics().averageCharWidth());
 }
 
 } // namespace feedline
