@@ -17,18 +17,20 @@ namespace {
 
 using Task = std::function<void()>;
 
-/// Pointers are far smaller than PIPE_BUF, so each goes in and comes out whole.
+/// What travels is the task's address: far smaller than PIPE_BUF, it goes in and comes out whole.
+constexpr ssize_t parcelSize = sizeof(void*);
+
 bool send(int pipe, const Task* task) {
     ssize_t written = 0;
     do
-        written = write(pipe, &task, sizeof task);
+        written = write(pipe, &task, parcelSize);
     while (written < 0 && errno == EINTR);
-    return written == sizeof task;
+    return written == parcelSize;
 }
 
 std::unique_ptr<Task> receive(int pipe) {
     Task* task = nullptr;
-    if (read(pipe, &task, sizeof task) != sizeof task)
+    if (read(pipe, &task, parcelSize) != parcelSize)
         return nullptr;
     return std::unique_ptr<Task>(task);
 }
@@ -70,16 +72,23 @@ void QtMainThread::runOneTask() const {
         (*task)();
 }
 
-void QtMainThread::performAfterDelay(std::chrono::milliseconds delay, std::function<void()> task) {
-    QTimer::singleShot(delay, Qt::PreciseTimer, &timers_, std::move(task));
-}
-
-void QtMainThread::performRepeatedly(std::chrono::milliseconds interval,
-                                     std::function<void()> task) {
+QTimer* QtMainThread::startTimer(std::chrono::milliseconds interval, std::function<void()> task) {
     auto* timer = new QTimer(&timers_);
     timer->setTimerType(Qt::PreciseTimer);
     QObject::connect(timer, &QTimer::timeout, std::move(task));
     timer->start(interval);
+    return timer;
+}
+
+void QtMainThread::performAfterDelay(std::chrono::milliseconds delay, std::function<void()> task) {
+    QTimer* timer = startTimer(delay, std::move(task));
+    timer->setSingleShot(true);
+    QObject::connect(timer, &QTimer::timeout, timer, &QObject::deleteLater);
+}
+
+void QtMainThread::performRepeatedly(std::chrono::milliseconds interval,
+                                     std::function<void()> task) {
+    startTimer(interval, std::move(task));
 }
 
 void QtMainThread::addWillTerminateObserver(std::function<void()> handler) {

@@ -9,6 +9,8 @@
 #include <atomic>
 #include <vector>
 
+class QTimer;
+
 namespace feedline {
 
 /// Tasks travel to the main thread as pointers through a pipe, whose write and read order the two
@@ -47,6 +49,7 @@ private:
     };
 
     void runOneTask() const;
+    QTimer* startTimer(std::chrono::milliseconds interval, std::function<void()> task);
 
     Pipe pipe_;
     QSocketNotifier notifier_;
