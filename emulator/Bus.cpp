@@ -1,0 +1,171 @@
+#include "emulator/Bus.h"
+
+#include "emulator/AirspyReceiver.h"
+#include "emulator/Band.h"
+#include "emulator/Commands.h"
+#include "emulator/ControlSocket.h"
+#include "emulator/Text.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+namespace feedline::emulator {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+void complain(const std::string& line) {
+    std::fputs(("feedline emulator: " + line + "\n").c_str(), stderr);
+}
+
+std::string nameOf(Kind kind, unsigned number) {
+    const std::string name = kind == Kind::hf ? "hf" : "airspy";
+    return number == 0 ? name : name + std::to_string(number + 1);
+}
+
+std::unique_ptr<Content> contentFor(Kind kind, const Config& config) {
+    if (config.recording)
+        return std::make_unique<Recording>(*config.recording, kind == Kind::airspy);
+    return std::make_unique<Band>(config.scene);
+}
+
+std::unique_ptr<Receiver> receiverFor(Kind kind, unsigned number, const Config& config,
+                                      const Content& content) {
+    if (kind == Kind::hf)
+        return std::make_unique<HfReceiver>(number, config.hfRates, content);
+    return std::make_unique<AirspyReceiver>(number, config.airspyRates, content);
+}
+
+void openForBusiness(Bus& bus, const Config& config) {
+    for (const std::string& command : parts(config.faults, ';'))
+        if (const std::string reply = execute(bus, command); !reply.starts_with("ok"))
+            complain("FEEDLINE_EMULATOR_FAULTS: " + command + ": " + reply);
+    if (!config.controlPath.empty() && !listenForCommands(bus, config.controlPath))
+        complain("FEEDLINE_EMULATOR_CONTROL: cannot listen on " + config.controlPath);
+}
+
+} // namespace
+
+Device::Device(std::string deviceName, std::unique_ptr<Content> deviceContent,
+               std::unique_ptr<Receiver> deviceReceiver)
+    : name(std::move(deviceName)), content(std::move(deviceContent)),
+      receiver(std::move(deviceReceiver)), feed(*content) {}
+
+bool Device::gone(const libusb_device_handle& handle) const {
+    return !plugged || handle.opened->appearance != appearance;
+}
+
+Bus::Bus(Config config) : speed(config.speed) {
+    for (Kind kind : config.devices)
+        attach(kind, config);
+}
+
+void Bus::attach(Kind kind, const Config& config) {
+    const std::string stem = nameOf(kind, 0);
+    const auto number = static_cast<unsigned>(
+        std::count_if(devices.begin(), devices.end(),
+                      [&](const auto& device) { return device->name.starts_with(stem); }));
+    auto content = contentFor(kind, config);
+    auto receiver = receiverFor(kind, number, config, *content);
+    devices.push_back(
+        std::make_unique<Device>(nameOf(kind, number), std::move(content), std::move(receiver)));
+}
+
+Bus& Bus::instance() {
+    static Bus& bus = *[] {
+        const Config config =
+            readConfig([](const char* name) { return std::getenv(name); }, complain);
+        auto* made = new Bus(config);
+        openForBusiness(*made, config);
+        return made;
+    }();
+    return bus;
+}
+
+Device* Bus::find(const std::string& name) {
+    const auto found = std::find_if(devices.begin(), devices.end(),
+                                    [&](const auto& device) { return device->name == name; });
+    return found == devices.end() ? nullptr : found->get();
+}
+
+void Bus::plug(const Lock&, Device& device) {
+    if (device.plugged)
+        return;
+    ++device.appearance;
+    device.receiver->powerUp();
+    device.plugged = true;
+    device.holder = nullptr;
+    device.halted = false;
+    device.clock.reset();
+    changed.notify_all();
+}
+
+void Bus::unplug(const Lock&, Device& device) {
+    device.plugged = false;
+    changed.notify_all();
+}
+
+void Bus::setSpeed(const Lock& lock, double factor) {
+    speed = factor;
+    for (const auto& device : devices)
+        restartStream(lock, *device);
+}
+
+std::optional<int> Bus::enter(Lock& lock, const libusb_device_handle& handle,
+                              const std::string& point) {
+    Device& device = *handle.opened->device;
+    const auto gone = [&] {
+        return device.gone(handle);
+    };
+    if (gone())
+        return LIBUSB_ERROR_NO_DEVICE;
+    const auto fault = device.faults.strike(point);
+    if (!fault)
+        return {};
+    if (fault->action == Fault::Action::fail)
+        return static_cast<int>(fault->value);
+    const unsigned releases = device.releases;
+    const auto free = [&] {
+        return gone() || device.releases != releases;
+    };
+    if (fault->action == Fault::Action::delay)
+        changed.wait_until(lock, Clock::now() + std::chrono::milliseconds(fault->value), free);
+    else
+        changed.wait(lock, free);
+    return gone() ? std::optional<int>(LIBUSB_ERROR_NO_DEVICE) : std::nullopt;
+}
+
+void Bus::schedule(Device& device, Pending& pending) const {
+    if (!device.receiver->streaming())
+        return;
+    const StreamSettings settings = device.streamSettings();
+    if (!device.clock) {
+        device.clock.emplace(Clock::now(), settings.view.rate * speed);
+        device.clockBase = device.nextPosition;
+    }
+    const std::uint64_t present = device.clockBase + device.clock->positionAt(Clock::now());
+    if (present > device.nextPosition) {
+        device.dropped += present - device.nextPosition;
+        device.nextPosition = present;
+    }
+    pending.position = device.nextPosition;
+    device.nextPosition +=
+        samplesIn(settings.format, static_cast<std::size_t>(pending.transfer->length));
+    pending.due = device.clock->due(device.nextPosition - device.clockBase);
+    pending.scheduled = true;
+}
+
+void Bus::restartStream(const Lock&, Device& device) {
+    device.clock.reset();
+    for (libusb_context* context : contexts)
+        for (const auto& handle : context->handles)
+            if (handle->opened->device == &device)
+                for (Pending& pending : handle->queue) {
+                    pending.scheduled = false;
+                    schedule(device, pending);
+                }
+    changed.notify_all();
+}
+
+} // namespace feedline::emulator

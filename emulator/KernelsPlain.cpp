@@ -1,0 +1,2 @@
+#define FEEDLINE_KERNELS plainKernels
+#include "emulator/KernelBodies.h"

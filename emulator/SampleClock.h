@@ -1,0 +1,36 @@
+// The receiver's sample clock: which sample is due when. Values; no thread of its own.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+
+namespace feedline::emulator {
+
+/// Positions count from the clock's start. Every instant follows from that one start, so that
+/// nothing drifts, however late anybody looks.
+class SampleClock {
+public:
+    using Instant = std::chrono::steady_clock::time_point;
+
+    /// `samplesPerSecond` 0: every sample is due at once.
+    SampleClock(Instant begin, double samplesPerSecond) : start(begin), rate(samplesPerSecond) {}
+
+    Instant due(std::uint64_t position) const {
+        if (rate == 0)
+            return start;
+        return start + std::chrono::nanoseconds(
+                           static_cast<std::int64_t>(static_cast<double>(position) * 1e9 / rate));
+    }
+
+    /// The first sample that is not yet taken at that instant; 0 without a rate.
+    std::uint64_t positionAt(Instant now) const {
+        const double seconds = std::chrono::duration<double>(now - start).count();
+        return seconds > 0 ? static_cast<std::uint64_t>(seconds * rate) : 0;
+    }
+
+private:
+    Instant start;
+    double rate;
+};
+
+} // namespace feedline::emulator
