@@ -193,8 +193,8 @@ Bytes echoOfFrequency(std::uint32_t hertz) {
 Bytes resynchronise() {
     // Enough to fill the largest message; then every pair is a message of its own, and the framing
     // stands before its first byte or its second. From either, the last three end a message.
-    Bytes bytes(8194, 0x02);
-    bytes.insert(bytes.end(), {0x01, 0x02, 0x02});
+    Bytes bytes(8197, 0x02);
+    bytes[8194] = 0x01;
     return bytes;
 }
 

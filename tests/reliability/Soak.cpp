@@ -1,0 +1,316 @@
+// feedlined over an emulated receiver, at the receiver's own pace, for as long as asked: counts
+// datagrams, gaps and content errors, asks the server for its status all the while, and watches its
+// memory, descriptors and threads. `./soak` builds and runs it.
+//
+//   feedline_soak hf|airspy MINUTES            one stream, uninterrupted
+//   feedline_soak hf|airspy cycles NUMBER      connect, run, stop, leave, and again
+//
+// Exit status 0 when every count that has to be 0 is.
+#include "ServerProcess.h"
+#include "ToneCheck.h"
+#include "WireClient.h"
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <poll.h>
+#include <sys/socket.h>
+#include <thread>
+
+namespace feedline::testing {
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::uint32_t tunedTo = 7100000;
+constexpr std::uint32_t carrierAt = 7170456; ///< an offset that no block length is a multiple of
+constexpr int receiveBuffer = 32 << 20;
+
+struct Counts {
+    std::uint64_t datagrams = 0;
+    std::uint64_t gaps = 0;      ///< numbers that do not follow the one before
+    std::uint64_t malformed = 0; ///< of another length or header
+    std::uint64_t checked = 0;   ///< datagrams whose content was judged
+    std::uint64_t contentErrors = 0;
+    std::uint64_t overflowed = 0; ///< lost by this program's own receive buffer
+    double worstPhase = 0;
+    double worstResidue = 0;
+    double amplitude = 0;
+};
+
+/// Takes datagrams until told to stop, on a thread of its own.
+class Listener {
+public:
+    explicit Listener(int socket) : socket_(socket) {
+        const int on = 1;
+        const int size = receiveBuffer;
+        if (setsockopt(socket, SOL_SOCKET, SO_RCVBUFFORCE, &size, sizeof size) != 0)
+            setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
+        setsockopt(socket, SOL_SOCKET, SO_RXQ_OVFL, &on, sizeof on);
+        thread_ = std::thread([this] { listen(); });
+    }
+    ~Listener() {
+        stop_ = true;
+        thread_.join();
+    }
+    Listener(const Listener&) = delete;
+    Listener& operator=(const Listener&) = delete;
+
+    Counts counts() const {
+        const std::lock_guard lock(mutex_);
+        return counts_;
+    }
+
+private:
+    void listen() {
+        pollfd waiting{socket_, POLLIN, 0};
+        while (!stop_)
+            if (poll(&waiting, 1, 100) > 0)
+                takeWhatIsThere();
+    }
+
+    void takeWhatIsThere() {
+        for (;;) {
+            std::array<std::uint8_t, datagram::size + 1> bytes;
+            alignas(cmsghdr) std::array<char, 64> control;
+            iovec part{bytes.data(), bytes.size()};
+            msghdr message{};
+            message.msg_iov = &part;
+            message.msg_iovlen = 1;
+            message.msg_control = control.data();
+            message.msg_controllen = control.size();
+            const ssize_t length = recvmsg(socket_, &message, MSG_DONTWAIT);
+            if (length < 0)
+                return;
+            const std::lock_guard lock(mutex_);
+            readOverflow(message);
+            take(bytes.data(), static_cast<std::size_t>(length));
+        }
+    }
+
+    void readOverflow(msghdr& message) {
+        for (cmsghdr* c = CMSG_FIRSTHDR(&message); c != nullptr; c = CMSG_NXTHDR(&message, c))
+            if (c->cmsg_level == SOL_SOCKET && c->cmsg_type == SO_RXQ_OVFL) {
+                std::uint32_t lost = 0;
+                std::memcpy(&lost, CMSG_DATA(c), sizeof lost);
+                counts_.overflowed = lost;
+            }
+    }
+
+    static std::uint16_t wordAt(const std::uint8_t* bytes) {
+        return static_cast<std::uint16_t>(bytes[0] + 256 * bytes[1]);
+    }
+
+    void take(const std::uint8_t* bytes, std::size_t length) {
+        ++counts_.datagrams;
+        if (length != datagram::size || wordAt(bytes) != datagram::header) {
+            ++counts_.malformed;
+            return;
+        }
+        const std::uint16_t number = wordAt(bytes + 2);
+        const bool gap = number != due_;
+        due_ = static_cast<std::uint16_t>(number + 1);
+        counts_.gaps += gap ? 1 : 0;
+        ToneCheck::Pairs pairs;
+        for (std::size_t n = 0; n < pairs.size(); ++n) {
+            const std::uint8_t* at = bytes + datagram::sampleOffset + 4 * n;
+            pairs[n] = {static_cast<double>(static_cast<std::int16_t>(wordAt(at))),
+                        static_cast<double>(static_cast<std::int16_t>(wordAt(at + 2)))};
+        }
+        tone_.take(pairs, gap);
+        counts_.checked = tone_.checked();
+        counts_.contentErrors = tone_.errors();
+        counts_.worstPhase = tone_.worstPhase();
+        counts_.worstResidue = tone_.worstResidue();
+        counts_.amplitude = tone_.amplitude();
+    }
+
+    int socket_;
+    std::uint16_t due_ = 0; ///< every stream of this program's begins with 0
+    ToneCheck tone_;
+    Counts counts_;
+    mutable std::mutex mutex_;
+    std::atomic<bool> stop_ = false;
+    std::thread thread_;
+};
+
+/// What the server's process holds.
+struct Holdings {
+    long kilobytes;
+    int descriptors;
+    int threads;
+    static Holdings of(const ServerProcess& server) {
+        return {server.residentKilobytes(), server.descriptors(), server.threads()};
+    }
+};
+
+class Soak {
+public:
+    explicit Soak(bool airspy)
+        : airspy_(airspy), scene_(writeScene()),
+          server_({Program::FEEDLINED,
+                   {socket_.port(), airspy ? 1 : 0, "127.0.0.1"},
+                   {{"FEEDLINE_EMULATOR_DEVICES", airspy ? "airspy" : "hf"},
+                    {"FEEDLINE_EMULATOR_SCENE", scene_}}}) {}
+
+    bool stream(double minutes);
+    bool cycle(int number);
+
+private:
+    std::string writeScene() {
+        const std::string file = folder_.path() / "scene";
+        std::ofstream(file) << "carrier " << carrierAt << " -12\nnoise -200\n";
+        return file;
+    }
+    void check(bool good, const char* what) {
+        if (!good)
+            std::printf("FAILED: %s\n", what);
+        good_ = good_ && good;
+    }
+    void askStatus(const ControlConnection& client) {
+        ++asked_;
+        check(client.ask(testing::askStatus()) == Bytes{5, 0, 5, 0, 12}, "status while running");
+    }
+    void watch(const ControlConnection& client, Clock::time_point begin, Clock::time_point end);
+    void report(const char* when, const Counts& counts, Holdings holdings, double seconds) const;
+    bool runOnce(std::size_t datagrams);
+
+    bool airspy_;
+    bool good_ = true;
+    std::uint64_t asked_ = 0;
+    ScratchFolder folder_;
+    std::string scene_;
+    DatagramSocket socket_;
+    ServerProcess server_;
+    std::optional<Listener> listener_;
+    std::optional<Holdings> first_;
+};
+
+void Soak::report(const char* when, const Counts& c, Holdings h, double seconds) const {
+    std::printf(
+        "%s %s: %.0f s, %llu datagrams (%.0f pairs/s), gaps %llu, malformed %llu, content "
+        "checked %llu, errors %llu (worst phase %.5f rad, residue %.5f, amplitude %.0f), "
+        "own overflow %llu, status asked %llu; resident %ld kB, descriptors %d, threads %d\n",
+        airspy_ ? "airspy" : "hf", when, seconds, static_cast<unsigned long long>(c.datagrams),
+        static_cast<double>(c.datagrams) * 256 / seconds, static_cast<unsigned long long>(c.gaps),
+        static_cast<unsigned long long>(c.malformed), static_cast<unsigned long long>(c.checked),
+        static_cast<unsigned long long>(c.contentErrors), c.worstPhase, c.worstResidue, c.amplitude,
+        static_cast<unsigned long long>(c.overflowed), static_cast<unsigned long long>(asked_),
+        h.kilobytes, h.descriptors, h.threads);
+    std::fflush(stdout);
+}
+
+void Soak::watch(const ControlConnection& client, Clock::time_point begin, Clock::time_point end) {
+    auto nextReport = begin + 60s;
+    while (Clock::now() < end && good_) {
+        std::this_thread::sleep_for(1s);
+        askStatus(client);
+        if (Clock::now() < nextReport && first_)
+            continue;
+        const Holdings now = Holdings::of(server_);
+        if (!first_ && Clock::now() - begin > 15s)
+            first_ = now;
+        if (Clock::now() < nextReport)
+            continue;
+        nextReport += 60s;
+        report("so far", listener_->counts(), now,
+               std::chrono::duration<double>(Clock::now() - begin).count());
+    }
+}
+
+bool Soak::stream(double minutes) {
+    ControlConnection client(socket_.port());
+    check(client.ask(setFrequency(tunedTo)) == echoOfFrequency(tunedTo), "tuning");
+    listener_.emplace(socket_.descriptor());
+    check(client.ask(setState(2)) == setState(2), "start");
+    const auto begin = Clock::now();
+    watch(client, begin,
+          begin + std::chrono::duration_cast<Clock::duration>(
+                      std::chrono::duration<double>(minutes * 60)));
+    const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
+    const Counts c = listener_->counts();
+    const Holdings last = Holdings::of(server_);
+    report("in all", c, last, seconds);
+    check(client.ask(setState(1)) == setState(1), "stop");
+    check(server_.end(SIGTERM, "at the end of the soak") == 0, "exit status 0");
+    check(c.gaps == 0, "no gaps");
+    check(c.malformed == 0, "nothing malformed");
+    check(c.checked > 0 && c.contentErrors == 0, "content checked, no errors");
+    if (first_) {
+        std::printf("growth: resident %+ld kB, descriptors %+d, threads %+d\n",
+                    last.kilobytes - first_->kilobytes, last.descriptors - first_->descriptors,
+                    last.threads - first_->threads);
+        check(last.kilobytes <= first_->kilobytes, "no growth of memory");
+        check(last.descriptors == first_->descriptors, "no growth of descriptors");
+        check(last.threads == first_->threads, "no growth of threads");
+    }
+    return good_;
+}
+
+/// Connects, runs until so many datagrams have come, stops, leaves.
+bool Soak::runOnce(std::size_t datagrams) {
+    ControlConnection client(socket_.port());
+    const std::uint64_t before = listener_->counts().datagrams;
+    check(client.ask(setState(2)) == setState(2), "start");
+    const auto end = Clock::now() + patience;
+    while (listener_->counts().datagrams < before + datagrams && Clock::now() < end)
+        std::this_thread::sleep_for(10ms);
+    check(listener_->counts().datagrams >= before + datagrams, "datagrams");
+    askStatus(client);
+    check(client.ask(setState(1)) == setState(1), "stop");
+    client.close();
+    return good_;
+}
+
+/// The model: each set-up of the server runs its UDP thread once, which leaves one datagram socket
+/// behind, and nothing else grows. A run ends with the client, so a listening server holds as many
+/// as it has been set up times.
+bool Soak::cycle(int number) {
+    listener_.emplace(socket_.descriptor());
+    const auto begin = Clock::now();
+    for (int n = 1; n <= number && good_; ++n) {
+        check(runOnce(200), "cycle");
+        check(server_.output.waitFor("TCPThread Waiting for incoming connections...", n + 1),
+              "listens again");
+        const Holdings now = Holdings::of(server_);
+        if (n == 3) // Qt and the libraries have everything they keep by then.
+            first_ = now;
+        if (first_)
+            check(now.descriptors - first_->descriptors == n - 3, "one descriptor a cycle");
+        if (n % 10 == 0)
+            report("so far", listener_->counts(), now,
+                   std::chrono::duration<double>(Clock::now() - begin).count());
+    }
+    const Holdings last = Holdings::of(server_);
+    check(server_.end(SIGTERM, "after the cycles") == 0, "exit status 0");
+    if (first_) {
+        std::printf("growth in %d cycles: resident %+ld kB, descriptors %+d, threads %+d\n",
+                    number - 3, last.kilobytes - first_->kilobytes,
+                    last.descriptors - first_->descriptors, last.threads - first_->threads);
+        check(last.threads == first_->threads, "no growth of threads");
+    }
+    return good_;
+}
+
+} // namespace
+} // namespace feedline::testing
+
+int main(int argc, char* argv[]) {
+    const std::string receiver = argc > 1 ? argv[1] : "";
+    const bool cycles = argc == 4 && std::strcmp(argv[2], "cycles") == 0;
+    const double amount = argc > 2 ? std::atof(argv[argc - 1]) : 0;
+    if ((receiver != "hf" && receiver != "airspy") || (argc != 3 && !cycles) || !(amount > 0)) {
+        std::fprintf(stderr, "usage: %s hf|airspy MINUTES | cycles NUMBER\n", argv[0]);
+        return 2;
+    }
+    feedline::testing::Soak soak(receiver == "airspy");
+    const bool good = cycles ? soak.cycle(static_cast<int>(amount)) : soak.stream(amount);
+    std::printf("%s: %s\n", receiver.c_str(), good ? "passed" : "FAILED");
+    return good ? 0 : 1;
+}
