@@ -1,0 +1,287 @@
+#include "MemoryPlatform.h"
+#include "app/RunTimeState.h"
+#include "stream/SampleCallbacks.h"
+#include "stream/SampleRing.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <bit>
+#include <csignal>
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <sys/mman.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace feedline {
+namespace {
+
+using Pair = airspyhf_complex_float_t;
+
+int deliver(Pair* pairs, int count) {
+    airspyhf_transfer_t transfer{};
+    transfer.samples = pairs;
+    transfer.sample_count = count;
+    return airspyHfSampleCallback(&transfer);
+}
+
+int deliver(std::vector<Pair>& pairs) {
+    return deliver(pairs.data(), static_cast<int>(pairs.size()));
+}
+
+std::int16_t entry(std::int32_t index) {
+    return static_cast<const std::int16_t*>(sampleRing)[index];
+}
+
+/// What a float becomes, by whole numbers alone: mantissa times 32767, shifted by the exponent.
+std::int16_t converted(std::uint32_t bits) {
+    const std::uint32_t exponent = bits >> 23U & 0xFFU;
+    const std::uint64_t fraction = bits & 0x7FFFFFU;
+    if (exponent == 255)
+        return 0;
+    const std::uint64_t product = (exponent == 0 ? fraction : fraction | 0x800000U) * 32767U;
+    const int shift = (exponent == 0 ? 1 : static_cast<int>(exponent)) - 150;
+    std::uint64_t magnitude = 0;
+    if (shift > 20 && product != 0)
+        return 0; // At least 2^23 * 2^21, far beyond 32 bits.
+    if (shift >= 0)
+        magnitude = product << static_cast<unsigned>(shift);
+    else if (shift > -64)
+        magnitude = product >> static_cast<unsigned>(-shift);
+    const bool negative = bits >> 31U != 0;
+    if (magnitude > (negative ? 0x80000000U : 0x7FFFFFFFU))
+        return 0;
+    const auto low = static_cast<std::uint16_t>(magnitude & 0xFFFFU);
+    return static_cast<std::int16_t>(negative ? static_cast<std::uint16_t>(0U - low) : low);
+}
+
+class HfSampleCallback : public ::testing::Test {
+protected:
+    HfSampleCallback() {
+        testing::resetRunTimeState();
+        EXPECT_TRUE(makeSampleRing());
+    }
+    ~HfSampleCallback() override { testing::resetRunTimeState(); }
+
+    static std::int16_t sampleOf(float value) {
+        ringWriteIndex = 0;
+        Pair pair{value, 0};
+        deliver(&pair, 1);
+        return entry(0);
+    }
+
+    /// Every bit pattern, through the callback, two to a pair.
+    static void expectConverted(const std::vector<std::uint32_t>& patterns) {
+        std::vector<Pair> pairs(patterns.size() / 2);
+        for (std::size_t i = 0; i < pairs.size(); ++i)
+            pairs[i] = {std::bit_cast<float>(patterns[2 * i]),
+                        std::bit_cast<float>(patterns[2 * i + 1])};
+        ringWriteIndex = 0;
+        deliver(pairs);
+        for (std::size_t i = 0; i < 2 * pairs.size(); ++i)
+            ASSERT_EQ(entry(static_cast<std::int32_t>(i)), converted(patterns[i]))
+                << std::hex << patterns[i];
+    }
+};
+
+TEST_F(HfSampleCallback, FullScaleIs32767TowardsZeroWithoutClamping) {
+    EXPECT_EQ(sampleOf(1.0F), 32767);
+    EXPECT_EQ(sampleOf(-1.0F), -32767);
+    EXPECT_EQ(sampleOf(0.5F), 16383);
+    EXPECT_EQ(sampleOf(-0.5F), -16383);
+    EXPECT_EQ(sampleOf(1.5F), -16386);
+    EXPECT_EQ(sampleOf(-1.5F), 16386);
+    EXPECT_EQ(sampleOf(0.0F), 0);
+    EXPECT_EQ(sampleOf(-0.0F), 0);
+    EXPECT_EQ(sampleOf(2.0F), -2);
+}
+
+TEST_F(HfSampleCallback, WhatIsNoNumberBecomesZero) {
+    using Limits = std::numeric_limits<float>;
+    EXPECT_EQ(sampleOf(Limits::quiet_NaN()), 0);
+    EXPECT_EQ(sampleOf(-Limits::quiet_NaN()), 0);
+    EXPECT_EQ(sampleOf(std::bit_cast<float>(0x7F800001U)), 0);
+    EXPECT_EQ(sampleOf(Limits::infinity()), 0);
+    EXPECT_EQ(sampleOf(-Limits::infinity()), 0);
+}
+
+TEST_F(HfSampleCallback, WhatDoesNotFit32BitsBecomesZero) {
+    using Limits = std::numeric_limits<float>;
+    EXPECT_EQ(sampleOf(Limits::max()), 0);
+    EXPECT_EQ(sampleOf(Limits::lowest()), 0);
+    EXPECT_EQ(sampleOf(65538.01F), 0);
+    // 65538 * 32767 is 2 short of 2^31, the largest float below it that fits; its low 16 bits stay.
+    EXPECT_EQ(sampleOf(65538.0F), -2);
+    EXPECT_EQ(sampleOf(-65538.0F), 2);
+}
+
+TEST_F(HfSampleCallback, WhatIsTooSmallBecomesZero) {
+    using Limits = std::numeric_limits<float>;
+    EXPECT_EQ(sampleOf(Limits::denorm_min()), 0);
+    EXPECT_EQ(sampleOf(-Limits::denorm_min()), 0);
+    EXPECT_EQ(sampleOf(Limits::min()), 0);
+    EXPECT_EQ(sampleOf(0.99F / 32767.0F), 0);
+    EXPECT_EQ(sampleOf(-0.99F / 32767.0F), 0);
+    EXPECT_EQ(sampleOf(1.01F / 32767.0F), 1);
+}
+
+TEST_F(HfSampleCallback, BitPatternsAtEveryBoundaryAreExact) {
+    std::vector<std::uint32_t> patterns;
+    const auto addAround = [&](std::uint32_t pattern) {
+        for (std::uint32_t offset = 0; offset <= 6; ++offset)
+            for (const std::uint32_t sign : {0U, 0x80000000U})
+                patterns.push_back((pattern + offset - 3) ^ sign);
+    };
+    for (std::uint32_t exponent = 0; exponent < 256; ++exponent)
+        addAround(exponent << 23U);
+    for (std::uint32_t sample = 0; sample <= 70000; ++sample)
+        addAround(std::bit_cast<std::uint32_t>(static_cast<float>(sample) / 32767.0F));
+    for (std::uint32_t n = 0; n < 64; ++n) // Where the product reaches 2^31.
+        addAround(std::bit_cast<std::uint32_t>(65537.0F + static_cast<float>(n) / 16.0F));
+    expectConverted(patterns);
+}
+
+TEST_F(HfSampleCallback, MillionsOfRandomBitPatternsAreExact) {
+    std::mt19937 random(1); // NOLINT(cert-msc51-cpp): the same patterns at every run.
+    for (int block = 0; block < 8; ++block) {
+        std::vector<std::uint32_t> patterns(1U << 19U);
+        for (std::uint32_t& pattern : patterns)
+            pattern = static_cast<std::uint32_t>(random());
+        expectConverted(patterns);
+    }
+}
+
+TEST_F(HfSampleCallback, MillionsOfRandomFloatsNearFullScaleAreExact) {
+    std::mt19937 random(2); // NOLINT(cert-msc51-cpp): the same floats at every run.
+    std::uniform_real_distribution<float> scale(-3.0F, 3.0F);
+    for (int block = 0; block < 4; ++block) {
+        std::vector<std::uint32_t> patterns(1U << 19U);
+        for (std::uint32_t& pattern : patterns)
+            pattern = std::bit_cast<std::uint32_t>(scale(random));
+        expectConverted(patterns);
+    }
+}
+
+TEST_F(HfSampleCallback, BlockWithoutSamplesWritesNothing) {
+    ringWriteIndex = 100;
+    Pair pair{1.0F, 1.0F};
+    for (const int count : {0, -1, std::numeric_limits<int>::min()})
+        EXPECT_EQ(deliver(&pair, count), 0);
+    EXPECT_EQ(ringWriteIndex, 100);
+    EXPECT_EQ(entry(100), 0);
+}
+
+TEST_F(HfSampleCallback, ReturnsZeroAndWritesRealThenImaginary) {
+    ringWriteIndex = 100;
+    std::vector<Pair> pairs{{1.0F, -1.0F}, {0.5F, 0.25F}};
+    EXPECT_EQ(deliver(pairs), 0);
+    EXPECT_EQ(ringWriteIndex, 104);
+    EXPECT_EQ(entry(99), 0);
+    EXPECT_EQ(entry(100), 32767);
+    EXPECT_EQ(entry(101), -32767);
+    EXPECT_EQ(entry(102), 16383);
+    EXPECT_EQ(entry(103), 8191);
+    EXPECT_EQ(entry(104), 0);
+}
+
+TEST_F(HfSampleCallback, PairAtTheLastTwoEntriesBringsTheIndexToZero) {
+    ringWriteIndex = 0xFFFFFE;
+    Pair pair{1.0F, -1.0F};
+    deliver(&pair, 1);
+    EXPECT_EQ(entry(0xFFFFFE), 32767);
+    EXPECT_EQ(entry(0xFFFFFF), -32767);
+    EXPECT_EQ(ringWriteIndex, 0);
+    EXPECT_EQ(entry(0), 0);
+}
+
+TEST_F(HfSampleCallback, BlockGoesOnAtTheRingsStart) {
+    ringWriteIndex = 0xFFFFFE;
+    std::vector<Pair> pairs{{1.0F, -1.0F}, {0.5F, -0.5F}};
+    deliver(pairs);
+    EXPECT_EQ(entry(0), 16383);
+    EXPECT_EQ(entry(1), -16383);
+    EXPECT_EQ(ringWriteIndex, 2);
+}
+
+TEST_F(HfSampleCallback, TouchesNeitherTheReaderNorTheAirspysCount) {
+    ringReadIndex = 512;
+    std::vector<Pair> pairs(1000, Pair{1.0F, 1.0F});
+    deliver(pairs);
+    EXPECT_EQ(ringReadIndex, 512);
+    EXPECT_EQ(samplesStreamed, 0);
+}
+
+/// A block whose second page can be read only after somebody has looked at the index.
+class GuardedBlock {
+public:
+    GuardedBlock() {
+        page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+        memory =
+            ::mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        ::mprotect(static_cast<char*>(memory) + page, page, PROT_NONE);
+        struct sigaction action {};
+        action.sa_handler = look;
+        ::sigaction(SIGSEGV, &action, &before);
+        ::sigaction(SIGBUS, &action, nullptr);
+        indexSeen = -1;
+    }
+    GuardedBlock(const GuardedBlock&) = delete;
+    GuardedBlock& operator=(const GuardedBlock&) = delete;
+    ~GuardedBlock() {
+        ::sigaction(SIGSEGV, &before, nullptr);
+        ::munmap(memory, 2 * page);
+    }
+
+    static Pair* pairs() { return static_cast<Pair*>(memory); }
+    static std::size_t pairsInAPage() { return page / sizeof(Pair); }
+
+    static inline std::atomic<std::int32_t> indexSeen{-1};
+
+private:
+    static void look(int /*signal*/) {
+        indexSeen = ringWriteIndex.load();
+        ::mprotect(static_cast<char*>(memory) + page, page, PROT_READ | PROT_WRITE);
+    }
+
+    static inline void* memory = nullptr;
+    static inline std::size_t page = 0;
+    struct sigaction before {};
+};
+
+TEST_F(HfSampleCallback, IndexIsPublishedAfterEveryPair) {
+    const GuardedBlock block;
+    const auto inAPage = static_cast<int>(GuardedBlock::pairsInAPage());
+    deliver(GuardedBlock::pairs(), 2 * inAPage);
+    EXPECT_EQ(GuardedBlock::indexSeen, 2 * inAPage);
+    EXPECT_EQ(ringWriteIndex, 4 * inAPage);
+}
+
+TEST_F(HfSampleCallback, TwoAtOnceLeaveEveryIndexInRangeAndEven) {
+    std::vector<Pair> pairs(50000, Pair{0.5F, -0.5F});
+    std::atomic<int> running{2};
+    std::vector<std::jthread> threads(2);
+    ringWriteIndex = 0xFFF000;
+    for (std::jthread& thread : threads)
+        thread = std::jthread([&] {
+            std::vector<Pair> own = pairs;
+            for (int block = 0; block < 40; ++block)
+                deliver(own);
+            --running;
+        });
+    bool sound = true;
+    while (running > 0) {
+        const std::int32_t index = ringWriteIndex.load();
+        sound = sound && index >= 0 && index < ringEntries && index % 2 == 0;
+    }
+    EXPECT_TRUE(sound);
+    EXPECT_EQ(ringWriteIndex % 2, 0);
+    EXPECT_LT(ringWriteIndex, ringEntries);
+    EXPECT_GE(ringWriteIndex, 0);
+}
+
+} // namespace
+} // namespace feedline

@@ -1,0 +1,180 @@
+#include "stream/SampleRing.h"
+
+#include "MemoryPlatform.h"
+#include "RecordingLog.h"
+#include "app/RunTimeState.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+int mappingsAskedFor = 0;
+bool refuseMappings = false;
+} // namespace
+
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker gives these names.
+extern "C" void* __real_mmap(void* at, size_t length, int protection, int flags, int descriptor,
+                             off_t offset);
+extern "C" void* __wrap_mmap(void* at, size_t length, int protection, int flags, int descriptor,
+                             off_t offset) {
+    if (length != feedline::ringBytes)
+        return __real_mmap(at, length, protection, flags, descriptor, offset);
+    ++mappingsAskedFor;
+    if (!refuseMappings)
+        return __real_mmap(at, length, protection, flags, descriptor, offset);
+    errno = ENOMEM;
+    return MAP_FAILED;
+}
+// NOLINTEND(bugprone-reserved-identifier)
+
+namespace feedline {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testing::logged;
+
+TEST(SampleRingIndices, PairsFollowEachOtherRoundTheRing) {
+    EXPECT_EQ(nextPair(0), 2);
+    EXPECT_EQ(nextPair(0xFFFFFC), 0xFFFFFE);
+    EXPECT_EQ(nextPair(0xFFFFFE), 0);
+    std::int32_t index = 0;
+    for (std::int32_t i = 0; i < ringEntries; i += 2) {
+        ASSERT_EQ(index, i);
+        index = nextPair(index);
+    }
+    EXPECT_EQ(index, 0);
+}
+
+TEST(SampleRingIndices, SlicesFollowEachOtherRoundTheRing) {
+    EXPECT_EQ(nextSlice(0), 512);
+    EXPECT_EQ(nextSlice(0xFFFC00), 0xFFFE00);
+    EXPECT_EQ(nextSlice(0xFFFE00), 0);
+    std::int32_t index = 0;
+    for (std::int32_t i = 0; i < ringEntries; i += 512) {
+        ASSERT_EQ(index, i);
+        index = nextSlice(index);
+    }
+    EXPECT_EQ(index, 0);
+}
+
+TEST(SampleRingIndices, AvailableIsTheDistanceFromReaderToWriter) {
+    EXPECT_EQ(entriesAvailable(0, 0), 0);
+    EXPECT_EQ(entriesAvailable(511, 0), 511);
+    EXPECT_EQ(entriesAvailable(512, 512), 0);
+    EXPECT_EQ(entriesAvailable(0, 0xFFFE00), 512);
+    EXPECT_EQ(entriesAvailable(510, 512), 0xFFFFFE);
+    EXPECT_EQ(entriesAvailable(0xFFFFFE, 0), 0xFFFFFE);
+}
+
+class SampleRing : public ::testing::Test {
+protected:
+    SampleRing() {
+        testing::resetRunTimeState();
+        testing::clearRecordedLines();
+        mappingsAskedFor = 0;
+    }
+    ~SampleRing() override {
+        refuseMappings = false;
+        testing::resetRunTimeState();
+    }
+};
+
+TEST_F(SampleRing, IsMadeWithBothIndicesAtZero) {
+    ringWriteIndex = 1234;
+    ringReadIndex = 512;
+    EXPECT_TRUE(makeSampleRing());
+    EXPECT_NE(sampleRing.load(), nullptr);
+    EXPECT_EQ(ringWriteIndex, 0);
+    EXPECT_EQ(ringReadIndex, 0);
+    EXPECT_THAT(testing::recordedLines(), IsEmpty());
+}
+
+TEST_F(SampleRing, HoldsSixteenMillionEntries) {
+    EXPECT_EQ(ringEntries, 16777216);
+    EXPECT_EQ(ringBytes, 0x2000000U);
+    ASSERT_TRUE(makeSampleRing());
+    storeEntry(sampleRing, 1);
+    storeEntry(sampleRing + (ringEntries - 1), -2);
+    EXPECT_EQ(sampleRing[0], 1);
+    EXPECT_EQ(sampleRing[ringEntries - 1], -2);
+}
+
+TEST_F(SampleRing, BeginsAtAPageBoundary) {
+    ASSERT_TRUE(makeSampleRing());
+    const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(sampleRing.load()) % page, 0U);
+}
+
+TEST_F(SampleRing, HasEveryPageInMemoryFromTheStart) {
+    ASSERT_TRUE(makeSampleRing());
+    const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    std::vector<unsigned char> resident(ringBytes / page);
+    ASSERT_EQ(::mincore(sampleRing, ringBytes, resident.data()), 0);
+    EXPECT_TRUE(std::all_of(resident.begin(), resident.end(),
+                            [](unsigned char state) { return (state & 1U) != 0; }));
+}
+
+TEST_F(SampleRing, IsMadeOnceAndThenKeptWithItsIndicesAndContent) {
+    ASSERT_TRUE(makeSampleRing());
+    const std::int16_t* const ring = sampleRing;
+    ringWriteIndex = 1024;
+    ringReadIndex = 512;
+    storeEntry(sampleRing + 512, 77);
+    EXPECT_TRUE(makeSampleRing());
+    EXPECT_EQ(sampleRing.load(), ring);
+    EXPECT_EQ(ringWriteIndex, 1024);
+    EXPECT_EQ(ringReadIndex, 512);
+    EXPECT_EQ(ring[512], 77);
+    EXPECT_EQ(mappingsAskedFor, 1);
+}
+
+TEST_F(SampleRing, ThatCannotBeMadeIsReportedInOneLine) {
+    refuseMappings = true;
+    EXPECT_FALSE(makeSampleRing());
+    EXPECT_EQ(sampleRing.load(), nullptr);
+    EXPECT_THAT(testing::recordedLines(),
+                ElementsAre(logged(
+                    "sample ring of 33554432 bytes could not be made: Cannot allocate memory")));
+}
+
+TEST_F(SampleRing, ThatCouldNotBeMadeIsTriedAgain) {
+    refuseMappings = true;
+    EXPECT_FALSE(makeSampleRing());
+    refuseMappings = false;
+    EXPECT_TRUE(makeSampleRing());
+    EXPECT_NE(sampleRing.load(), nullptr);
+}
+
+TEST_F(SampleRing, SliceIsCopiedWholeAndNothingElse) {
+    ASSERT_TRUE(makeSampleRing());
+    for (std::int32_t i = 0; i < 3 * sliceEntries; ++i)
+        storeEntry(sampleRing + i, static_cast<std::int16_t>(i - 700));
+    std::array<std::int16_t, sliceEntries + 1> copy{};
+    copy.back() = 4242;
+    copySlice(reinterpret_cast<std::uint8_t*>(copy.data()), sampleRing + sliceEntries);
+    for (std::int32_t i = 0; i < sliceEntries; ++i)
+        ASSERT_EQ(copy.at(static_cast<std::size_t>(i)), i + sliceEntries - 700);
+    EXPECT_EQ(copy.back(), 4242);
+}
+
+TEST_F(SampleRing, SliceCanGoToAnUnalignedPlace) {
+    ASSERT_TRUE(makeSampleRing());
+    storeEntry(sampleRing, 0x1234);
+    std::array<std::uint8_t, datagram::sampleBytes + 1> copy{};
+    copySlice(copy.data() + 1, sampleRing);
+    std::int16_t first = 0;
+    std::memcpy(&first, copy.data() + 1, sizeof first);
+    EXPECT_EQ(first, 0x1234);
+}
+
+} // namespace
+} // namespace feedline

@@ -1,0 +1,29 @@
+#include "ProcessFacts.h"
+
+#include <fcntl.h>
+#include <filesystem>
+#include <iterator>
+
+namespace feedline::testing {
+namespace {
+
+std::size_t entriesIn(const char* directory) {
+    const std::filesystem::directory_iterator entries(directory);
+    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+} // namespace
+
+std::size_t openDescriptors() {
+    return entriesIn("/proc/self/fd") - 1; // The reading itself takes one.
+}
+
+std::size_t runningThreads() {
+    return entriesIn("/proc/self/task");
+}
+
+bool isOpen(int descriptor) {
+    return ::fcntl(descriptor, F_GETFD) >= 0;
+}
+
+} // namespace feedline::testing
