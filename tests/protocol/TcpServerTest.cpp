@@ -1,0 +1,749 @@
+// The control port on real sockets, with the server's own threads. The main thread's clock is the
+// test's; where a step is to fail, the socket call is made to.
+#include "LoopbackSockets.h"
+#include "MemoryPlatform.h"
+#include "ProcessFacts.h"
+#include "RecordingLog.h"
+#include "ScriptedVendors.h"
+#include "app/AppDelegate.h"
+#include "app/RunTimeState.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <arpa/inet.h>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <functional>
+#include <malloc.h>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <random>
+#include <string>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+/// What the process asked of its sockets, and what is to go wrong. Calls on descriptors that the
+/// tests own are among them.
+class SocketCalls {
+public:
+    /// Keeps the call; true when it is to fail.
+    bool enter(const std::string& call, const std::string& arguments) {
+        const std::lock_guard lock(mutex_);
+        calls_.push_back(call + " " + arguments);
+        const auto failure = failures_.find(call);
+        if (failure == failures_.end())
+            return false;
+        errno = failure->second;
+        return true;
+    }
+    bool enter(const std::string& call, int descriptor) {
+        return enter(call, std::to_string(descriptor));
+    }
+
+    void fail(const std::string& call, int error) {
+        const std::lock_guard lock(mutex_);
+        failures_[call] = error;
+    }
+
+    std::vector<std::string> calls() const {
+        const std::lock_guard lock(mutex_);
+        return calls_;
+    }
+    int count(const std::string& call) const {
+        const auto all = calls();
+        return static_cast<int>(std::count(all.begin(), all.end(), call));
+    }
+    int countOfCall(const std::string& name) const {
+        const auto all = calls();
+        return static_cast<int>(std::count_if(all.begin(), all.end(), [&](const auto& call) {
+            return call.starts_with(name + " ");
+        }));
+    }
+
+    void clear() {
+        const std::lock_guard lock(mutex_);
+        calls_.clear();
+        failures_.clear();
+        beforeAccept = nullptr;
+        afterAccept = nullptr;
+    }
+
+    // Called on the TCP thread; set before it starts.
+    std::function<void()> beforeAccept, afterAccept;
+
+    std::atomic<int> datagramSockets = 0; ///< made since the process started
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<std::string> calls_;
+    std::map<std::string, int> failures_;
+};
+
+SocketCalls& sockets() {
+    static auto& only = *new SocketCalls; // Never destroyed: server threads may outlive the tests.
+    return only;
+}
+
+} // namespace
+
+extern "C" {
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker gives these names.
+int __real_socket(int domain, int type, int protocol);
+int __real_setsockopt(int socket, int level, int option, const void* value, socklen_t length);
+int __real_bind(int socket, const sockaddr* address, socklen_t length);
+int __real_listen(int socket, int backlog);
+int __real_accept(int socket, sockaddr* address, socklen_t* length);
+ssize_t __real_recv(int socket, void* buffer, size_t length, int flags);
+int __real_shutdown(int socket, int how);
+int __real_close(int descriptor);
+
+int __wrap_socket(int domain, int type, int protocol) {
+    if (type != SOCK_STREAM) {
+        const int made = __real_socket(domain, type, protocol);
+        ++sockets().datagramSockets;
+        return made;
+    }
+    return sockets().enter("socket", std::to_string(domain) + " " + std::to_string(protocol))
+               ? -1
+               : __real_socket(domain, type, protocol);
+}
+
+int __wrap_setsockopt(int socket, int level, int option, const void* value, socklen_t length) {
+    if (level != SOL_SOCKET || option != SO_REUSEADDR)
+        return __real_setsockopt(socket, level, option, value, length);
+    int on = 0;
+    std::copy_n(static_cast<const char*>(value), sizeof on, reinterpret_cast<char*>(&on));
+    return sockets().enter("reuse", std::to_string(on) + " " + std::to_string(length))
+               ? -1
+               : __real_setsockopt(socket, level, option, value, length);
+}
+
+int __wrap_bind(int socket, const sockaddr* address, socklen_t length) {
+    sockaddr_in to{};
+    std::copy_n(reinterpret_cast<const char*>(address), sizeof to, reinterpret_cast<char*>(&to));
+    return sockets().enter("bind", std::string(::inet_ntoa(to.sin_addr)) + ":" +
+                                       std::to_string(ntohs(to.sin_port)))
+               ? -1
+               : __real_bind(socket, address, length);
+}
+
+int __wrap_listen(int socket, int backlog) {
+    return sockets().enter("listen", backlog) ? -1 : __real_listen(socket, backlog);
+}
+
+int __wrap_accept(int socket, sockaddr* address, socklen_t* length) {
+    if (sockets().beforeAccept)
+        sockets().beforeAccept();
+    const int accepted = sockets().enter("accept", static_cast<int>(*length))
+                             ? -1
+                             : __real_accept(socket, address, length);
+    if (sockets().afterAccept)
+        sockets().afterAccept();
+    return accepted;
+}
+
+ssize_t __wrap_recv(int socket, void* buffer, size_t length, int flags) {
+    if (length != 2000) // The tests' own.
+        return __real_recv(socket, buffer, length, flags);
+    return sockets().enter("recv", flags) ? -1 : __real_recv(socket, buffer, length, flags);
+}
+
+int __wrap_shutdown(int socket, int how) {
+    sockets().enter("shutdown", socket);
+    return __real_shutdown(socket, how);
+}
+
+int __wrap_close(int descriptor) {
+    sockets().enter("close", descriptor);
+    return __real_close(descriptor);
+}
+// NOLINTEND(bugprone-reserved-identifier)
+} // extern "C"
+
+namespace feedline {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::Bytes;
+using testing::ControlClient;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testing::Line;
+using testing::logged;
+using testing::printed;
+using testing::ReservedPort;
+using testing::waitForLine;
+using testing::waitUntil;
+
+const Bytes statusRequest{0x04, 0x20, 0x05, 0x00};
+const std::string idleReply = "05 00 05 00 0B";
+const Line waiting = printed("TCPThread Waiting for incoming connections...\n");
+const Line disconnected = printed("TCPThread Client disconnected\n");
+const Line acceptFailed = printed("TCPThread accept failed client_sock = -1 \r\n");
+
+Line accepted(int descriptor) {
+    return printed("TCPThread Connection accepted " + std::to_string(descriptor) +
+                   "  100007f  127.0.0.1\r");
+}
+
+/// The lines of the UDP thread stand anywhere between the others.
+bool isUdpLine(const Line& line) {
+    return line == logged("*** UDP Thread  0") || line == printed("UDPThread exit\n");
+}
+
+std::vector<Line> serverLines() {
+    std::vector<Line> lines = testing::recordedLines();
+    std::erase_if(lines, isUdpLine);
+    return lines;
+}
+
+class TcpServer : public ::testing::Test {
+protected:
+    TcpServer() {
+        std::signal(SIGPIPE, SIG_IGN); // As the programs do.
+        sockets().clear();             // The reserved port's own.
+        testing::resetVendors();
+        udpAddress.assign("127.0.0.1");
+        deviceType = noReceiver;
+        setPort(port.text());
+    }
+
+    ~TcpServer() override {
+        sockets().clear();
+        server.alert.hold(false);
+        serverActive = false;
+        for (auto* descriptor : {&listenSocket, &clientSocket})
+            if (const int taken = descriptor->exchange(-1); taken >= 0) {
+                ::shutdown(taken, SHUT_RDWR);
+                ::close(taken);
+            }
+        EXPECT_TRUE(threadsHaveEnded());
+        testing::resetRunTimeState();
+    }
+
+    static constexpr std::int32_t noReceiver = 7;
+
+    void setPort(const std::string& text) { server.serverPort.setStringValue(text); }
+
+    /// Sets the server up and waits until it listens.
+    void startServer() {
+        server.delegate.SetUpTcpServer();
+        ASSERT_TRUE(waitForLine(waiting));
+    }
+
+    static void waitForStatus(TcpStatus status) {
+        ASSERT_TRUE(waitUntil([&] { return tcpStatus == status; })) << tcpStatus.load();
+    }
+
+    /// A client that has been served once.
+    std::unique_ptr<ControlClient> servedClient(const ReservedPort& on) {
+        auto client = std::make_unique<ControlClient>(on.number());
+        client->send(statusRequest);
+        EXPECT_EQ(client->receive(5), idleReply);
+        return client;
+    }
+    std::unique_ptr<ControlClient> servedClient() { return servedClient(port); }
+
+    static std::vector<std::string> closingCalls() {
+        std::vector<std::string> calls = sockets().calls();
+        std::erase_if(calls, [](const auto& call) { return call.starts_with("recv"); });
+        return calls;
+    }
+
+    bool threadsHaveEnded() const {
+        return waitUntil([&] { return testing::runningThreads() <= threadsBefore; });
+    }
+
+    /// The request for a new set-up reaches the main thread, and both threads end, for which they
+    /// have five seconds on a real clock.
+    void letTheClientBeLost() {
+        ASSERT_TRUE(server.mainThread.waitAndRunTasks());
+        ASSERT_TRUE(threadsHaveEnded());
+    }
+
+    void letTheServerComeBack() {
+        const int times = testing::countOf(waiting) + 1;
+        letTheClientBeLost();
+        server.mainThread.advance(5s);
+        ASSERT_TRUE(waitForLine(waiting, times));
+    }
+
+    /// Nothing has been asked of the main thread. True at once where it holds: whoever asks does so
+    /// before its thread ends.
+    bool nothingIsScheduled() {
+        EXPECT_TRUE(threadsHaveEnded());
+        server.mainThread.runTasks();
+        return server.mainThread.timers.empty();
+    }
+
+    std::size_t threadsBefore = testing::runningThreads();
+    testing::Server& server = testing::Server::make();
+    ReservedPort port;
+};
+
+TEST_F(TcpServer, ServesAClientAndComesBackAfterFiveSecondsOnThePortThenInTheField) {
+    startServer();
+    EXPECT_EQ(tcpStatus, TCP_WAITING);
+    EXPECT_EQ(serverPortNumber, port.number());
+    EXPECT_TRUE(remoteAddress.empty());
+
+    auto client = servedClient();
+    const int clientDescriptor = clientSocket;
+    EXPECT_EQ(tcpStatus, TCP_CONNECTED);
+    EXPECT_EQ(remoteAddress.str(), "127.0.0.1");
+    EXPECT_EQ(remoteAddressRaw, htonl(INADDR_LOOPBACK));
+    EXPECT_TRUE(serverActive);
+
+    client->disconnect();
+    ASSERT_TRUE(waitForLine(disconnected));
+    letTheClientBeLost();
+    EXPECT_EQ(tcpStatus, TCP_DISCONNECTED);
+    EXPECT_TRUE(remoteAddress.empty());
+    EXPECT_EQ(remoteAddressRaw, 0U);
+    EXPECT_FALSE(serverActive);
+    EXPECT_EQ(listenSocket, -1);
+    EXPECT_EQ(clientSocket, -1);
+
+    const ReservedPort next;
+    server.mainThread.advance(4999ms);
+    EXPECT_EQ(testing::countOf(logged("SetUpTcpServer")), 1);
+    EXPECT_EQ(tcpStatus, TCP_DISCONNECTED);
+    setPort(next.text());
+    server.mainThread.advance(1ms);
+    ASSERT_TRUE(waitForLine(waiting, 2));
+    EXPECT_EQ(tcpStatus, TCP_WAITING);
+    EXPECT_EQ(serverPortNumber, next.number());
+    EXPECT_TRUE(serverActive);
+    auto second = servedClient(next);
+
+    const std::string first = "portToUse " + port.text();
+    EXPECT_THAT(
+        serverLines(),
+        ElementsAre(logged("SetUpTcpServer"), logged(first), printed("TCPThread Socket created\n"),
+                    printed("TCPThread bind done\n"), waiting, accepted(clientDescriptor),
+                    disconnected, logged("SetUpTcpServerAfterDelay"), logged("SetUpTcpServer"),
+                    logged("portToUse " + next.text()), printed("TCPThread Socket created\n"),
+                    printed("TCPThread bind done\n"), waiting, accepted(clientSocket)));
+}
+
+TEST_F(TcpServer, MakesItsSocketInTheRightSteps) {
+    startServer();
+    servedClient();
+    EXPECT_EQ(sockets().count("bind 0.0.0.0:" + port.text()), 1);
+    EXPECT_EQ(sockets().count("reuse 1 4"), 1);
+    EXPECT_EQ(sockets().count("listen 3"), 1);
+    EXPECT_EQ(sockets().count("accept 16"), 1);
+    EXPECT_EQ(sockets().countOfCall("accept"), 1);
+    const auto calls = sockets().calls();
+    const auto at = [&](const std::string& call) {
+        return std::find_if(calls.begin(), calls.end(),
+                            [&](const auto& made) { return made.starts_with(call); });
+    };
+    EXPECT_LT(at("reuse"), at("bind"));
+    EXPECT_LT(at("bind"), at("listen"));
+    EXPECT_LT(at("listen"), at("accept"));
+    EXPECT_LT(at("accept"), at("recv 0"));
+}
+
+TEST_F(TcpServer, EverySetUpStartsTheUdpThreadTooAndALostClientEndsIt) {
+    startServer();
+    const auto firstUdp = udpThread;
+    const auto firstTcp = tcpThread;
+    EXPECT_NE(firstUdp, std::thread::id{});
+    EXPECT_NE(firstTcp, std::thread::id{});
+    EXPECT_NE(firstUdp, firstTcp);
+    ASSERT_TRUE(waitForLine(logged("*** UDP Thread  0")));
+    EXPECT_EQ(testing::countOf(printed("UDPThread exit\n")), 0);
+    servedClient()->disconnect();
+    ASSERT_TRUE(waitForLine(printed("UDPThread exit\n")));
+    letTheServerComeBack();
+    EXPECT_TRUE(waitForLine(logged("*** UDP Thread  0"), 2));
+}
+
+TEST_F(TcpServer, ClientThatGoesAtOnceIsAClientThatHasGone) {
+    startServer();
+    ControlClient(port.number()).disconnect();
+    waitForStatus(TCP_DISCONNECTED);
+    letTheServerComeBack();
+    EXPECT_EQ(tcpStatus, TCP_WAITING);
+    servedClient();
+}
+
+TEST_F(TcpServer, LostClientsSocketsAreShutAndClosedOnceTheClientsFirst) {
+    startServer();
+    auto client = servedClient();
+    const std::string clients = std::to_string(clientSocket);
+    const std::string listener = std::to_string(listenSocket);
+    sockets().clear();
+    ASSERT_EQ(::shutdown(clientSocket, SHUT_RD),
+              0); // The client stays, so nothing of it is closed.
+    letTheClientBeLost();
+    EXPECT_THAT(closingCalls(), ElementsAre("shutdown " + clients, "shutdown " + clients,
+                                            "close " + clients, "shutdown " + listener,
+                                            "close " + listener)); // The first is the test's own.
+}
+
+TEST_F(TcpServer, ReceiveThatFailsIsALostClient) {
+    startServer();
+    auto client = servedClient();
+    sockets().fail("recv", ECONNRESET);
+    client->send(statusRequest); // The receive that waits still succeeds; the next one fails.
+    ASSERT_TRUE(waitForLine(printed("TCPThread recv failed\n")));
+    letTheClientBeLost();
+    EXPECT_EQ(tcpStatus, TCP_DISCONNECTED);
+    EXPECT_FALSE(serverActive);
+    EXPECT_EQ(clientSocket, -1);
+    EXPECT_EQ(listenSocket, -1);
+    EXPECT_EQ(server.mainThread.timers.size(), 1U);
+    EXPECT_EQ(testing::countOf(disconnected), 0);
+}
+
+TEST_F(TcpServer, PortThatIsTakenIsNotTriedAgain) {
+    port.occupy();
+    sockets().clear();
+    server.delegate.SetUpTcpServer();
+    ASSERT_TRUE(waitForLine(printed("TCPThread bind failed. Error\n")));
+    waitForStatus(TCP_BIND_FAILED);
+    EXPECT_THAT(serverLines(),
+                ElementsAre(logged("SetUpTcpServer"), logged("portToUse " + port.text()),
+                            printed("TCPThread Socket created\n"),
+                            printed("TCPThread bind failed. Error\n")));
+    EXPECT_TRUE(testing::isOpen(listenSocket));
+    EXPECT_EQ(sockets().countOfCall("close"), 0);
+    EXPECT_TRUE(serverActive);
+
+    serverActive = false; // Lets the UDP thread end, which goes on.
+    EXPECT_TRUE(nothingIsScheduled());
+}
+
+TEST_F(TcpServer, SocketThatCannotBeMadeEndsTheThread) {
+    sockets().fail("socket", EMFILE);
+    tcpStatus = TCP_DISCONNECTED;
+    server.delegate.TCPThread();
+    EXPECT_THAT(testing::recordedLines(),
+                ElementsAre(printed("TCPThread Could not create socket")));
+    EXPECT_EQ(tcpStatus, TCP_WAITING);
+    EXPECT_EQ(listenSocket, -1);
+    EXPECT_TRUE(nothingIsScheduled());
+}
+
+TEST_F(TcpServer, RefusedReuseOfTheAddressIsPrintedAndPassedOver) {
+    serverPortNumber = 0;
+    sockets().fail("reuse", EINVAL);
+    sockets().fail("accept", ECONNABORTED);
+    server.delegate.TCPThread();
+    EXPECT_THAT(testing::recordedLines(),
+                ElementsAre(printed("TCPThread Socket created\n"), printed("setsockopt\n"),
+                            printed("TCPThread bind done\n"), waiting, acceptFailed));
+}
+
+TEST_F(TcpServer, ListenIsNotExamined) {
+    serverPortNumber = 0;
+    sockets().fail("listen", EOPNOTSUPP);
+    server.delegate.TCPThread(); // The system's own accept fails on a socket that does not listen.
+    EXPECT_THAT(testing::recordedLines(),
+                ElementsAre(printed("TCPThread Socket created\n"), printed("TCPThread bind done\n"),
+                            waiting, acceptFailed));
+}
+
+TEST_F(TcpServer, AcceptThatFailsEndsTheThreadAndClosesNothing) {
+    serverPortNumber = 0;
+    sockets().fail("accept", EMFILE);
+    server.delegate.TCPThread();
+    EXPECT_EQ(tcpStatus, TCP_CONNECT_FAILED);
+    EXPECT_EQ(clientSocket, -1);
+    EXPECT_TRUE(testing::isOpen(listenSocket));
+    EXPECT_EQ(sockets().countOfCall("close"), 0);
+    EXPECT_TRUE(serverActive);
+    EXPECT_TRUE(remoteAddress.empty());
+    EXPECT_TRUE(nothingIsScheduled());
+}
+
+TEST_F(TcpServer, PortsLowSixteenBitsCountAndTextThatIsNoNumberIsPortZero) {
+    const std::vector<std::pair<std::string, std::string>> ports{
+        {"70000", "4464"}, {"-1", "65535"}, {"abc", "0"}, {"", "0"}, {"  50001x", "50001"}};
+    for (const auto& [text, bound] : ports) {
+        sockets().clear();
+        sockets().fail("bind", EACCES);
+        setPort(text);
+        const int times = testing::countOf(printed("TCPThread bind failed. Error\n")) + 1;
+        server.delegate.SetUpTcpServer();
+        ASSERT_TRUE(waitForLine(printed("TCPThread bind failed. Error\n"), times));
+        EXPECT_EQ(sockets().count("bind 0.0.0.0:" + bound), 1) << text;
+        serverActive = false;
+        ASSERT_TRUE(threadsHaveEnded());
+        ::close(listenSocket.exchange(-1));
+    }
+    EXPECT_EQ(testing::countOf(logged("portToUse 70000")), 1);
+    EXPECT_EQ(testing::countOf(logged("portToUse 0")), 2);
+}
+
+TEST_F(TcpServer, SecondClientIsNotAccepted) {
+    startServer();
+    auto first = servedClient();
+    ControlClient second(port.number()); // The system takes it into the queue.
+    second.send(statusRequest);
+    first->send(statusRequest);
+    EXPECT_EQ(first->receive(5), idleReply);
+    EXPECT_FALSE(second.hasInput());
+    EXPECT_EQ(sockets().countOfCall("accept"), 1);
+
+    first->disconnect();
+    letTheClientBeLost();
+    EXPECT_EQ(second.receive(5), ""); // Its connection goes with the listener.
+    EXPECT_EQ(testing::countOf(accepted(clientSocket)), 0);
+}
+
+TEST_F(TcpServer, RestartWhileServingBringsTheServerBackAfterFiveSeconds) {
+    startServer();
+    auto client = servedClient();
+    const std::string clients = std::to_string(clientSocket);
+    const std::string listener = std::to_string(listenSocket);
+    sockets().clear();
+    server.delegate.restartServer();
+    letTheClientBeLost();
+    EXPECT_EQ(tcpStatus, TCP_DISCONNECTED);
+    EXPECT_EQ(client->receive(1), "");
+
+    // Whoever of the two threads closed which: each was shut and closed once.
+    const auto calls = closingCalls();
+    EXPECT_THAT(calls, ::testing::UnorderedElementsAre("shutdown " + listener, "close " + listener,
+                                                       "shutdown " + clients, "close " + clients));
+    const auto place = [&](const std::string& call) {
+        return std::find(calls.begin(), calls.end(), call);
+    };
+    EXPECT_LT(place("shutdown " + listener), place("close " + listener));
+    EXPECT_LT(place("shutdown " + clients), place("close " + clients));
+
+    EXPECT_EQ(testing::countOf(disconnected) + testing::countOf(printed("TCPThread recv failed\n")),
+              1);
+    server.mainThread.advance(5s);
+    ASSERT_TRUE(waitForLine(waiting, 2));
+    servedClient();
+}
+
+TEST_F(TcpServer, RestartWhileWaitingForAClientEndsTheServer) {
+    startServer();
+    ASSERT_TRUE(waitUntil([] { return sockets().countOfCall("accept") == 1; }));
+    const std::string listener = std::to_string(listenSocket);
+    sockets().clear();
+    server.delegate.restartServer();
+    ASSERT_TRUE(waitForLine(acceptFailed));
+    waitForStatus(TCP_CONNECT_FAILED);
+    EXPECT_FALSE(serverActive);
+    EXPECT_TRUE(nothingIsScheduled());
+    EXPECT_THAT(sockets().calls(), ElementsAre("shutdown " + listener, "close " + listener));
+}
+
+TEST_F(TcpServer, RestartWithoutAServerBringsNothingBack) {
+    port.occupy();
+    server.delegate.SetUpTcpServer();
+    waitForStatus(TCP_BIND_FAILED);
+    const std::string listener = std::to_string(listenSocket);
+    sockets().clear();
+    server.delegate.restartServer();
+    EXPECT_EQ(tcpStatus, TCP_WAITING);
+    EXPECT_THAT(sockets().calls(), ElementsAre("shutdown " + listener, "close " + listener));
+    EXPECT_TRUE(nothingIsScheduled());
+
+    sockets().clear();
+    server.delegate.restartServer(); // Nothing is left to close.
+    EXPECT_THAT(sockets().calls(), IsEmpty());
+    EXPECT_EQ(tcpStatus, TCP_WAITING);
+}
+
+TEST_F(TcpServer, RestartBetweenAcceptAndServingLeavesTheClientAsItIs) {
+    serverPortNumber = port.number();
+    std::unique_ptr<ControlClient> client;
+    sockets().beforeAccept = [&] {
+        client = std::make_unique<ControlClient>(port.number());
+    };
+    sockets().afterAccept = [&] {
+        server.delegate.restartServer();
+    };
+    server.delegate.TCPThread();
+    EXPECT_EQ(tcpStatus, TCP_CONNECTED);
+    EXPECT_TRUE(testing::isOpen(clientSocket));
+    EXPECT_EQ(remoteAddress.str(), "127.0.0.1");
+    EXPECT_FALSE(client->hasInput());
+    EXPECT_EQ(sockets().countOfCall("recv"), 0);
+    EXPECT_EQ(testing::recordedLines().back(), accepted(clientSocket));
+    EXPECT_TRUE(nothingIsScheduled());
+}
+
+TEST_F(TcpServer, InactiveServerLeavesBothSocketsOpenAfterAccept) {
+    serverPortNumber = port.number();
+    std::unique_ptr<ControlClient> client;
+    sockets().beforeAccept = [&] {
+        client = std::make_unique<ControlClient>(port.number());
+    };
+    sockets().afterAccept = [] {
+        serverActive = false;
+    };
+    server.delegate.TCPThread();
+    EXPECT_EQ(tcpStatus, TCP_CONNECTED);
+    EXPECT_TRUE(testing::isOpen(clientSocket));
+    EXPECT_TRUE(testing::isOpen(listenSocket));
+    EXPECT_EQ(sockets().countOfCall("close"), 0);
+    EXPECT_TRUE(nothingIsScheduled());
+}
+
+TEST_F(TcpServer, RestartDuringTheFiveSecondsDoesNotHoldTheServerBack) {
+    startServer();
+    servedClient()->disconnect();
+    letTheClientBeLost();
+    server.mainThread.advance(2s);
+    sockets().clear();
+    server.delegate.restartServer();
+    EXPECT_EQ(tcpStatus, TCP_WAITING);
+    EXPECT_THAT(sockets().calls(), IsEmpty());
+    server.mainThread.advance(2999ms);
+    EXPECT_EQ(testing::countOf(logged("SetUpTcpServer")), 1);
+    server.mainThread.advance(1ms);
+    ASSERT_TRUE(waitForLine(waiting, 2));
+    servedClient();
+}
+
+TEST_F(TcpServer, RestartInitialisesTheReceiverAndIgnoresTheResult) {
+    deviceType = DEVICE_AIRSPYHF;
+    testing::vendors().hfSerials.clear();
+    server.delegate.restartServer();
+    EXPECT_EQ(testing::vendors().count("airspyhf_list_devices"), 1);
+    EXPECT_THAT(server.alert.shown(), ::testing::SizeIs(1));
+    EXPECT_EQ(tcpStatus, TCP_WAITING);
+    EXPECT_FALSE(serverActive);
+}
+
+TEST_F(TcpServer, AlertHoldsTheRepliesBackUntilItIsDismissed) {
+    deviceType = DEVICE_AIRSPYHF;
+    hfDevice = testing::hfHandle();
+    testing::vendors().results["airspyhf_set_freq"] = -1;
+    startServer();
+    auto client = servedClient();
+    server.alert.hold(true);
+    client->send(Bytes{0x0A, 0x00, 0x20, 0x00, 0x00, 0x40, 0x42, 0x0F, 0x00, 0x00});
+    client->send(statusRequest);
+    ASSERT_TRUE(waitUntil([&] { return server.alert.isUp(); }));
+    EXPECT_FALSE(client->hasInput());
+    server.alert.hold(false);
+    EXPECT_EQ(client->receive(15), "0A 00 20 00 00 40 42 0F 00 00 " + idleReply);
+}
+
+TEST_F(TcpServer, MessageCutShortByOneClientIsContinuedByTheNext) {
+    startServer();
+    auto client = servedClient();
+    client->send(Bytes{0x04, 0x20});
+    client->disconnect();
+    letTheServerComeBack();
+    ControlClient next(port.number());
+    next.send(Bytes{0x02, 0x00, 0x04, 0x20, 0x05, 0x00});
+    EXPECT_EQ(next.receive(14 + 5), "0E 00 02 00 31 32 33 34 35 36 37 38 39 00 " + idleReply);
+}
+
+/// What a stream leaves of its last message, by the framing's rules: bytes that would complete it.
+class FramingModel {
+public:
+    void take(std::uint8_t byte) {
+        if (missing_ > 0)
+            --missing_;
+        else if (!first_)
+            first_ = byte;
+        else
+            missing_ = rest(*std::exchange(first_, std::nullopt));
+    }
+    /// Zeros that bring the stream to a message's end.
+    Bytes padding() const { return Bytes(first_ ? 1U + rest(*first_) : missing_, 0x00); }
+
+private:
+    static std::size_t rest(std::uint8_t length) {
+        if (length == 0)
+            return 8192;
+        return length == 2 ? 0 : std::max(1, length - 2);
+    }
+    std::optional<std::uint8_t> first_;
+    std::size_t missing_ = 0;
+};
+
+TEST_F(TcpServer, SurvivesMegabytesOfNoise) {
+    deviceType = DEVICE_AIRSPYHF;
+    hfDevice = testing::hfHandle();
+    testing::vendors().results["airspyhf_set_freq#3"] = -1;
+    startServer();
+    auto client = std::make_unique<ControlClient>(port.number());
+    std::mt19937 random(3); // NOLINT(cert-msc51-cpp): the same noise at every run.
+    FramingModel framing;
+    for (int block = 0; block < 512; ++block) {
+        Bytes noise(8192);
+        for (std::uint8_t& byte : noise)
+            framing.take(byte = static_cast<std::uint8_t>(random()));
+        client->send(noise);
+        client->takeInput(); // Replies are few: what one block brings fits the system's buffers.
+        testing::clearRecordedLines();
+    }
+    client->disconnect();
+    letTheClientBeLost(); // After all of it has been read.
+    server.mainThread.advance(5s);
+    ASSERT_TRUE(waitForLine(waiting));
+
+    isStreaming = 0;
+    auto next = std::make_unique<ControlClient>(port.number());
+    next->send(framing.padding());
+    next->send(Bytes{0x04, 0x20, 0x04, 0x00});
+    Bytes replies; // That to the padded message, if it had one, comes first.
+    ASSERT_TRUE(waitUntil([&] {
+        const Bytes more = next->takeInput();
+        replies.insert(replies.end(), more.begin(), more.end());
+        return testing::hex(replies).ends_with("06 00 04 00 7B 00");
+    }));
+}
+
+/// Bytes of the heap in use, where the allocator says so.
+std::size_t heapInUse() {
+    return ::mallinfo2().uordblks;
+}
+
+TEST_F(TcpServer, ClientsThatAskAndResetCostOneDatagramSocketEachAndNoMemory) {
+    rlimit limit{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+    limit.rlim_cur = limit.rlim_max; // As the programs do.
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
+
+    const int udpSocketsBefore = sockets().datagramSockets;
+    startServer();
+    const auto serveOne = [&](int round) {
+        ControlClient client(port.number());
+        client.send(statusRequest);
+        client.reset();
+        letTheServerComeBack();
+        // The lines must not count as the server's memory.
+        testing::clearRecordedLines();
+        ASSERT_TRUE(waitUntil([&] {
+            return sockets().datagramSockets == udpSocketsBefore + round + 1 &&
+                   testing::runningThreads() == threadsBefore + 2;
+        }));
+    };
+    int round = 0;
+    while (round < 10)
+        serveOne(++round);
+    sockets().clear();
+    const std::size_t descriptors = testing::openDescriptors();
+    const std::size_t heap = heapInUse();
+    while (round < 110)
+        serveOne(++round);
+    EXPECT_EQ(testing::openDescriptors(), descriptors + 100);
+    sockets().clear();
+    EXPECT_LT(heapInUse(), heap + 65536);
+    servedClient();
+}
+
+} // namespace
+} // namespace feedline

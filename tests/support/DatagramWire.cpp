@@ -1,0 +1,60 @@
+#include "DatagramWire.h"
+
+#include <arpa/inet.h>
+#include <cstring>
+#include <sys/socket.h>
+
+namespace feedline::testing {
+
+std::uint16_t Sending::number() const {
+    return static_cast<std::uint16_t>(bytes[2] | bytes[3] << 8U);
+}
+
+std::int16_t Sending::entry(std::size_t index) const {
+    return static_cast<std::int16_t>(bytes[4 + 2 * index] | bytes[5 + 2 * index] << 8U);
+}
+
+std::string Sending::destination() const {
+    return std::string(::inet_ntoa(to.sin_addr)) + ":" + std::to_string(ntohs(to.sin_port));
+}
+
+DatagramWire& wire() {
+    static DatagramWire only;
+    return only;
+}
+
+void resetWire() {
+    wire() = DatagramWire{};
+}
+
+} // namespace feedline::testing
+
+using namespace feedline::testing;
+
+extern "C" {
+
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker gives these names.
+int __real_socket(int domain, int type, int protocol);
+ssize_t __real_sendto(int socket, const void* bytes, size_t size, int flags, const sockaddr* to,
+                      socklen_t length);
+
+int __wrap_socket(int domain, int type, int protocol) {
+    if (domain != AF_INET || type != SOCK_DGRAM || protocol != 0)
+        return __real_socket(domain, type, protocol);
+    ++wire().socketsAskedFor;
+    return wire().lastSocket =
+               wire().onSocket ? wire().onSocket() : __real_socket(domain, type, protocol);
+}
+
+ssize_t __wrap_sendto(int socket, const void* bytes, size_t size, int flags, const sockaddr* to,
+                      socklen_t length) {
+    ++wire().sendings;
+    if (!wire().onSend)
+        return __real_sendto(socket, bytes, size, flags, to, length);
+    Sending sending{socket, {static_cast<const std::uint8_t*>(bytes), size}, flags, {}, length};
+    std::memcpy(&sending.to, to, sizeof sending.to);
+    return wire().onSend(sending);
+}
+// NOLINTEND(bugprone-reserved-identifier)
+
+} // extern "C"
