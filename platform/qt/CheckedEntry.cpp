@@ -5,6 +5,7 @@
 
 #include <QHBoxLayout>
 #include <QLineEdit>
+#include <QStackedWidget>
 #include <QVBoxLayout>
 
 #include <utility>
@@ -18,24 +19,31 @@ ScaledLabel* makeHint(const QString& text, QWidget* parent) {
 }
 
 CheckedEntry::CheckedEntry(const QString& hint, Check check, QWidget* parent)
-    : QWidget(parent), edit_(new QLineEdit(this)),
-      mark_(new StatusMark(StatusMark::State::failed, this)), line_(makeHint(hint, this)),
-      hint_(hint), check_(std::move(check)) {
-    mark_->setFont(line_->font());
-    line_->setLongestText(hint);
-
-    auto* under = new QHBoxLayout;
-    under->addWidget(mark_);
-    under->addWidget(line_, 1);
+    : QWidget(parent), edit_(new QLineEdit(this)), below_(new QStackedWidget(this)),
+      reason_(makeHint({}, this)), hint_(hint), check_(std::move(check)) {
+    // As pages of one stack, hint and reason take the same room whichever of them shows.
+    below_->addWidget(makeHint(hint, below_));
+    below_->addWidget(markedReason());
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(2);
     column->addWidget(edit_);
-    column->addLayout(under);
+    column->addWidget(below_);
 
-    setFocusProxy(edit_);
     QObject::connect(edit_, &QLineEdit::textChanged, [this](const QString& text) { judge(text); });
     judge(edit_->text());
+}
+
+QWidget* CheckedEntry::markedReason() {
+    auto* page = new QWidget(below_);
+    auto* mark = new StatusMark(StatusMark::State::failed, page);
+    mark->setObjectName("problemMark");
+    mark->setFont(reason_->font());
+    auto* row = new QHBoxLayout(page);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->addWidget(mark);
+    row->addWidget(reason_, 1);
+    return page;
 }
 
 QString CheckedEntry::problem() const {
@@ -44,9 +52,9 @@ QString CheckedEntry::problem() const {
 
 void CheckedEntry::judge(const QString& text) {
     const QString reason = check_(text);
-    mark_->setHidden(reason.isEmpty());
-    line_->setText(reason.isEmpty() ? hint_ : reason);
-    edit_->setAccessibleDescription(line_->text());
+    reason_->setText(reason);
+    below_->setCurrentIndex(reason.isEmpty() ? 0 : 1);
+    edit_->setAccessibleDescription(reason.isEmpty() ? hint_ : reason);
 }
 
 } // namespace feedline

@@ -6,11 +6,11 @@
 #include <functional>
 
 class QLineEdit;
+class QStackedWidget;
 
 namespace feedline {
 
 class ScaledLabel;
-class StatusMark;
 
 /// The line, and in small letters under it a hint. While the text is not as the check wants it, the
 /// reason stands in the hint's place, behind a mark.
@@ -27,11 +27,12 @@ public:
     QString problem() const;
 
 private:
+    QWidget* markedReason();
     void judge(const QString& text);
 
     QLineEdit* edit_;
-    StatusMark* mark_;
-    ScaledLabel* line_;
+    QStackedWidget* below_; ///< the hint's page and the reason's
+    ScaledLabel* reason_;
     QString hint_;
     Check check_;
 };

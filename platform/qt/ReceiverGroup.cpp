@@ -42,6 +42,13 @@ QWidget* sideBySide(QWidget* left, QWidget* right, QWidget* parent) {
     return pair;
 }
 
+/// The label's mnemonic leads to the control itself, not to what surrounds it.
+void addRow(QFormLayout& form, const char* text, QWidget* row, QWidget* control) {
+    auto* label = new QLabel(text, row->parentWidget());
+    label->setBuddy(control);
+    form.addRow(label, row);
+}
+
 } // namespace
 
 ReceiverGroup::ReceiverGroup(QWidget* parent)
@@ -75,8 +82,7 @@ void ReceiverGroup::addDevice(QFormLayout& form) {
     column->setSpacing(2);
     column->addWidget(sideBySide(deviceBox_, restartButton_, device));
     column->addWidget(makeHint(deviceHint, device));
-    device->setFocusProxy(deviceBox_);
-    form.addRow("&Device:", device);
+    addRow(form, "&Device:", device, deviceBox_);
 }
 
 void ReceiverGroup::addPort(QFormLayout& form) {
@@ -84,7 +90,7 @@ void ReceiverGroup::addPort(QFormLayout& form) {
     edit->setObjectName("serverPort");
     edit->setAccessibleName("Port");
     edit->setToolTip("TCP port of the control connection and UDP port of the samples.");
-    form.addRow("&Port:", portEntry_);
+    addRow(form, "&Port:", portEntry_, edit);
 }
 
 void ReceiverGroup::addAddress(QFormLayout& form) {
@@ -92,7 +98,7 @@ void ReceiverGroup::addAddress(QFormLayout& form) {
     edit->setObjectName("udpAddr");
     edit->setAccessibleName("UDP address");
     edit->setToolTip("IPv4 address of the machine that the samples are sent to.");
-    form.addRow("&UDP address:", addressEntry_);
+    addRow(form, "&UDP address:", addressEntry_, edit);
 }
 
 } // namespace feedline

@@ -27,6 +27,7 @@ StatusLine::StatusLine(Mark mark, const QString& text, const QString& longest, Q
     row->setContentsMargins(0, 0, 0, 0);
     // Every line has the mark's place, which keeps the texts under one another.
     auto* place = new StatusMark(StatusMark::State::waiting, this);
+    place->setObjectName("mark");
     place->setFont(label_->font());
     QSizePolicy policy = place->sizePolicy();
     policy.setRetainSizeWhenHidden(true);
