@@ -1,5 +1,6 @@
 // The program as its user meets it: what it prints and how it ends.
 #include "ScriptedServer.h"
+#include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -10,9 +11,11 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <sstream>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 using feedline::test::ScriptedServer;
+using feedline::test::TemporaryFolder;
 using Bytes = ScriptedServer::Bytes;
 using Answer = ScriptedServer::Answer;
 using Json = nlohmann::json;
@@ -21,7 +24,10 @@ namespace {
 
 class Program {
 public:
-    explicit Program(std::vector<std::string> arguments) {
+    /// @param fileLimit    bytes that no file may outgrow
+    /// @param nobodyReads  whether its standard output is a pipe without a reader
+    explicit Program(std::vector<std::string> arguments, rlim_t fileLimit = RLIM_INFINITY,
+                     bool nobodyReads = false) {
         arguments.insert(arguments.begin(), PROBE);
         std::vector<char*> argv;
         for (std::string& argument : arguments)
@@ -35,12 +41,17 @@ public:
         if (m_pid == 0) {
             dup2(out[1], STDOUT_FILENO);
             dup2(error[1], STDERR_FILENO);
+            const rlimit limit{fileLimit, fileLimit};
+            setrlimit(RLIMIT_FSIZE, &limit);
             execv(argv[0], argv.data());
             _exit(127);
         }
         close(out[1]);
         close(error[1]);
-        m_readers[0] = std::thread([this, fd = out[0]] { readAll(fd, m_out); });
+        if (nobodyReads)
+            close(out[0]);
+        else
+            m_readers[0] = std::thread([this, fd = out[0]] { readAll(fd, m_out); });
         m_readers[1] = std::thread([this, fd = error[0]] { readAll(fd, m_error); });
     }
     Program(const Program&) = delete;
@@ -61,7 +72,8 @@ public:
             m_pid = -1;
             m_status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
             for (std::thread& reader : m_readers)
-                reader.join();
+                if (reader.joinable())
+                    reader.join();
         }
         return m_status;
     }
@@ -230,6 +242,73 @@ TEST(ProbeProgramTest, ServerThatGoesAwayWhileStreaming) {
     server.hangUp();
     EXPECT_EQ(probe.wait(), 7);
     EXPECT_NE(probe.error().find("closed the connection"), std::string::npos) << probe.error();
+}
+
+TEST(ProbeProgramTest, RecordingAndPicture) {
+    const TemporaryFolder folder;
+    ScriptedServer server;
+    Program probe({"stream", address(server), "--seconds", "1", "--json", "--rate", "768000",
+                   "--record", folder.file("a.sigmf"), "--plot", folder.file("a.png")});
+    streamUntilStopped(server, [&server](std::uint16_t number) { server.sendDatagram(number); });
+    const int status = probe.wait();
+    const Json summary = probe.jsonLines().back();
+    EXPECT_EQ(status, summary["lost"] == 0 ? 0 : 1) << probe.error();
+    EXPECT_EQ(folder.size("a.sigmf-data"), summary["recording"]["pairs"].get<unsigned>() * 4);
+    EXPECT_EQ(summary["recording"]["failure"], nullptr);
+    EXPECT_TRUE(folder.content("a.png").starts_with("\x89PNG"));
+}
+
+TEST(ProbeProgramTest, ExistingRecordingIsRefusedBeforeTheServerIsAsked) {
+    const TemporaryFolder folder;
+    std::ofstream(folder.file("a.wav")) << "mine";
+    ScriptedServer server;
+    Program probe({"stream", address(server), "--record", folder.file("a.wav")});
+    EXPECT_EQ(probe.wait(), 6);
+    EXPECT_TRUE(isOneLine(probe.error())) << probe.error();
+    EXPECT_EQ(folder.content("a.wav"), "mine");
+    EXPECT_TRUE(server.messages().empty());
+}
+
+TEST(ProbeProgramTest, FullDiskEndsTheRunAndStopsTheReceiver) {
+    for (const char* name : {"a.sigmf", "a.wav"}) {
+        const TemporaryFolder folder;
+        ScriptedServer server;
+        Program probe(
+            {"stream", address(server), "--rate", "768000", "--record", folder.file(name)}, 20000);
+        streamUntilStopped(server,
+                           [&server](std::uint16_t number) { server.sendDatagram(number); });
+        EXPECT_EQ(probe.wait(), 6);
+        EXPECT_NE(probe.error().find("recording ended early"), std::string::npos) << probe.error();
+        EXPECT_NE(probe.error().find("File too large"), std::string::npos) << probe.error();
+    }
+}
+
+TEST(ProbeProgramTest, NoServerLeavesNoFiles) {
+    const TemporaryFolder folder;
+    std::string nobody;
+    {
+        const ScriptedServer server;
+        nobody = address(server);
+    }
+    Program probe(
+        {"stream", nobody, "--record", folder.file("a.wav"), "--plot", folder.file("a.png")});
+    EXPECT_EQ(probe.wait(), 3);
+    EXPECT_TRUE(folder.empty());
+}
+
+TEST(ProbeProgramTest, SpectrumNeedsATerminal) {
+    Program probe({"stream", "127.0.0.1", "--spectrum"});
+    EXPECT_EQ(probe.wait(), 2);
+    EXPECT_TRUE(isOneLine(probe.error())) << probe.error();
+}
+
+// As in a pipe to a reader that has seen enough.
+TEST(ProbeProgramTest, ReaderThatGoesAwayEndsTheRunAndStopsTheReceiver) {
+    ScriptedServer server;
+    Program probe({"stream", address(server)}, RLIM_INFINITY, true);
+    EXPECT_EQ(probe.wait(), 6);
+    EXPECT_TRUE(server.waitForStop());
+    EXPECT_NE(probe.error().find("standard output"), std::string::npos) << probe.error();
 }
 
 } // namespace

@@ -48,9 +48,12 @@ void Analyser::analyse(const Batch& batch) {
         if (received.verdict.arrival == Arrival::Late ||
             received.verdict.arrival == Arrival::Duplicate)
             continue;
+        const auto pair = received.verdict.position * static_cast<std::int64_t>(datagram::pairs);
+        if (m_keepHistory && !m_history.sameRow(pair, m_pair))
+            distribute();
+        m_pair = pair;
         m_meter.add(received.samples);
-        m_estimator.add(received.samples,
-                        received.verdict.position * static_cast<std::int64_t>(datagram::pairs));
+        m_estimator.add(received.samples, pair);
     }
 }
 
@@ -62,6 +65,8 @@ void Analyser::distribute() {
         sums->power.add(power);
     }
     m_view.add(power);
+    if (m_keepHistory)
+        m_history.add(m_pair, power);
     m_meter.reset();
 }
 

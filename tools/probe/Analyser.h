@@ -4,6 +4,7 @@
 #include "probe/BatchQueue.h"
 #include "probe/LevelMeter.h"
 #include "probe/SpectrumEstimator.h"
+#include "probe/WaterfallHistory.h"
 
 #include <mutex>
 #include <thread>
@@ -18,7 +19,8 @@ public:
         PowerSum power;
     };
 
-    Analyser() = default;
+    /// @param keepHistory  whether history() is wanted
+    explicit Analyser(bool keepHistory = false) : m_keepHistory(keepHistory) {}
     ~Analyser();
 
     /// Where the receive thread puts the datagrams.
@@ -33,6 +35,8 @@ public:
     PowerSum takeView();
     /// Any thread. What has come in since the start.
     Result total();
+    /// After finish().
+    const WaterfallHistory& history() const { return m_history; }
 
 private:
     struct Sums {
@@ -53,6 +57,9 @@ private:
     Sums m_second;
     Sums m_total;
     PowerSum m_view;
+    bool m_keepHistory;
+    WaterfallHistory m_history;
+    std::int64_t m_pair = 0; ///< place in the stream of what has not been distributed yet
 };
 
 } // namespace feedline::probe

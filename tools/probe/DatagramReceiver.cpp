@@ -193,20 +193,14 @@ void DatagramReceiver::publish(const Batch& batch) {
     m_figures.overflowed = m_overflowed;
     m_figures.currentRate = m_rate.current();
     m_figures.overallRate = m_rate.overall();
-    m_figures.rateSettled = m_rate.settled();
     if (m_figures.firstArrival == 0 && !batch.empty())
         m_figures.firstArrival = batch.front().nanoseconds;
 }
 
 void DatagramReceiver::handOver(Batch batch) {
     const auto shared = std::make_shared<const Batch>(std::move(batch));
-    std::uint64_t refused = 0;
     for (BatchQueue* queue : m_queues)
-        refused += queue->push(shared) ? 0 : shared->size();
-    if (refused != 0) {
-        const std::lock_guard lock(m_mutex);
-        m_figures.unanalysed += refused;
-    }
+        queue->push(shared);
 }
 
 } // namespace feedline::probe

@@ -18,12 +18,10 @@ namespace feedline::probe {
 
 struct ReceptionFigures {
     SequenceCounts counts;
-    std::uint64_t malformed = 0;  ///< datagrams of another length or with another header
-    std::uint64_t overflowed = 0; ///< datagrams that this machine's receive buffer had no room for
-    std::uint64_t unanalysed = 0; ///< datagrams that a worker's full queue refused
-    double currentRate = 0;       ///< IQ pairs a second, 0 when unknown
-    double overallRate = 0;       ///< IQ pairs a second, 0 when unknown
-    bool rateSettled = false;
+    std::uint64_t malformed = 0;   ///< datagrams of another length or with another header
+    std::uint64_t overflowed = 0;  ///< datagrams that this machine's receive buffer had no room for
+    double currentRate = 0;        ///< IQ pairs a second, 0 when unknown
+    double overallRate = 0;        ///< IQ pairs a second, 0 when unknown
     std::int64_t firstArrival = 0; ///< ns since 1970, 0 before the first datagram
 };
 

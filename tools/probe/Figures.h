@@ -3,6 +3,7 @@
 
 #include "probe/DatagramReceiver.h"
 #include "probe/LevelMeter.h"
+#include "probe/Recording.h"
 #include "probe/SpectrumEstimator.h"
 
 #include <cstdint>
@@ -17,6 +18,7 @@ struct StreamFacts {
     std::string server;                     ///< host and port
     std::optional<std::uint32_t> frequency; ///< centre, Hz; nothing when the probe did not tune
     std::optional<double> length;           ///< seconds asked for
+    std::string recording;                  ///< file name, empty for none
     int wantedBuffer = 0;                   ///< bytes
     int grantedBuffer = 0;                  ///< bytes
 };
@@ -29,6 +31,8 @@ struct Figures {
     ReceptionFigures reception;     ///< since the start
     Levels levels;                  ///< of this second, or of all
     std::optional<Carrier> carrier; ///< of this second, or of all
+    std::uint64_t unanalysed = 0;   ///< datagrams that levels and spectra do without
+    std::optional<RecordingOutcome> recording; ///< at the end
 };
 
 /// Shows figures. Called by the session's thread only.
@@ -43,6 +47,8 @@ public:
                           const Spectrum& /*spectrum*/) {}
     /// Once, at the end.
     virtual void summary(const StreamFacts& facts, const Figures& figures) = 0;
+    /// False when what is shown can no longer reach anybody.
+    virtual bool works() const { return true; }
 };
 
 } // namespace feedline::probe

@@ -28,11 +28,19 @@ Json carrierJson(const StreamFacts& facts, const std::optional<Carrier>& carrier
     return json;
 }
 
+Json recordingJson(const StreamFacts& facts, const RecordingOutcome& outcome) {
+    return {{"file", facts.recording},
+            {"pairs", outcome.pairs},
+            {"lost_pairs", outcome.lostPairs},
+            {"too_slow_pairs", outcome.slowPairs},
+            {"failure", outcome.failure ? Json(*outcome.failure) : Json()}};
+}
+
 } // namespace
 
 Json toJson(const char* type, const StreamFacts& facts, const Figures& figures) {
     const ReceptionFigures& reception = figures.reception;
-    return {
+    Json json{
         {"type", type},
         {"target", facts.target},
         {"elapsed_s", figures.elapsed},
@@ -50,7 +58,11 @@ Json toJson(const char* type, const StreamFacts& facts, const Figures& figures) 
         {"i", channel(figures.levels[0])},
         {"q", channel(figures.levels[1])},
         {"carrier", carrierJson(facts, figures.carrier)},
+        {"not_analysed", figures.unanalysed},
     };
+    if (figures.recording)
+        json["recording"] = recordingJson(facts, *figures.recording);
+    return json;
 }
 
 void JsonLines::second(const StreamFacts& facts, const Figures& figures) {

@@ -18,6 +18,7 @@ public:
     explicit JsonLines(std::ostream& out) : m_out(out) {}
     void second(const StreamFacts& facts, const Figures& figures) override;
     void summary(const StreamFacts& facts, const Figures& figures) override;
+    bool works() const override { return m_out.good(); }
 
 private:
     std::ostream& m_out;

@@ -1,6 +1,7 @@
 #include "probe/Options.h"
 
 #include "probe/ExitStatus.h"
+#include "probe/Recording.h"
 
 #include <CLI/CLI.hpp>
 
@@ -29,6 +30,14 @@ bool isServer(const std::string& text) {
 
 bool isFrequency(const std::string& text) {
     return parseFrequency(text).has_value();
+}
+
+bool isRecording(const std::string& text) {
+    return Recording::knows(text);
+}
+
+bool isPlot(const std::string& text) {
+    return text.size() > 4 && text.ends_with(".png");
 }
 
 struct Texts {
@@ -63,6 +72,17 @@ void addStream(CLI::App& command, Options& options, Texts& texts) {
         ->check(CLI::Range(1.0, 1e9));
 }
 
+void addOutputs(CLI::App& command, Options& options) {
+    command.add_option("--record", options.recording, "Record to FILE.wav or FILE.sigmf")
+        ->check(check("a name ending in .wav, .sigmf, .sigmf-data or .sigmf-meta", isRecording));
+    command.add_option("--plot", options.plot, "Averaged spectrum and waterfall as FILE.png")
+        ->check(check("a name ending in .png", isPlot));
+    command.add_flag("--force", options.force, "Overwrite existing files");
+    auto* spectrum = command.add_flag("--spectrum", options.spectrum,
+                                      "Live spectrum and waterfall in the terminal");
+    spectrum->excludes("--json");
+}
+
 void takeTexts(const Texts& texts, Options& options) {
     parseServer(texts.server, options.host, options.port);
     if (!texts.tune.empty())
@@ -86,6 +106,7 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
     addCommon(*info, options, texts);
     addCommon(*stream, options, texts);
     addStream(*stream, options, texts);
+    addOutputs(*stream, options);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

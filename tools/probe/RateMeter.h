@@ -1,6 +1,7 @@
 // The sample rate, measured from the datagrams' arrival times.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -20,8 +21,8 @@ public:
     double current() const;
     /// IQ pairs a second over the whole run; 0 when unknown.
     double overall() const;
-    /// Whether a window is complete, so that the rate can be relied on.
-    bool settled() const { return !m_windows.empty(); }
+    /// Complete windows so far.
+    std::size_t windows() const { return m_windows.size(); }
 
 private:
     class Line {

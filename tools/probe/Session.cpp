@@ -17,18 +17,32 @@ constexpr auto betweenSpectra = std::chrono::milliseconds(200);
 } // namespace
 
 Session::Session(const Options& options, Presenter& presenter, std::ostream& notes)
-    : m_options(options), m_presenter(presenter), m_notes(notes),
+    : m_options(options), m_presenter(presenter), m_notes(notes), m_stop(eventfd(0, EFD_CLOEXEC)),
+      m_recorder(makeRecorder()), m_plot(makePlot()), m_analyser(!options.plot.empty()),
       m_receiver(options.bind, options.port),
       m_client(options.host, options.port, ControlClient::Seconds(options.timeout),
-               ControlClient::Seconds(options.wait)),
-      m_stop(eventfd(0, EFD_CLOEXEC)) {
+               ControlClient::Seconds(options.wait)) {
     m_facts.target = m_client.targetName();
     m_facts.server = options.host + ":" + std::to_string(options.port);
     m_facts.frequency = options.tune;
     m_facts.length = options.seconds;
+    m_facts.recording = options.recording;
     m_facts.wantedBuffer = DatagramReceiver::wantedBuffer;
     m_facts.grantedBuffer = m_receiver.grantedBuffer();
     remarkOnBuffer();
+}
+
+std::unique_ptr<Recorder> Session::makeRecorder() {
+    if (m_options.recording.empty())
+        return nullptr;
+    return std::make_unique<Recorder>(m_options.recording, m_options.force, m_options.rate,
+                                      [this] { requestStop(); });
+}
+
+std::unique_ptr<PlotOutput> Session::makePlot() const {
+    if (m_options.plot.empty())
+        return nullptr;
+    return std::make_unique<PlotOutput>(m_options.plot, m_options.force);
 }
 
 void Session::remarkOnBuffer() {
@@ -40,10 +54,19 @@ void Session::remarkOnBuffer() {
 
 ExitStatus Session::run() {
     const SignalEvents signals;
-    m_analyser.start();
-    m_receiver.start({&m_analyser.queue()});
+    startWorkers();
     startReceiver();
     return conclude(stopReceiver(watch(signals)));
+}
+
+void Session::startWorkers() {
+    std::vector<BatchQueue*> queues{&m_analyser.queue()};
+    m_analyser.start();
+    if (m_recorder) {
+        m_recorder->start(m_facts.target, m_facts.frequency);
+        queues.push_back(&m_recorder->queue());
+    }
+    m_receiver.start(queues);
 }
 
 void Session::requestStop() {
@@ -67,7 +90,7 @@ void Session::startReceiver() {
 Session::End Session::watch(const SignalEvents& signals) {
     std::array<pollfd, 3> waiting{
         {{signals.fd(), POLLIN, 0}, {m_stop.get(), POLLIN, 0}, {m_client.fd(), POLLIN, 0}}};
-    while (!timeIsOver()) {
+    while (!timeIsOver() && m_presenter.works()) {
         present();
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextEvent() - Clock::now());
         if (poll(waiting.data(), waiting.size(), std::max(0, static_cast<int>(left.count()))) <= 0)
@@ -127,27 +150,63 @@ Figures Session::figures(const Analyser::Result& result, double measuredRate) {
 ExitStatus Session::conclude(End end) {
     m_receiver.stop();
     m_analyser.finish();
-    const ReceptionFigures reception = m_receiver.figures();
-    m_presenter.summary(m_facts, figures(m_analyser.total(), reception.overallRate));
-    return judge(end, reception);
+    Figures total = figures(m_analyser.total(), m_receiver.figures().overallRate);
+    total.unanalysed = m_analyser.queue().refusedCount();
+    if (m_recorder)
+        total.recording = m_recorder->finish();
+    m_presenter.summary(m_facts, total);
+    return judge(end, total);
 }
 
-// The gravest outcome decides.
-ExitStatus Session::judge(End end, const ReceptionFigures& reception) {
-    if (end == End::ServerGone) {
-        note(m_facts.server + " closed the connection while the stream ran");
-        return ExitStatus::ConnectionLost;
+// The gravest outcome decides; each has its line.
+ExitStatus Session::judge(End end, const Figures& total) {
+    const SequenceCounts& counts = total.reception.counts;
+    ExitStatus status = ExitStatus::Success;
+    if (counts.lost != 0) {
+        note("lost " + std::to_string(counts.lost) + " datagrams");
+        status = ExitStatus::SamplesLost;
     }
-    if (reception.counts.received == 0) {
+    if (counts.received == 0) {
         note("no datagrams came; the server sends them to the address in its settings, UDP port " +
              std::to_string(m_options.port));
-        return ExitStatus::NothingReceived;
+        status = ExitStatus::NothingReceived;
     }
-    if (reception.counts.lost != 0) {
-        note("lost " + std::to_string(reception.counts.lost) + " datagrams");
-        return ExitStatus::SamplesLost;
+    if (end == End::ServerGone) {
+        note(m_facts.server + " closed the connection while the stream ran");
+        status = ExitStatus::ConnectionLost;
     }
-    return ExitStatus::Success;
+    return outputFailed(total) ? ExitStatus::OutputFailed : status;
+}
+
+bool Session::outputFailed(const Figures& total) {
+    bool failed = !writePicture(total);
+    if (total.recording && total.recording->failure) {
+        note("the recording ended early: " + *total.recording->failure);
+        failed = true;
+    }
+    if (total.recording && total.recording->slowPairs != 0) {
+        note("the disk was too slow: " + std::to_string(total.recording->slowPairs) +
+             " IQ pairs came but are missing in the recording");
+        failed = true;
+    }
+    if (!m_presenter.works()) {
+        note("cannot write to standard output");
+        failed = true;
+    }
+    return failed;
+}
+
+bool Session::writePicture(const Figures& total) {
+    const Spectrum spectrum = m_analyser.total().power.average();
+    if (!m_plot || spectrum.empty())
+        return !m_plot;
+    try {
+        m_plot->write(m_facts, total, spectrum, m_analyser.history());
+    } catch (const Failure& failure) {
+        note(failure.what());
+        return false;
+    }
+    return true;
 }
 
 void Session::note(const std::string& line) {

@@ -7,8 +7,11 @@
 #include "probe/ExitStatus.h"
 #include "probe/Figures.h"
 #include "probe/Options.h"
+#include "probe/PlotOutput.h"
+#include "probe/Recorder.h"
 
 #include <chrono>
+#include <memory>
 #include <ostream>
 
 namespace feedline::probe {
@@ -34,7 +37,10 @@ private:
     using Clock = std::chrono::steady_clock;
     enum class End { Asked, ServerGone };
 
+    std::unique_ptr<Recorder> makeRecorder();
+    std::unique_ptr<PlotOutput> makePlot() const;
     void remarkOnBuffer();
+    void startWorkers();
     void startReceiver();
     End watch(const SignalEvents& signals);
     End stopReceiver(End end);
@@ -43,16 +49,20 @@ private:
     void present();
     Figures figures(const Analyser::Result& result, double measuredRate);
     ExitStatus conclude(End end);
-    ExitStatus judge(End end, const ReceptionFigures& reception);
+    ExitStatus judge(End end, const Figures& total);
+    bool outputFailed(const Figures& total);
+    bool writePicture(const Figures& total);
     void note(const std::string& line);
 
     const Options& m_options;
     Presenter& m_presenter;
     std::ostream& m_notes;
+    UniqueFd m_stop;
+    std::unique_ptr<Recorder> m_recorder; ///< null when nothing is to be recorded
+    std::unique_ptr<PlotOutput> m_plot;   ///< null when no picture is to be drawn
     Analyser m_analyser;
     DatagramReceiver m_receiver;
     ControlClient m_client;
-    UniqueFd m_stop;
     StreamFacts m_facts;
     Clock::time_point m_begin;
     Clock::time_point m_nextSecond;

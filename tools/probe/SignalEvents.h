@@ -1,4 +1,4 @@
-// SIGINT and SIGTERM as something to wait for.
+// SIGINT, SIGTERM and SIGHUP as something to wait for.
 #pragma once
 
 #include "probe/UniqueFd.h"
@@ -7,7 +7,7 @@
 
 namespace feedline::probe {
 
-/// While an object lives, the two signals are blocked in the thread that made it and in those that
+/// While an object lives, the signals are blocked in the thread that made it and in those that
 /// it starts, and arrive at the descriptor instead.
 class SignalEvents {
 public:

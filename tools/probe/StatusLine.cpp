@@ -34,6 +34,13 @@ std::string rateText(double rate) {
     return rate > 0 ? format("%.2f kS/s", rate / 1e3) : "- kS/s";
 }
 
+std::string recordingText(const StreamFacts& facts, const Figures& figures) {
+    const RecordingOutcome& outcome = *figures.recording;
+    return "  recorded " + facts.recording +
+           format(": %llu IQ pairs, %llu of them zeros for lost ones\n", count(outcome.pairs),
+                  count(outcome.lostPairs));
+}
+
 std::string channelText(const char* name, const ChannelLevel& level) {
     return format("  %s  level %6.1f dBFS   DC %+.5f   clipped %llu\n", name, level.dBFS, level.dc,
                   count(level.clipped));
@@ -93,6 +100,11 @@ std::string summaryText(const StreamFacts& facts, const Figures& figures) {
                        count(reception.overflowed));
     if (counts.received == 0)
         return text;
+    if (figures.unanalysed != 0)
+        text += format("  levels and spectra lack %llu datagrams: this machine is too slow\n",
+                       count(figures.unanalysed));
+    if (figures.recording)
+        text += recordingText(facts, figures);
     text += channelText("I", figures.levels[0]) + channelText("Q", figures.levels[1]);
     return text + "  strongest carrier " + carrierText(facts, figures) + "\n";
 }

@@ -25,6 +25,7 @@ public:
     StatusLine(std::ostream& out, bool terminal) : m_out(out), m_terminal(terminal) {}
     void second(const StreamFacts& facts, const Figures& figures) override;
     void summary(const StreamFacts& facts, const Figures& figures) override;
+    bool works() const override { return m_out.good(); }
 
 private:
     std::ostream& m_out;

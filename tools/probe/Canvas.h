@@ -1,0 +1,71 @@
+// A sheet to draw on: the few strokes that a diagram needs.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace feedline::probe {
+
+struct Ink {
+    double red, green, blue; ///< 0 to 1
+};
+
+/// Coordinates are pixels from the upper left corner. Not synchronised.
+class Canvas {
+public:
+    enum Alignment { Left, Centre, Right };
+    struct TextStyle {
+        double size;
+        Ink ink;
+        Alignment alignment;
+        bool bold;
+    };
+    struct Point {
+        double x, y;
+    };
+
+    class Image {
+    public:
+        Image(int width, int height)
+            : m_width(width), m_height(height),
+              m_pixels(static_cast<std::size_t>(width) * static_cast<std::size_t>(height)) {}
+        void set(int x, int y, std::array<std::uint8_t, 3> colour) {
+            m_pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(m_width) +
+                     static_cast<std::size_t>(x)] =
+                static_cast<std::uint32_t>((colour[0] << 16) | (colour[1] << 8) | colour[2]);
+        }
+
+    private:
+        friend class Canvas;
+        int m_width;
+        int m_height;
+        std::vector<std::uint32_t> m_pixels; ///< 0x00RRGGBB
+    };
+
+    /// A white sheet.
+    Canvas(int width, int height);
+    ~Canvas();
+    Canvas(const Canvas&) = delete;
+    Canvas& operator=(const Canvas&) = delete;
+
+    void line(double fromX, double fromY, double toX, double toY, Ink ink);
+    void frame(double x, double y, double width, double height, Ink ink);
+    /// A curve, with the area between it and the height `bottom` tinted.
+    void area(const std::vector<Point>& points, double bottom, Ink ink);
+    /// @param y  of the base line
+    void text(double x, double y, const std::string& text, const TextStyle& style);
+    void image(double x, double y, Image& image);
+
+    /// Throws Failure.
+    void writePng(const std::string& name);
+
+private:
+    struct State;
+    std::unique_ptr<State> m_state;
+};
+
+} // namespace feedline::probe
