@@ -114,6 +114,13 @@ Bytes ControlClient::takeInput() {
     return bytes;
 }
 
+void ControlClient::finish() {
+    checked(::shutdown(socket_.get(), SHUT_WR), "shutdown");
+    while (receive(4096).size() == 3 * 4096 - 1) {
+    }
+    socket_.close();
+}
+
 void ControlClient::reset() {
     const linger atOnce{1, 0};
     checked(::setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &atOnce, sizeof atOnce), "linger");

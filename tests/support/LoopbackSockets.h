@@ -60,7 +60,8 @@ public:
     bool hasInput() const;                  ///< bytes, an end or an error, at this moment
     Bytes takeInput();                      ///< what has arrived by now
     void disconnect() { socket_.close(); }
-    void reset(); ///< goes without a farewell, throwing away what is under way
+    void finish(); ///< sends no more, and goes when the server has read everything and gone
+    void reset();  ///< goes without a farewell, throwing away what is under way
 
 private:
     OwnedDescriptor socket_;
