@@ -66,7 +66,12 @@ void fatal(const char* format, ...) {
 namespace testing {
 
 void PrintTo(const Line& line, std::ostream* out) {
-    *out << (line.stream == Line::LOGGED ? "logged \"" : "printed \"") << line.text << '"';
+    constexpr std::array streams{"logged", "printed", "noted"};
+    *out << streams.at(line.stream) << " \"" << line.text << '"';
+}
+
+void note(std::string text) {
+    keep(noted(std::move(text)));
 }
 
 std::vector<Line> recordedLines() {

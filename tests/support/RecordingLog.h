@@ -3,12 +3,13 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace feedline::testing {
 
 struct Line {
-    enum Stream { LOGGED, PRINTED } stream;
+    enum Stream { LOGGED, PRINTED, NOTED } stream;
     std::string text; ///< as handed over: no prefix, and for PRINTED with its line end
 
     bool operator==(const Line&) const = default;
@@ -20,7 +21,14 @@ inline Line logged(std::string text) {
 inline Line printed(std::string text) {
     return {Line::PRINTED, std::move(text)};
 }
+inline Line noted(std::string text) {
+    return {Line::NOTED, std::move(text)};
+}
 void PrintTo(const Line& line, std::ostream* out);
+
+/// Puts a line of the test's own among the others, e.g. a call to a stand-in, so that one sequence
+/// shows in which order everything happened. Any thread.
+void note(std::string text);
 
 /// Everything so far, in the order of the calls. Any thread.
 std::vector<Line> recordedLines();

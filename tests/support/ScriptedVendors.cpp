@@ -12,7 +12,10 @@ int hfObject;
 int airspyObject;
 
 int answer(const std::string& function, const std::string& arguments = "") {
-    script.calls.push_back(function + (arguments.empty() ? "" : " " + arguments));
+    const std::string call = function + (arguments.empty() ? "" : " " + arguments);
+    script.calls.push_back(call);
+    if (script.onCall)
+        script.onCall(call);
     const int n = ++callCounts[function];
     if (const auto nth = script.results.find(function + "#" + std::to_string(n));
         nth != script.results.end())

@@ -6,6 +6,7 @@
 #include <libairspyhf/airspyhf.h>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -31,6 +32,9 @@ struct ScriptedVendors {
     int airspyStreaming = 0;
     bool fillsVersionWhole =
         false; ///< version requests fill the buffer to its last byte, unterminated
+
+    // Called with each call's text before its result is given, on the calling thread.
+    std::function<void(const std::string& call)> onCall;
 
     airspyhf_sample_block_cb_fn hfCallback = nullptr; ///< as last given to start
     airspy_sample_block_cb_fn airspyCallback = nullptr;
