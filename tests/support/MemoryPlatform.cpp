@@ -5,8 +5,9 @@
 #include "stream/SampleRing.h"
 
 #include <algorithm>
-#include <sys/mman.h>
 #include <utility>
+
+#include <sys/mman.h>
 
 namespace feedline::testing {
 
