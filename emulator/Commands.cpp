@@ -196,6 +196,9 @@ std::string state(Bus&, Device& device, const Words&) {
     all.emplace_back("delivered", std::to_string(device.delivered));
     all.emplace_back("dropped", std::to_string(device.dropped));
     all.emplace_back("position", std::to_string(device.nextPosition));
+    if (device.clock)
+        all.emplace_back("clock-ns",
+                         std::to_string(device.clock->begin().time_since_epoch().count()));
     return list(all);
 }
 

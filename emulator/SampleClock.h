@@ -13,7 +13,7 @@ public:
     using Instant = std::chrono::steady_clock::time_point;
 
     /// `samplesPerSecond` 0: every sample is due at once.
-    SampleClock(Instant begin, double samplesPerSecond) : start(begin), rate(samplesPerSecond) {}
+    SampleClock(Instant origin, double samplesPerSecond) : start(origin), rate(samplesPerSecond) {}
 
     Instant due(std::uint64_t position) const {
         if (rate == 0)
@@ -27,6 +27,9 @@ public:
         const double seconds = std::chrono::duration<double>(now - start).count();
         return seconds > 0 ? static_cast<std::uint64_t>(seconds * rate) : 0;
     }
+
+    /// When position 0 began.
+    Instant begin() const { return start; }
 
 private:
     Instant start;

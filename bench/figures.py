@@ -1,0 +1,282 @@
+"""Runs every benchmark and prints the figures of docs/performance.md, each as a ratio taken in this one run.
+
+Started by bench/run, which builds first. Everything stays on this machine: the server is the real feedlined over an
+emulated receiver, the client is feedline-probe or a small one of this file's own, and all traffic is loopback.
+"""
+
+import argparse
+import contextlib
+import json
+import os
+import pathlib
+import re
+import signal
+import socket
+import statistics
+import subprocess
+import sys
+import tempfile
+import time
+
+RUN = bytes.fromhex("0800180080020000")
+STOP = bytes.fromhex("0800180080010000")
+TUNE = {"hf": 7_100_000, "airspy": 100_000_000}
+RATE = {"hf": 768_000, "airspy": 2_500_000}
+DEVICE_TYPE = {"hf": 0, "airspy": 1}
+
+
+def figure(name, value):
+    print(f"{name:<48} {value}", flush=True)
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def tune_message(hertz):
+    return b"\x0a\x00\x20\x00\x00" + hertz.to_bytes(4, "little") + b"\x00"
+
+
+class Server:
+    """A feedlined (or feedline) of its own, over one emulated receiver."""
+
+    def __init__(self, build, receiver, speed="1", program="feedlined"):
+        self.port = free_port()
+        self.home = tempfile.TemporaryDirectory()
+        settings = pathlib.Path(self.home.name, "feedline", "feedline.conf")
+        settings.parent.mkdir()
+        settings.write_text(f"[General]\nsdrPortNumber={self.port}\nsdrType={DEVICE_TYPE[receiver]}\n")
+        self.environment = dict(
+            os.environ,
+            XDG_CONFIG_HOME=self.home.name,
+            QT_QPA_PLATFORM="offscreen",
+            LD_LIBRARY_PATH=str(build / "emulator"),
+            FEEDLINE_EMULATOR_DEVICES=receiver,
+            FEEDLINE_EMULATOR_SPEED=speed,
+            FEEDLINE_EMULATOR_CONTROL=self.home.name + "/emulator",
+        )
+        self.receiver = receiver
+        self.started = time.monotonic()
+        self.process = subprocess.Popen(
+            [build / "app" / program], env=self.environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL
+        )
+
+    def connect(self):
+        """The control connection, once the server listens."""
+        limit = time.monotonic() + 20
+        while True:
+            client = socket.socket()
+            try:
+                client.connect(("127.0.0.1", self.port))
+                return client
+            except ConnectionRefusedError:
+                client.close()
+                if time.monotonic() > limit:
+                    raise
+
+    def status(self, key):
+        text = pathlib.Path(f"/proc/{self.process.pid}/status").read_text()
+        return int(re.search(rf"^{key}:\s+(\d+)", text, re.M)[1])
+
+    def threads(self):
+        """Processor seconds of each thread: {(id, name): seconds}."""
+        result = {}
+        for task in pathlib.Path(f"/proc/{self.process.pid}/task").iterdir():
+            name = (task / "comm").read_text().strip()
+            result[(task.name, name)] = int((task / "schedstat").read_text().split()[0]) / 1e9
+        return result
+
+    def ask_emulator(self, command):
+        with socket.socket(socket.AF_UNIX) as control:
+            control.connect(self.home.name + "/emulator")
+            control.sendall(command.encode() + b"\n")
+            return control.makefile().readline().strip()
+
+    def close(self):
+        self.process.send_signal(signal.SIGTERM)
+        self.process.wait(10)
+        self.home.cleanup()
+
+
+@contextlib.contextmanager
+def server(*arguments, **options):
+    running = Server(*arguments, **options)
+    try:
+        yield running
+    finally:
+        running.close()
+
+
+def request(client, message):
+    client.sendall(message)
+    client.recv(64)
+
+
+def udp_sink(port):
+    sink = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+    force = 33  # SO_RCVBUFFORCE, for root; otherwise what the system grants
+    for option in (socket.SO_RCVBUF, force):
+        with contextlib.suppress(OSError):
+            sink.setsockopt(socket.SOL_SOCKET, option, 4 << 20)
+    sink.bind(("127.0.0.1", port))
+    return sink
+
+
+def take(sink, seconds):
+    """Receives for so long; returns the arrival time and number of every datagram."""
+    arrivals = []
+    sink.settimeout(1)
+    end = time.monotonic() + seconds
+    clock = time.monotonic_ns
+    while time.monotonic() < end:
+        with contextlib.suppress(TimeoutError):
+            datagram = sink.recv(2048)
+            arrivals.append((clock(), datagram[2] | datagram[3] << 8))
+    return arrivals
+
+
+def lines_of(command, environment=None):
+    output = subprocess.run(command, env=environment, check=True, capture_output=True, text=True).stdout
+    return dict(line.split(" ", 1) for line in output.splitlines() if " " in line)
+
+
+def bench_parts(build):
+    print("\n# the sample paths")
+    output = subprocess.run(
+        [build / "bench/stream/HfSampleCallbackBench", "--benchmark_format=json", "--benchmark_repetitions=5"],
+        check=True, capture_output=True, text=True).stdout
+    cost = {b["run_name"]: 1e9 / b["items_per_second"] for b in json.loads(output)["benchmarks"]
+            if b.get("aggregate_name") == "median"}
+    figure("HF+ callback, ns a pair", f"{cost['callback']:.2f}")
+    if "vectorised" in cost:
+        figure("HF+ callback over hand-vectorised", f"{cost['callback'] / cost['vectorised']:.2f}")
+    for name, value in lines_of([build / "bench/stream/SendersBench"]).items():
+        figure("senders: " + name, value)
+    for receiver, blocks in (("hf", 4000), ("airspy", 200)):
+        environment = dict(os.environ, LD_LIBRARY_PATH=str(build / "emulator"), FEEDLINE_EMULATOR_DEVICES=receiver,
+                           FEEDLINE_EMULATOR_SPEED="max")
+        for name, value in lines_of(
+                [build / "bench/devices/VendorLibrariesBench", receiver, str(blocks)], environment).items():
+            figure(f"{receiver}: {name}", value)
+
+
+def bench_window(build):
+    print("\n# the window")
+    environment = dict(os.environ, QT_QPA_PLATFORM="offscreen")
+    for name, value in lines_of([build / "bench/app/StatusPanelBench"], environment).items():
+        figure(name, value)
+
+
+def bench_start(build):
+    print("\n# start: process start to first accepted connection, ms")
+    for program in ("feedlined", "feedline"):
+        times = []
+        for _ in range(15):
+            with server(build, "hf", program=program) as running:
+                with running.connect():
+                    times.append(1000 * (time.monotonic() - running.started))
+        figure(program + " median (max)", f"{statistics.median(times):.0f} ({max(times):.0f})")
+
+
+def bench_server(build, seconds):
+    print("\n# the whole server at real speed, processor time by thread, and resident memory")
+    for receiver in ("hf", "airspy"):
+        for program in ("feedlined", "feedline"):
+            with server(build, receiver, program=program) as running, udp_sink(running.port) as sink:
+                with running.connect() as client:
+                    request(client, tune_message(TUNE[receiver]))
+                    idle = running.status("VmRSS")
+                    request(client, RUN)
+                    take(sink, 2)
+                    before = running.threads()
+                    arrivals = take(sink, seconds)
+                    after = running.threads()
+                    streaming = running.status("VmRSS")
+                    request(client, STOP)
+                figure(f"{program} {receiver}: memory idle, streaming, MiB",
+                       f"{idle / 1024:.1f}, {streaming / 1024:.1f}")
+                if program == "feedline":
+                    continue
+                pairs = RATE[receiver] * seconds / 1e6
+                figure(f"{receiver}: datagrams over the rate's", f"{len(arrivals) * 256 / 1e6 / pairs:.4f}")
+                for (_, name), spent in sorted(after.items(), key=lambda entry: -entry[1]):
+                    used = spent - before.get((_, name), 0)
+                    if used > 0.001:
+                        figure(f"{receiver}: CPU s per million pairs, {name}", f"{used / pairs:.5f}")
+
+
+def bench_headroom(build, seconds):
+    print("\n# headroom: lost datagrams at a speed factor (client with a 4 MiB buffer)")
+    for receiver in ("hf", "airspy"):
+        for factor in (1, 2, 4, 6, 8, 10, 12, 16):
+            with server(build, receiver, speed=str(factor)) as running:
+                running.connect().close()  # the server listens
+                time.sleep(5.5)  # and is set up again for the probe
+                output = subprocess.run(
+                    [build / "tools/probe/feedline-probe", "stream", f"127.0.0.1:{running.port}", "--json",
+                     "--seconds", str(seconds), "--tune", str(TUNE[receiver])],
+                    capture_output=True, text=True).stdout
+            summary = json.loads(output.splitlines()[-1])
+            achieved = summary["sample_rate_hz"] / RATE[receiver]
+            figure(f"{receiver} x{factor}", f"lost {summary['lost']} of {summary['datagrams']}, "
+                                            f"achieved x{achieved:.2f}")
+            if summary["lost"] or achieved < 0.97 * factor:
+                break
+
+
+def percentiles(ages):
+    ages = sorted(ages)
+    return f"{ages[len(ages) // 2]:.2f}, {ages[len(ages) * 99 // 100]:.2f}, {ages[-1]:.2f}"
+
+
+def bench_latency(build, seconds):
+    print("\n# latency: age of a datagram's last sample at the client, ms (median, 99th percentile, maximum)")
+    for receiver in ("hf", "airspy"):
+        for loaded in (False, True):
+            load = subprocess.Popen(["nice", "-n", "5", sys.executable, "-c", "while True: pass"]) if loaded else None
+            try:
+                with server(build, receiver) as running, udp_sink(running.port) as sink:
+                    with running.connect() as client:
+                        request(client, tune_message(TUNE[receiver]))
+                        request(client, RUN)
+                        arrivals = take(sink, seconds)
+                        state = running.ask_emulator(f"state {receiver}")
+                        request(client, STOP)
+                begin = int(re.search(r"clock-ns=(\d+)", state)[1])
+                ages, number, last = [], 0, None
+                for at, low in arrivals:
+                    number += (low - (last if last is not None else low)) & 0xFFFF
+                    if last is None:
+                        number = low
+                    last = low
+                    taken = begin + (number + 1) * 256 * 1_000_000_000 // RATE[receiver]
+                    ages.append((at - taken) / 1e6)
+                figure(f"{receiver}, {'one core loaded' if loaded else 'unloaded'}", percentiles(ages))
+            finally:
+                if load:
+                    load.kill()
+                    load.wait()
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--build", type=pathlib.Path, required=True)
+    parser.add_argument("--seconds", type=int, default=10)
+    parser.add_argument("only", nargs="*", help="parts window start server headroom latency (all)")
+    arguments = parser.parse_args()
+    all_of_them = {
+        "parts": lambda: bench_parts(arguments.build),
+        "window": lambda: bench_window(arguments.build),
+        "start": lambda: bench_start(arguments.build),
+        "server": lambda: bench_server(arguments.build, arguments.seconds),
+        "headroom": lambda: bench_headroom(arguments.build, arguments.seconds),
+        "latency": lambda: bench_latency(arguments.build, arguments.seconds),
+    }
+    for name in arguments.only or all_of_them:
+        all_of_them[name]()
+
+
+if __name__ == "__main__":
+    main()
