@@ -5,9 +5,9 @@
 server_packages="cmake ninja-build g++ pkg-config qt6-base-dev libairspyhf-dev libairspy-dev libsystemd-dev
 libusb-1.0-0-dev libsndfile1-dev"
 
-# What the tests need on top.
-test_packages="libgtest-dev libgmock-dev libkissfft-dev airspyhf airspy dbus python3-dbusmock
-desktop-file-utils appstream man-db systemd file"
+# What the tests, and the tools that they test, need on top.
+test_packages="libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev libcairo2-dev libkissfft-dev
+airspyhf airspy dbus python3-dbusmock desktop-file-utils appstream man-db systemd file"
 
 # What fuzzing needs on top.
 fuzz_packages="clang libclang-rt-14-dev"
