@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <numbers>
 
 namespace feedline::emulator {
@@ -87,57 +88,81 @@ Phasor turned(const Phasor& from, double by, float amplitude) {
     return phasor;
 }
 
-/// Walks through a loop at another rate: calls take(i, run, index, part) for every run of output
-/// samples between two values of the loop; `part` of the way to the next value is behind.
+__extension__ using Wide = unsigned __int128;
+
+/// Places in a loop count in units of 2^-32 of a value.
+constexpr std::uint64_t onePlace = std::uint64_t{1} << 32;
+
+/// Walks through a loop at another rate: calls take(i, run, index, part, step) for every run of
+/// output samples between two values of the loop; `part` of the way to the next value is behind,
+/// and each sample goes `step` of it.
 template <typename Value, typename Take>
 void walk(const Loop<Value>& loop, double rate, std::uint64_t position, std::size_t count,
           Take take) {
-    const double step = loop.rate / rate;
-    double at = std::fmod(static_cast<double>(position) * step, loop.length());
+    const std::uint64_t end = (loop.values.size() - 1) * onePlace;
+    const auto step = static_cast<std::uint64_t>(loop.rate / rate * static_cast<double>(onePlace));
+    const std::uint64_t shortest = onePlace / step;
+    auto at = static_cast<std::uint64_t>(Wide{position} * step % end);
+    std::uint64_t run = (onePlace - at % onePlace + step - 1) / step;
     for (std::size_t i = 0; i < count;) {
-        const auto index = std::min(static_cast<std::size_t>(at), loop.values.size() - 2);
-        const double part = at - static_cast<double>(index);
-        const auto left = static_cast<std::size_t>(std::max(1.0, std::ceil((1 - part) / step)));
-        const std::size_t run = std::min(left, count - i);
-        take(i, run, index, part);
+        const std::uint64_t part = at % onePlace;
+        run = std::min(run, std::uint64_t{count - i});
+        take(i, static_cast<std::size_t>(run), at / onePlace, part, step);
         i += run;
-        at += step * static_cast<double>(run);
-        if (at >= loop.length())
-            at -= loop.length();
+        at += step * run;
+        if (at >= end)
+            at -= end;
+        // Behind the first run each begins within one step of a value.
+        run = shortest + (at % onePlace + shortest * step < onePlace ? 1 : 0);
     }
 }
 
 void fillEnvelope(float* out, const Loop<float>& loop, double rate, std::uint64_t position,
                   std::size_t count) {
-    const auto step = static_cast<float>(loop.rate / rate);
+    constexpr float unit = 1.0F / static_cast<float>(onePlace);
     walk(loop, rate, position, count,
-         [&](std::size_t i, std::size_t run, std::size_t index, double part) {
+         [&](std::size_t i, std::size_t run, std::size_t index, std::uint64_t part,
+             std::uint64_t step) {
              const float from = loop.values[index];
-             const float slope = loop.values[index + 1] - from;
+             const float slope = (loop.values[index + 1] - from) * unit;
              const float first = from + slope * static_cast<float>(part);
-             for (std::size_t k = 0; k < run; ++k)
-                 out[i + k] = first + slope * step * static_cast<float>(k);
+             const float each = slope * static_cast<float>(step);
+             for (int k = 0; k < static_cast<int>(run); ++k)
+                 out[i + static_cast<std::size_t>(k)] = first + each * static_cast<float>(k);
          });
 }
 
-/// The phases of a modulated carrier; `reversed` where the stream holds the spectrum upside down.
+/// `part` of a difference of phases.
+std::uint32_t share(std::int64_t difference, std::uint64_t part) {
+    return static_cast<std::uint32_t>(difference * static_cast<std::int64_t>(part) >> 32);
+}
+
+constexpr std::size_t rampStep = 4;
+
+/// Writes an even ramp, in steps of four: up to three numbers more than asked for.
+void ramp(std::uint32_t* out, std::uint32_t first, std::uint32_t each, std::size_t count) {
+    using Four = std::uint32_t __attribute__((vector_size(rampStep * sizeof(std::uint32_t))));
+    Four value{first, first + each, first + 2 * each, first + 3 * each};
+    for (std::size_t k = 0; k < count; k += rampStep) {
+        std::memcpy(out + k, &value, sizeof value);
+        value += static_cast<std::uint32_t>(rampStep) * each;
+    }
+}
+
+/// The phases of a modulated carrier; a real stream holds its spectrum upside down.
 void fillPhases(std::uint32_t* out, const Loop<std::uint32_t>& loop, const View& view,
                 std::uint64_t step, std::uint64_t position, std::size_t count) {
-    const double sign = view.real ? -1 : 1;
-    const double perSample = loop.rate / view.rate;
+    const std::uint32_t sign = view.real ? 0xFFFFFFFFU : 1;
     walk(loop, view.rate, position, count,
-         [&](std::size_t i, std::size_t run, std::size_t index, double part) {
-             const std::uint32_t from = loop.values[index];
-             const double slope = sign * static_cast<std::int32_t>(loop.values[index + 1] - from);
-             const auto inside = static_cast<std::int32_t>(slope * part);
+         [&](std::size_t i, std::size_t run, std::size_t index, std::uint64_t part,
+             std::uint64_t perSample) {
+             const std::uint32_t from = sign * loop.values[index];
+             const std::uint32_t to = sign * loop.values[index + 1];
+             const auto difference = static_cast<std::int32_t>(to - from);
              const auto carrier = static_cast<std::uint32_t>(step * (position + i) >> 32);
-             std::uint32_t phase =
-                 carrier + (view.real ? 0 - from : from) + static_cast<std::uint32_t>(inside);
              const auto each =
-                 static_cast<std::uint32_t>(step >> 32) +
-                 static_cast<std::uint32_t>(static_cast<std::int32_t>(slope * perSample));
-             for (std::size_t k = 0; k < run; ++k, phase += each)
-                 out[i + k] = phase;
+                 static_cast<std::uint32_t>(step >> 32) + share(difference, perSample);
+             ramp(out + i, carrier + from + share(difference, part), each, run);
          });
 }
 
@@ -203,7 +228,7 @@ void Band::addVoice(const Voice& voice, std::uint64_t position, std::size_t coun
     float* im = current.real ? nullptr : block.im.data();
     const Station& station = *voice.station;
     if (station.signal.kind == Signal::Kind::fm) {
-        alignas(64) std::array<std::uint32_t, blockSize> phases;
+        alignas(64) std::array<std::uint32_t, blockSize + rampStep> phases;
         fillPhases(phases.data(), station.phase, current, voice.step, position, count);
         kernels().phases(re, im, phases.data(), voice.amplitude, count);
         return;

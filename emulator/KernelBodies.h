@@ -1,8 +1,6 @@
 // The bodies of the inner loops; compiled more than once, for different machines, so nothing in
-// here may be visible to the linker. FEEDLINE_KERNELS names the table.
-//
-// The loops are written over `lanes` samples at a time with the compiler's vector types: each
-// machine's compiler splits them into as many registers as it needs.
+// here may be visible to the linker. FEEDLINE_KERNELS names the table, FEEDLINE_VECTOR says how
+// many bytes the machine's registers hold.
 #pragma once
 
 #include "emulator/Kernels.h"
@@ -12,11 +10,12 @@
 namespace feedline::emulator {
 namespace {
 
-using Floats = float __attribute__((vector_size(64)));
-using Words = std::uint32_t __attribute__((vector_size(64)));
-using Integers = std::int32_t __attribute__((vector_size(64)));
-using Shorts = std::int16_t __attribute__((vector_size(32)));
-static_assert(sizeof(Floats) == lanes * sizeof(float));
+using Floats = float __attribute__((vector_size(FEEDLINE_VECTOR)));
+using Words = std::uint32_t __attribute__((vector_size(FEEDLINE_VECTOR)));
+using Integers = std::int32_t __attribute__((vector_size(FEEDLINE_VECTOR)));
+constexpr std::size_t width = FEEDLINE_VECTOR / sizeof(float);
+constexpr std::size_t vectors = lanes / width;
+static_assert(lanes % width == 0);
 
 #define FEEDLINE_INLINE inline __attribute__((always_inline))
 
@@ -32,7 +31,7 @@ FEEDLINE_INLINE void add(float* to, const Floats& value) {
 }
 
 void noise(float* out, const float* table, float level, std::size_t count) {
-    for (std::size_t i = 0; i < count; i += lanes) {
+    for (std::size_t i = 0; i < count; i += width) {
         Floats value;
         load(value, table + i);
         value *= level;
@@ -40,23 +39,29 @@ void noise(float* out, const float* table, float level, std::size_t count) {
     }
 }
 
+/// As many phasors as there are lanes, each turned by all of them at once: no sample waits for the
+/// one before.
 template <bool Complex, bool Shaped>
 FEEDLINE_INLINE void turn(float* re, float* im, const Phasor& phasor, const float* envelope,
                           std::size_t count) {
-    Floats x;
-    Floats y;
-    load(x, phasor.re.data());
-    load(y, phasor.im.data());
+    Floats x[vectors];
+    Floats y[vectors];
+    std::memcpy(x, phasor.re.data(), sizeof x);
+    std::memcpy(y, phasor.im.data(), sizeof y);
     for (std::size_t i = 0; i < count; i += lanes) {
-        Floats shape = x - x + 1.0F;
-        if constexpr (Shaped)
-            load(shape, envelope + i);
-        add(re + i, Shaped ? x * shape : x);
-        if constexpr (Complex)
-            add(im + i, Shaped ? y * shape : y);
-        const Floats turned = x * phasor.turnRe - y * phasor.turnIm;
-        y = x * phasor.turnIm + y * phasor.turnRe;
-        x = turned;
+#pragma GCC unroll 4
+        for (std::size_t k = 0; k < vectors; ++k) {
+            const std::size_t at = i + k * width;
+            Floats shape = {};
+            if constexpr (Shaped)
+                load(shape, envelope + at);
+            add(re + at, Shaped ? x[k] * shape : x[k]);
+            if constexpr (Complex)
+                add(im + at, Shaped ? y[k] * shape : y[k]);
+            const Floats turned = x[k] * phasor.turnRe - y[k] * phasor.turnIm;
+            y[k] = x[k] * phasor.turnIm + y[k] * phasor.turnRe;
+            x[k] = turned;
+        }
     }
 }
 
@@ -85,7 +90,7 @@ FEEDLINE_INLINE void addSine(float* out, const Words& phase, float level) {
 }
 
 void phases(float* re, float* im, const std::uint32_t* phases, float level, std::size_t count) {
-    for (std::size_t i = 0; i < count; i += lanes) {
+    for (std::size_t i = 0; i < count; i += width) {
         Words phase;
         std::memcpy(&phase, phases + i, sizeof phase);
         addSine(re + i, phase + 0x40000000U, level);
@@ -107,7 +112,7 @@ FEEDLINE_INLINE void quantise(Integers& out, const float* in, float gain, float 
 }
 
 void pairs(std::int16_t* out, const Block& block, float gain, std::size_t count) {
-    for (std::size_t i = 0; i < count; i += lanes) {
+    for (std::size_t i = 0; i < count; i += width) {
         Integers re;
         Integers im;
         quantise(re, block.re.data() + i, gain * 32767, 32768, 65535);
@@ -118,12 +123,14 @@ void pairs(std::int16_t* out, const Block& block, float gain, std::size_t count)
 }
 
 void samples(std::uint16_t* out, const Block& block, float gain, std::size_t count) {
-    for (std::size_t i = 0; i < count; i += lanes) {
+    alignas(64) std::int32_t wide[blockSize];
+    for (std::size_t i = 0; i < count; i += width) {
         Integers value;
         quantise(value, block.re.data() + i, gain * 2047, 2048, 4095);
-        const Shorts narrow = __builtin_convertvector(value, Shorts);
-        std::memcpy(out + i, &narrow, sizeof narrow);
+        std::memcpy(wide + i, &value, sizeof value);
     }
+    for (std::size_t i = 0; i < count; ++i)
+        out[i] = static_cast<std::uint16_t>(wide[i]);
 }
 
 #undef FEEDLINE_INLINE

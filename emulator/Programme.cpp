@@ -14,14 +14,15 @@ namespace {
 constexpr double turn = 2 * std::numbers::pi;
 constexpr unsigned audioRate = 48000;
 constexpr unsigned keyingRate = 8000;
-constexpr unsigned multiplexRate = 1000000;
+/// For sound alone, and for pilot and station data above it.
+constexpr unsigned soundRate = 250000;
+constexpr unsigned fullRate = 1000000;
 
 // 19 groups of station data, 31616 cycles of the pilot and 1664 ms are the same time: the shortest
 // loop of whole milliseconds that cuts no data group.
 constexpr unsigned groups = 19;
 constexpr unsigned loopMilliseconds = 1664;
 constexpr std::size_t audioLength = std::size_t{audioRate} / 1000 * loopMilliseconds;
-constexpr std::size_t multiplexLength = std::size_t{multiplexRate} / 1000 * loopMilliseconds;
 
 /// Eight notes, faded in and out, so that the loop joins.
 std::vector<float> melody(double transposition) {
@@ -74,12 +75,16 @@ Loop<float> keying(const Signal& signal) {
 class Multiplex {
 public:
     explicit Multiplex(const Signal& signal)
-        : signal(signal), left(soundOf(signal, 1)), right(soundOf(signal, 0.75)) {
+        : signal(signal), rate(signal.stereo || signal.radioData ? fullRate : soundRate),
+          left(soundOf(signal, 1)), right(soundOf(signal, 0.75)) {
         for (std::size_t i = 0; i < sine.size(); ++i)
             sine[i] = std::sin(turn * static_cast<double>(i) / static_cast<double>(sine.size()));
         if (signal.radioData)
             data = differential(stationName("FEEDLINE", 0xC0DE, groups));
     }
+
+    unsigned sampleRate() const { return rate; }
+    std::size_t length() const { return std::size_t{rate} / 1000 * loopMilliseconds; }
 
     /// The multiplex at sample i, 1 being full deviation.
     double at(std::size_t i) const {
@@ -91,8 +96,8 @@ public:
     }
 
 private:
-    static double sound(const std::vector<float>& values, std::size_t i) {
-        const double at = static_cast<double>(i) * (double{audioRate} / multiplexRate);
+    double sound(const std::vector<float>& values, std::size_t i) const {
+        const double at = static_cast<double>(i) * (double{audioRate} / rate);
         const auto place = static_cast<std::size_t>(at);
         const double part = at - static_cast<double>(place);
         return values[place] + part * (values[place + 1] - values[place]);
@@ -100,7 +105,7 @@ private:
 
     /// A sine of so many kHz.
     double wave(std::size_t kilohertz, std::size_t i) const {
-        return sine[kilohertz * i % sine.size()];
+        return sine[kilohertz * i % sine.size()]; // one millisecond at the full rate
     }
 
     /// Each bit is one cycle of its own clock, upright or turned over, on the third harmonic of the
@@ -108,7 +113,7 @@ private:
     double dataAt(std::size_t i) const {
         if (!signal.radioData)
             return 0;
-        const double at = static_cast<double>(i) * (1187.5 / multiplexRate);
+        const double at = static_cast<double>(i) * (1187.5 / rate);
         const auto bit = static_cast<std::size_t>(at);
         const auto phase = static_cast<std::size_t>((at - static_cast<double>(bit)) *
                                                     static_cast<double>(sine.size()));
@@ -116,6 +121,7 @@ private:
     }
 
     const Signal& signal;
+    unsigned rate;
     std::vector<float> left;
     std::vector<float> right;
     std::array<double, 1000> sine{};
@@ -135,21 +141,22 @@ Loop<float> envelopeOf(const Signal& signal) {
 
 Loop<std::uint32_t> phaseOf(const Signal& signal) {
     const Multiplex multiplex(signal);
-    std::vector<double> turns(multiplexLength + 1);
+    const std::size_t length = multiplex.length();
+    std::vector<double> turns(length + 1);
     double sum = 0;
-    for (std::size_t i = 0; i < multiplexLength; ++i) {
+    for (std::size_t i = 0; i < length; ++i) {
         turns[i] = sum;
-        sum += multiplex.at(i) * signal.deviation / multiplexRate;
+        sum += multiplex.at(i) * signal.deviation / multiplex.sampleRate();
     }
-    turns[multiplexLength] = sum;
-    const double surplus = (sum - std::round(sum)) / static_cast<double>(multiplexLength);
-    std::vector<std::uint32_t> phases(multiplexLength + 1);
-    for (std::size_t i = 0; i <= multiplexLength; ++i) {
+    turns[length] = sum;
+    const double surplus = (sum - std::round(sum)) / static_cast<double>(length);
+    std::vector<std::uint32_t> phases(length + 1);
+    for (std::size_t i = 0; i <= length; ++i) {
         const double phase = turns[i] - surplus * static_cast<double>(i);
         phases[i] = static_cast<std::uint32_t>((phase - std::floor(phase)) * 4294967295.0);
     }
-    phases[multiplexLength] = phases[0];
-    return {std::move(phases), multiplexRate};
+    phases[length] = phases[0];
+    return {std::move(phases), static_cast<double>(multiplex.sampleRate())};
 }
 
 } // namespace feedline::emulator

@@ -168,8 +168,13 @@ FEEDLINE_EXPORTED int libusb_submit_transfer(libusb_transfer* transfer) {
     if (transfer->endpoint != bulkIn || transfer->type != LIBUSB_TRANSFER_TYPE_BULK ||
         handle.opened->device->holder != &handle)
         return LIBUSB_ERROR_INVALID_PARAM;
-    if (find(handle, transfer) != handle.queue.end())
-        return LIBUSB_ERROR_BUSY;
+    if (const auto queued = find(handle, transfer); queued != handle.queue.end()) {
+        if (!queued->cancelled)
+            return LIBUSB_ERROR_BUSY;
+        // The vendors' libraries stop handling events before every cancellation has been told, and
+        // use the transfers again for the next start.
+        handle.queue.erase(queued);
+    }
     Pending pending;
     pending.transfer = transfer;
     bus.schedule(*handle.opened->device, pending);

@@ -1,0 +1,51 @@
+// What a callback of a vendor's library has heard, for the tests beside this file.
+#pragma once
+
+#include "Tones.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <mutex>
+
+namespace feedline::test {
+
+/// Callbacks give, one test thread takes.
+class Listener {
+public:
+    void give(const float* pairs, std::size_t count) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        ++blocks;
+        for (std::size_t i = 0; i < count && samples.size() < wanted; ++i)
+            samples.emplace_back(pairs[2 * i], pairs[2 * i + 1]);
+        more.notify_all();
+    }
+
+    /// The next `count` samples; fewer only if they do not come in a long time.
+    Samples take(std::size_t count) {
+        std::unique_lock<std::mutex> lock(mutex);
+        samples.clear();
+        wanted = count;
+        more.wait_for(lock, patience, [&] { return samples.size() >= wanted; });
+        wanted = 0;
+        return std::move(samples);
+    }
+
+    /// Waits for so many more callbacks.
+    bool hears(std::size_t count) {
+        std::unique_lock<std::mutex> lock(mutex);
+        const std::size_t enough = blocks + count;
+        return more.wait_for(lock, patience, [&] { return blocks >= enough; });
+    }
+
+private:
+    static constexpr std::chrono::seconds patience{60};
+
+    std::mutex mutex;
+    std::condition_variable more;
+    Samples samples;
+    std::size_t wanted = 0;
+    std::size_t blocks = 0;
+};
+
+} // namespace feedline::test
