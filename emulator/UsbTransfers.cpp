@@ -168,13 +168,10 @@ FEEDLINE_EXPORTED int libusb_submit_transfer(libusb_transfer* transfer) {
     if (transfer->endpoint != bulkIn || transfer->type != LIBUSB_TRANSFER_TYPE_BULK ||
         handle.opened->device->holder != &handle)
         return LIBUSB_ERROR_INVALID_PARAM;
-    if (const auto queued = find(handle, transfer); queued != handle.queue.end()) {
-        if (!queued->cancelled)
-            return LIBUSB_ERROR_BUSY;
-        // The vendors' libraries stop handling events before every cancellation has been told, and
-        // use the transfers again for the next start.
-        handle.queue.erase(queued);
-    }
+    // The vendors' libraries stop handling events before every cancellation has been told, and may
+    // queue a transfer once more in the very moment they stop. All are used again for the next
+    // start, so one that is still queued takes its new place instead of being refused.
+    std::erase_if(handle.queue, [&](const Pending& p) { return p.transfer == transfer; });
     Pending pending;
     pending.transfer = transfer;
     bus.schedule(*handle.opened->device, pending);
