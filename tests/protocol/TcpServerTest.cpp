@@ -285,7 +285,7 @@ protected:
         return server.mainThread.timers.empty();
     }
 
-    std::size_t threadsBefore = testing::runningThreads();
+    std::size_t threadsBefore = testing::threadsAtRest();
     testing::Server& server = testing::Server::make();
     ReservedPort port;
 };
@@ -653,15 +653,18 @@ TEST_F(TcpServer, MessageCutShortByOneClientIsContinuedByTheNext) {
 class FramingModel {
 public:
     void take(std::uint8_t byte) {
-        if (missing_ > 0)
+        if (missing_ > 0) {
             --missing_;
-        else if (!first_)
+        } else if (inHeader_) {
+            inHeader_ = false;
+            missing_ = rest(first_);
+        } else {
+            inHeader_ = true;
             first_ = byte;
-        else
-            missing_ = rest(*std::exchange(first_, std::nullopt));
+        }
     }
     /// Zeros that bring the stream to a message's end.
-    Bytes padding() const { return Bytes(first_ ? 1U + rest(*first_) : missing_, 0x00); }
+    Bytes padding() const { return Bytes(inHeader_ ? 1U + rest(first_) : missing_, 0x00); }
 
 private:
     static std::size_t rest(std::uint8_t length) {
@@ -669,7 +672,8 @@ private:
             return 8192;
         return length == 2 ? 0 : std::max(1, length - 2);
     }
-    std::optional<std::uint8_t> first_;
+    bool inHeader_ = false;
+    std::uint8_t first_ = 0;
     std::size_t missing_ = 0;
 };
 

@@ -1,8 +1,13 @@
 #include "ProcessFacts.h"
 
+#include "RecordingLog.h"
+
 #include <fcntl.h>
 #include <filesystem>
 #include <iterator>
+#include <string>
+#include <thread>
+#include <unistd.h>
 
 namespace feedline::testing {
 namespace {
@@ -20,6 +25,13 @@ std::size_t openDescriptors() {
 
 std::size_t runningThreads() {
     return entriesIn("/proc/self/task");
+}
+
+std::size_t threadsAtRest() {
+    std::string ownFolder;
+    std::thread([&] { ownFolder = "/proc/self/task/" + std::to_string(::gettid()); }).join();
+    waitUntil([&] { return !std::filesystem::exists(ownFolder); });
+    return runningThreads();
 }
 
 bool isOpen(int descriptor) {
