@@ -40,15 +40,16 @@ extern "C" void* __wrap_realloc(void* before, size_t size) {
 }
 // NOLINTEND(bugprone-reserved-identifier)
 
-void* operator new(std::size_t size) {
+// Not inlined: the compiler would take one half of a pair for a mistake.
+[[gnu::noinline]] void* operator new(std::size_t size) {
     if (void* const memory = std::malloc(size == 0 ? 1 : size))
         return memory;
     throw std::bad_alloc();
 }
-void operator delete(void* memory) noexcept {
+[[gnu::noinline]] void operator delete(void* memory) noexcept {
     std::free(memory);
 }
-void operator delete(void* memory, std::size_t /*size*/) noexcept {
+[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept {
     std::free(memory);
 }
 
