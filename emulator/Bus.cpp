@@ -140,11 +140,12 @@ void Bus::schedule(Device& device, Pending& pending) const {
     if (!device.receiver->streaming())
         return;
     const StreamSettings settings = device.streamSettings();
+    const auto now = Clock::now(); // Once, or the clock's own start would already be late.
     if (!device.clock) {
-        device.clock.emplace(Clock::now(), settings.view.rate * speed);
+        device.clock.emplace(now, settings.view.rate * speed);
         device.clockBase = device.nextPosition;
     }
-    const std::uint64_t present = device.clockBase + device.clock->positionAt(Clock::now());
+    const std::uint64_t present = device.clockBase + device.clock->positionAt(now);
     if (present > device.nextPosition) {
         device.dropped += present - device.nextPosition;
         device.nextPosition = present;
