@@ -20,8 +20,8 @@ const Bytes nameAnswer{0x0B, 0x00, 0x01, 0x00, 'A', 'i', 'r', 'S', 'p', 'y', 0x0
 const Bytes serialAnswer{0x0E, 0x00, 0x02, 0x00, '1', '2', '3', '4', '5', '6', '7', '8', '9', 0x00};
 
 struct HostileClient : ::testing::Test {
-    DatagramSocket socket;
-    const std::uint16_t port = socket.port();
+    LocalPort local;
+    const std::uint16_t port = local.port();
     ServerProcess server{{.settings = {port, noReceiver, "127.0.0.1"}}};
 
     void TearDown() override {

@@ -22,8 +22,8 @@ constexpr int airspy = 1;
 constexpr int noReceiver = 2;
 
 struct ProgramLife : ::testing::Test {
-    DatagramSocket socket;
-    const std::uint16_t port = socket.port();
+    LocalPort local;
+    const std::uint16_t port = local.port();
     const std::string portLine = "portToUse " + std::to_string(port);
 
     ServerProcess::Launch launch(int type, const std::string& devices,

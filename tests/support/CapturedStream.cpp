@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 namespace feedline::testing {
@@ -15,25 +17,34 @@ CapturedStream::~CapturedStream() {
 
 void CapturedStream::readFrom(int descriptor) {
     descriptor_ = descriptor;
+    fcntl(descriptor_, F_SETFL, O_NONBLOCK);
     thread_ = std::thread([this] { readToEnd(); });
 }
 
-void CapturedStream::readToEnd() {
+void CapturedStream::takeWhatIsThere() const {
     std::array<char, 4096> buffer{};
     ssize_t count = 0;
     while ((count = read(descriptor_, buffer.data(), buffer.size())) > 0 ||
-           (count < 0 && errno == EINTR)) {
-        const std::lock_guard lock(mutex_);
+           (count < 0 && errno == EINTR))
         text_.append(buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
-        changed_.notify_all();
-    }
-    const std::lock_guard lock(mutex_);
-    ended_ = true;
+    ended_ = count == 0;
     changed_.notify_all();
+}
+
+void CapturedStream::readToEnd() {
+    pollfd wait{descriptor_, POLLIN, 0};
+    for (bool ended = false; !ended;) {
+        poll(&wait, 1, -1);
+        const std::lock_guard lock(mutex_);
+        takeWhatIsThere();
+        ended = ended_;
+    }
 }
 
 std::string CapturedStream::text() const {
     const std::lock_guard lock(mutex_);
+    if (!ended_) // The thread may not have got to it.
+        takeWhatIsThere();
     return text_;
 }
 

@@ -23,6 +23,7 @@ public:
 
     void readFrom(int descriptor); ///< once; the descriptor is this object's from then on
 
+    /// Everything the process has written so far.
     std::string text() const;
 
     /// Waits until the condition holds for all that has come so far; false after `patience`, or
@@ -37,11 +38,12 @@ public:
 
 private:
     void readToEnd();
+    void takeWhatIsThere() const; ///< with the mutex held
 
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;
-    std::string text_;
-    bool ended_ = false;
+    mutable std::string text_;
+    mutable bool ended_ = false;
     int descriptor_ = -1;
     std::thread thread_;
 };

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <netinet/in.h>
+#include <numeric>
 #include <poll.h>
 #include <random>
 #include <sys/eventfd.h>
@@ -23,7 +24,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t datagramLength = 1028;
 constexpr std::size_t headerLength = 4;
 constexpr std::size_t pairsPerDatagram = 256;
-constexpr std::size_t mostKept = 8192;
+constexpr std::size_t mostKept = 40000; // The backlog of more than ten seconds.
 constexpr int receiveBuffer = 32 << 20;
 
 sockaddr_in loopback(std::uint16_t port) {
@@ -198,7 +199,7 @@ Bytes resynchronise() {
     return bytes;
 }
 
-DatagramSocket::DatagramSocket() {
+LocalPort::LocalPort() {
     for (int attempt = 0; attempt < 1000; ++attempt) {
         socket_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
         port_ = randomPort();
@@ -209,11 +210,11 @@ DatagramSocket::DatagramSocket() {
     std::abort();
 }
 
-DatagramSocket::~DatagramSocket() {
+LocalPort::~LocalPort() {
     close(socket_);
 }
 
-DatagramReceiver::DatagramReceiver() : stop_(eventfd(0, EFD_CLOEXEC)) {
+StreamClient::StreamClient() : stop_(eventfd(0, EFD_CLOEXEC)) {
     const int size = receiveBuffer;
     if (setsockopt(socket_.descriptor(), SOL_SOCKET, SO_RCVBUFFORCE, &size, sizeof size) != 0)
         setsockopt(socket_.descriptor(), SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
@@ -222,7 +223,7 @@ DatagramReceiver::DatagramReceiver() : stop_(eventfd(0, EFD_CLOEXEC)) {
     thread_ = std::thread([this] { receiveAll(); });
 }
 
-DatagramReceiver::~DatagramReceiver() {
+StreamClient::~StreamClient() {
     const std::uint64_t one = 1;
     [[maybe_unused]] const ssize_t written = write(stop_, &one, sizeof one);
     thread_.join();
@@ -252,7 +253,7 @@ std::complex<float> pairAt(const std::uint8_t* bytes) {
 
 } // namespace
 
-void DatagramReceiver::receiveAll() {
+void StreamClient::receiveAll() {
     for (;;) {
         std::array<pollfd, 2> waits{{{socket_.descriptor(), POLLIN, 0}, {stop_, POLLIN, 0}}};
         poll(waits.data(), waits.size(), -1);
@@ -272,8 +273,8 @@ void DatagramReceiver::receiveAll() {
     }
 }
 
-void DatagramReceiver::take(const std::uint8_t* data, std::size_t length,
-                            std::chrono::nanoseconds time) {
+void StreamClient::take(const std::uint8_t* data, std::size_t length,
+                        std::chrono::nanoseconds time) {
     const std::lock_guard lock(mutex_);
     if (length != datagramLength || data[0] != 0x04 || data[1] != 0x84) {
         ++counts_.malformed;
@@ -292,26 +293,26 @@ void DatagramReceiver::take(const std::uint8_t* data, std::size_t length,
     changed_.notify_all();
 }
 
-bool DatagramReceiver::waitUntil(const std::function<bool()>& condition) const {
+bool StreamClient::waitUntil(const std::function<bool()>& condition) const {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, patience, condition);
 }
 
-DatagramReceiver::Counts DatagramReceiver::counts() const {
+StreamClient::Counts StreamClient::counts() const {
     const std::lock_guard lock(mutex_);
     return counts_;
 }
 
-std::vector<DatagramReceiver::Arrival> DatagramReceiver::arrivals() const {
+std::vector<StreamClient::Arrival> StreamClient::arrivals() const {
     const std::lock_guard lock(mutex_);
     return arrivals_;
 }
 
-bool DatagramReceiver::waitForDatagrams(std::size_t inAll) const {
+bool StreamClient::waitForDatagrams(std::size_t inAll) const {
     return waitUntil([&] { return counts_.datagrams >= inAll; });
 }
 
-bool DatagramReceiver::waitForSilence(std::chrono::milliseconds length) const {
+bool StreamClient::waitForSilence(std::chrono::milliseconds length) const {
     const auto deadline = Clock::now() + patience;
     std::unique_lock lock(mutex_);
     while (Clock::now() < deadline)
@@ -320,7 +321,7 @@ bool DatagramReceiver::waitForSilence(std::chrono::milliseconds length) const {
     return false;
 }
 
-Samples DatagramReceiver::samples(std::size_t datagrams, std::size_t after) const {
+Samples StreamClient::samples(std::size_t datagrams, std::size_t after) const {
     waitUntil([&] { return counts_.datagrams >= after + datagrams; });
     const std::lock_guard lock(mutex_);
     const std::size_t oldest = counts_.datagrams - kept_.size();
@@ -331,14 +332,23 @@ Samples DatagramReceiver::samples(std::size_t datagrams, std::size_t after) cons
     return result;
 }
 
-Samples DatagramReceiver::nextSamples(std::size_t datagrams) const {
+Samples StreamClient::nextSamples(std::size_t datagrams) const {
     return samples(datagrams, counts().datagrams);
 }
 
-double pairRate(const std::vector<DatagramReceiver::Arrival>& arrivals, std::size_t burst) {
-    const std::size_t last = (arrivals.size() - 1) / burst * burst;
-    const std::chrono::duration<double> time = arrivals.at(last).time - arrivals.at(0).time;
-    return static_cast<double>(last * pairsPerDatagram) / time.count();
+double pairRate(const std::vector<StreamClient::Arrival>& arrivals, std::size_t burst) {
+    std::vector<double> times;
+    for (std::size_t i = 0; i < arrivals.size(); i += burst)
+        times.push_back(std::chrono::duration<double>(arrivals[i].time - arrivals[0].time).count());
+    const auto n = static_cast<double>(times.size());
+    const double meanTime = std::accumulate(times.begin(), times.end(), 0.0) / n;
+    double both = 0;
+    double squares = 0;
+    for (std::size_t i = 0; i < times.size(); ++i) {
+        both += (static_cast<double>(i) - (n - 1) / 2) * (times[i] - meanTime);
+        squares += (times[i] - meanTime) * (times[i] - meanTime);
+    }
+    return both / squares * static_cast<double>(burst * pairsPerDatagram);
 }
 
 } // namespace feedline::testing

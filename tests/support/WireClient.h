@@ -86,12 +86,12 @@ Bytes echoOfFrequency(std::uint32_t hertz);
 Bytes resynchronise();
 
 /// A port of loopback that is free for TCP and taken for UDP by the socket that comes with it.
-class DatagramSocket {
+class LocalPort {
 public:
-    DatagramSocket();
-    ~DatagramSocket();
-    DatagramSocket(const DatagramSocket&) = delete;
-    DatagramSocket& operator=(const DatagramSocket&) = delete;
+    LocalPort();
+    ~LocalPort();
+    LocalPort(const LocalPort&) = delete;
+    LocalPort& operator=(const LocalPort&) = delete;
     std::uint16_t port() const { return port_; }
     int descriptor() const { return socket_; }
 
@@ -102,12 +102,12 @@ private:
 
 /// Receives datagrams from its making on, on a thread of its own, with a receive buffer of 4 MiB or
 /// more where the system allows it. Methods: any thread.
-class DatagramReceiver {
+class StreamClient {
 public:
-    DatagramReceiver();
-    ~DatagramReceiver();
-    DatagramReceiver(const DatagramReceiver&) = delete;
-    DatagramReceiver& operator=(const DatagramReceiver&) = delete;
+    StreamClient();
+    ~StreamClient();
+    StreamClient(const StreamClient&) = delete;
+    StreamClient& operator=(const StreamClient&) = delete;
 
     std::uint16_t port() const { return socket_.port(); }
 
@@ -139,7 +139,7 @@ private:
     void take(const std::uint8_t* data, std::size_t length, std::chrono::nanoseconds time);
     bool waitUntil(const std::function<bool()>& condition) const;
 
-    DatagramSocket socket_;
+    LocalPort socket_;
     int stop_ = -1;
     mutable std::mutex mutex_;
     mutable std::condition_variable changed_;
@@ -149,8 +149,8 @@ private:
     std::thread thread_;
 };
 
-/// Pairs per second between two datagrams, by their times of arrival; bursts of `burst` datagrams
-/// are measured from first to first.
-double pairRate(const std::vector<DatagramReceiver::Arrival>& arrivals, std::size_t burst);
+/// Pairs per second by the times of arrival: the slope of the line through the first datagrams of
+/// every `burst`, so that one that was late counts for little.
+double pairRate(const std::vector<StreamClient::Arrival>& arrivals, std::size_t burst);
 
 } // namespace feedline::testing
