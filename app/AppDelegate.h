@@ -167,7 +167,7 @@ private:
     void setItem(CAscpRxMsg& message);
     void setReceiverState(CAscpRxMsg& message);
     void setReceiverFrequency(CAscpRxMsg& message);
-    void serveClient();
+    void serveClient(int connection);
     void cleanUpAfterClient(const char* reason);
 
     Platform platform_;

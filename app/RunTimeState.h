@@ -49,8 +49,9 @@ inline Shared<bool> serverActive{true};
 /// A TcpStatus. TCP and main write; main reads.
 inline Shared<std::int32_t> tcpStatus{TCP_WAITING};
 
-/// Descriptors, -1 when none. TCP makes them; whoever closes one takes it first with an exchange to
-/// -1 (main at a restart, TCP when the client has gone), so that none is ever closed twice.
+/// Descriptors, -1 when none. TCP makes them and keeps one of its own beside each, which it blocks
+/// on; whoever closes one takes it first with an exchange to -1 (main at a restart, TCP when the
+/// client has gone), so that none is ever closed twice.
 inline Shared<std::int32_t> listenSocket{-1};
 inline Shared<std::int32_t> clientSocket{-1};
 

@@ -39,6 +39,33 @@ void closeSocket(Descriptor& variable) {
     ::close(taken);
 }
 
+/// The TCP thread's own descriptor of a socket that a restart on the main thread may shut down and
+/// close. A number that the thread blocks on, or is about to, is closed by nobody else, and so
+/// cannot become another file's meanwhile.
+class OwnDescriptor {
+public:
+    OwnDescriptor() = default;
+    OwnDescriptor(const OwnDescriptor&) = delete;
+    OwnDescriptor& operator=(const OwnDescriptor&) = delete;
+    ~OwnDescriptor() {
+        if (own_ != -1)
+            ::close(own_);
+    }
+
+    /// Keeps a descriptor of its own of the new socket and hands `made` itself over to the shared
+    /// variable; false when there is no socket.
+    bool share(int made, Descriptor& variable) {
+        if (made >= 0)
+            own_ = ::dup(made);
+        variable.exchange(made);
+        return made >= 0;
+    }
+    int get() const { return own_; }
+
+private:
+    int own_ = -1;
+};
+
 std::thread::id startServerThread(const char* name, std::function<void()> body) {
     const std::thread::id id = startDetachedThread(name, std::move(body));
     if (id == std::thread::id{})
@@ -46,43 +73,43 @@ std::thread::id startServerThread(const char* name, std::function<void()> body) 
     return id;
 }
 
-bool bindToPort(std::int32_t port) {
+bool bindToPort(int socket, std::int32_t port) {
     sockaddr_in local{};
     local.sin_family = AF_INET;
     local.sin_addr.s_addr = htonl(INADDR_ANY);
     local.sin_port = htons(static_cast<std::uint16_t>(port));
     const int on = 1;
-    if (::setsockopt(listenSocket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == -1)
+    if (::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on) == -1)
         printText("setsockopt\n");
-    return ::bind(listenSocket, reinterpret_cast<const sockaddr*>(&local), sizeof local) >= 0;
+    return ::bind(socket, reinterpret_cast<const sockaddr*>(&local), sizeof local) >= 0;
 }
 
 /// Makes the listening socket; false, with the status set, when the port cannot be had.
-bool startListening() {
-    listenSocket = ::socket(AF_INET, SOCK_STREAM, 0);
-    if (listenSocket == -1) {
+bool startListening(OwnDescriptor& listener) {
+    if (!listener.share(::socket(AF_INET, SOCK_STREAM, 0), listenSocket)) {
         printText("TCPThread Could not create socket");
         return false;
     }
     printText("TCPThread Socket created\n");
-    if (!bindToPort(serverPortNumber)) {
+    if (!bindToPort(listener.get(), serverPortNumber)) {
         printText("TCPThread bind failed. Error\n");
         tcpStatus = TCP_BIND_FAILED;
         return false; // The socket stays open, and nothing tries again before a new launch.
     }
     printText("TCPThread bind done\n");
-    ::listen(listenSocket, backlog);
+    ::listen(listener.get(), backlog);
     return true;
 }
 
 /// Waits for a client; false, with the status set, when accepting failed.
-bool acceptClient() {
+bool acceptClient(const OwnDescriptor& listener, OwnDescriptor& connection) {
     printText("TCPThread Waiting for incoming connections...\n");
     sockaddr_in client{};
     socklen_t length = sizeof client;
-    const int accepted = ::accept(listenSocket, reinterpret_cast<sockaddr*>(&client), &length);
-    clientSocket = accepted;
-    if (accepted < 0) {
+    // A restart that came before the socket listened has woken nobody: it is seen here.
+    const int waitOn = listenSocket == -1 ? -1 : listener.get();
+    const int accepted = ::accept(waitOn, reinterpret_cast<sockaddr*>(&client), &length);
+    if (!connection.share(accepted, clientSocket)) {
         printText("TCPThread accept failed client_sock = %d \r\n", accepted);
         tcpStatus = TCP_CONNECT_FAILED;
         return false;
@@ -117,15 +144,17 @@ void AppDelegate::TCPThread() {
     tcpStatus = TCP_WAITING;
     // A restart between accept and here has closed what it found and wants no server: the client is
     // left as it is.
-    if (startListening() && acceptClient() && serverActive)
-        serveClient();
+    OwnDescriptor listener;
+    OwnDescriptor connection;
+    if (startListening(listener) && acceptClient(listener, connection) && serverActive)
+        serveClient(connection.get());
 }
 
-void AppDelegate::serveClient() {
+void AppDelegate::serveClient(int connection) {
     std::array<std::uint8_t, receiveBufferSize> buffer{};
     std::this_thread::sleep_for(pauseBeforeReceive);
     ssize_t received = 0;
-    while ((received = ::recv(clientSocket, buffer.data(), buffer.size(), 0)) > 0)
+    while ((received = ::recv(connection, buffer.data(), buffer.size(), 0)) > 0)
         myDidReadData(buffer.data(), static_cast<std::int32_t>(received));
     cleanUpAfterClient(received == 0 ? "TCPThread Client disconnected\n"
                                      : "TCPThread recv failed\n");

@@ -73,12 +73,15 @@ public:
         const std::lock_guard lock(mutex_);
         calls_.clear();
         failures_.clear();
+        beforeListen = nullptr;
         beforeAccept = nullptr;
         afterAccept = nullptr;
     }
 
     // Called on the TCP thread; set before it starts.
-    std::function<void()> beforeAccept, afterAccept;
+    std::function<void()> beforeListen, beforeAccept, afterAccept;
+
+    std::atomic<int> acceptedOn = -1, receivedOn = -1; ///< descriptors of the last calls
 
     std::atomic<int> datagramSockets = 0; ///< made since the process started
 
@@ -137,10 +140,13 @@ int __wrap_bind(int socket, const sockaddr* address, socklen_t length) {
 }
 
 int __wrap_listen(int socket, int backlog) {
+    if (sockets().beforeListen)
+        sockets().beforeListen();
     return sockets().enter("listen", backlog) ? -1 : __real_listen(socket, backlog);
 }
 
 int __wrap_accept(int socket, sockaddr* address, socklen_t* length) {
+    sockets().acceptedOn = socket;
     if (sockets().beforeAccept)
         sockets().beforeAccept();
     const int accepted = sockets().enter("accept", static_cast<int>(*length))
@@ -154,6 +160,7 @@ int __wrap_accept(int socket, sockaddr* address, socklen_t* length) {
 ssize_t __wrap_recv(int socket, void* buffer, size_t length, int flags) {
     if (length != 2000) // The tests' own.
         return __real_recv(socket, buffer, length, flags);
+    sockets().receivedOn = socket;
     return sockets().enter("recv", flags) ? -1 : __real_recv(socket, buffer, length, flags);
 }
 
@@ -253,9 +260,15 @@ protected:
     }
     std::unique_ptr<ControlClient> servedClient() { return servedClient(port); }
 
-    static std::vector<std::string> closingCalls() {
+    /// The shutdowns and closings of the descriptors; the TCP thread's own are left out.
+    static std::vector<std::string> closingCalls(const std::vector<std::string>& descriptors) {
         std::vector<std::string> calls = sockets().calls();
-        std::erase_if(calls, [](const auto& call) { return call.starts_with("recv"); });
+        std::erase_if(calls, [&](const auto& call) {
+            return std::none_of(
+                descriptors.begin(), descriptors.end(), [&](const auto& descriptor) {
+                    return call == "shutdown " + descriptor || call == "close " + descriptor;
+                });
+        });
         return calls;
     }
 
@@ -387,9 +400,10 @@ TEST_F(TcpServer, LostClientsSocketsAreShutAndClosedOnceTheClientsFirst) {
     ASSERT_EQ(::shutdown(clientSocket, SHUT_RD),
               0); // The client stays, so nothing of it is closed.
     letTheClientBeLost();
-    EXPECT_THAT(closingCalls(), ElementsAre("shutdown " + clients, "shutdown " + clients,
-                                            "close " + clients, "shutdown " + listener,
-                                            "close " + listener)); // The first is the test's own.
+    EXPECT_THAT(closingCalls({listener, clients}),
+                ElementsAre("shutdown " + clients, "shutdown " + clients, "close " + clients,
+                            "shutdown " + listener,
+                            "close " + listener)); // The first is the test's own.
 }
 
 TEST_F(TcpServer, ReceiveThatFailsIsALostClient) {
@@ -418,7 +432,7 @@ TEST_F(TcpServer, PortThatIsTakenIsNotTriedAgain) {
                             printed("TCPThread Socket created\n"),
                             printed("TCPThread bind failed. Error\n")));
     EXPECT_TRUE(testing::isOpen(listenSocket));
-    EXPECT_EQ(sockets().countOfCall("close"), 0);
+    EXPECT_EQ(sockets().count("close " + std::to_string(listenSocket)), 0);
     EXPECT_TRUE(serverActive);
 
     serverActive = false; // Lets the UDP thread end, which goes on.
@@ -462,7 +476,7 @@ TEST_F(TcpServer, AcceptThatFailsEndsTheThreadAndClosesNothing) {
     EXPECT_EQ(tcpStatus, TCP_CONNECT_FAILED);
     EXPECT_EQ(clientSocket, -1);
     EXPECT_TRUE(testing::isOpen(listenSocket));
-    EXPECT_EQ(sockets().countOfCall("close"), 0);
+    EXPECT_EQ(sockets().count("close " + std::to_string(listenSocket)), 0);
     EXPECT_TRUE(serverActive);
     EXPECT_TRUE(remoteAddress.empty());
     EXPECT_TRUE(nothingIsScheduled());
@@ -515,7 +529,7 @@ TEST_F(TcpServer, RestartWhileServingBringsTheServerBackAfterFiveSeconds) {
     EXPECT_EQ(client->receive(1), "");
 
     // Whoever of the two threads closed which: each was shut and closed once.
-    const auto calls = closingCalls();
+    const auto calls = closingCalls({listener, clients});
     EXPECT_THAT(calls, ::testing::UnorderedElementsAre("shutdown " + listener, "close " + listener,
                                                        "shutdown " + clients, "close " + clients));
     const auto place = [&](const std::string& call) {
@@ -541,7 +555,30 @@ TEST_F(TcpServer, RestartWhileWaitingForAClientEndsTheServer) {
     waitForStatus(TCP_CONNECT_FAILED);
     EXPECT_FALSE(serverActive);
     EXPECT_TRUE(nothingIsScheduled());
-    EXPECT_THAT(sockets().calls(), ElementsAre("shutdown " + listener, "close " + listener));
+    EXPECT_THAT(closingCalls({listener}), ElementsAre("shutdown " + listener, "close " + listener));
+}
+
+TEST_F(TcpServer, RestartBeforeTheSocketListensEndsTheServer) {
+    serverPortNumber = port.number();
+    sockets().beforeListen = [&] {
+        server.delegate.restartServer();
+    };
+    server.delegate.TCPThread();
+    EXPECT_EQ(testing::recordedLines().back(), acceptFailed);
+    EXPECT_EQ(tcpStatus, TCP_CONNECT_FAILED);
+    EXPECT_TRUE(nothingIsScheduled());
+}
+
+TEST_F(TcpServer, ThreadBlocksOnDescriptorsThatNobodyElseCloses) {
+    const std::size_t descriptors = testing::openDescriptors();
+    startServer();
+    auto client = servedClient();
+    EXPECT_NE(sockets().acceptedOn, listenSocket);
+    EXPECT_NE(sockets().receivedOn, clientSocket);
+    server.delegate.restartServer();
+    letTheClientBeLost();
+    client->disconnect();
+    EXPECT_EQ(testing::openDescriptors(), descriptors + 1); // The UDP thread's.
 }
 
 TEST_F(TcpServer, RestartWithoutAServerBringsNothingBack) {
@@ -552,7 +589,7 @@ TEST_F(TcpServer, RestartWithoutAServerBringsNothingBack) {
     sockets().clear();
     server.delegate.restartServer();
     EXPECT_EQ(tcpStatus, TCP_WAITING);
-    EXPECT_THAT(sockets().calls(), ElementsAre("shutdown " + listener, "close " + listener));
+    EXPECT_THAT(closingCalls({listener}), ElementsAre("shutdown " + listener, "close " + listener));
     EXPECT_TRUE(nothingIsScheduled());
 
     sockets().clear();
@@ -593,7 +630,8 @@ TEST_F(TcpServer, InactiveServerLeavesBothSocketsOpenAfterAccept) {
     EXPECT_EQ(tcpStatus, TCP_CONNECTED);
     EXPECT_TRUE(testing::isOpen(clientSocket));
     EXPECT_TRUE(testing::isOpen(listenSocket));
-    EXPECT_EQ(sockets().countOfCall("close"), 0);
+    EXPECT_EQ(sockets().count("close " + std::to_string(listenSocket)), 0);
+    EXPECT_EQ(sockets().count("close " + std::to_string(clientSocket)), 0);
     EXPECT_TRUE(nothingIsScheduled());
 }
 
