@@ -24,7 +24,7 @@
 #include <unistd.h>
 #include <vector>
 
-namespace feedline::test {
+namespace feedline::testing {
 
 class ScriptedServer {
 public:
@@ -208,4 +208,4 @@ private:
     std::thread m_thread;
 };
 
-} // namespace feedline::test
+} // namespace feedline::testing

@@ -7,7 +7,7 @@
 #include <thread>
 
 using namespace feedline::probe;
-using feedline::test::batchOf;
+using feedline::testing::batchOf;
 
 namespace {
 

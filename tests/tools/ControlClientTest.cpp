@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 using namespace feedline::probe;
-using feedline::test::ScriptedServer;
+using feedline::testing::ScriptedServer;
 using Bytes = ScriptedServer::Bytes;
 using Answer = ScriptedServer::Answer;
 

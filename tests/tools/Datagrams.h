@@ -3,7 +3,7 @@
 
 #include "probe/Batch.h"
 
-namespace feedline::test {
+namespace feedline::testing {
 
 /// All samples have the value of the position, so that a test can see which datagram they are of;
 /// the sender's rate is 768000 pairs a second.
@@ -22,4 +22,4 @@ inline probe::BatchPointer batchOf(std::initializer_list<std::int64_t> positions
     return std::make_shared<const probe::Batch>(std::move(batch));
 }
 
-} // namespace feedline::test
+} // namespace feedline::testing

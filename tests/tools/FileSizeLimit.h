@@ -4,7 +4,7 @@
 #include <csignal>
 #include <sys/resource.h>
 
-namespace feedline::test {
+namespace feedline::testing {
 
 class FileSizeLimit {
 public:
@@ -22,4 +22,4 @@ private:
     rlimit m_before{};
 };
 
-} // namespace feedline::test
+} // namespace feedline::testing

@@ -7,7 +7,7 @@
 #include <cairo.h>
 
 using namespace feedline::probe;
-using feedline::test::TemporaryFolder;
+using feedline::testing::TemporaryFolder;
 
 namespace {
 

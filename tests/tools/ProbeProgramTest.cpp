@@ -1,107 +1,21 @@
 // The program as its user meets it: what it prints and how it ends.
+#include "ProbeProcess.h"
 #include "ScriptedServer.h"
 #include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
-#include <nlohmann/json.hpp>
 
-#include <array>
 #include <atomic>
 #include <csignal>
-#include <cstdio>
-#include <fcntl.h>
-#include <sstream>
-#include <sys/resource.h>
-#include <sys/wait.h>
 
-using feedline::test::ScriptedServer;
-using feedline::test::TemporaryFolder;
+using feedline::testing::ProbeProcess;
+using feedline::testing::ScriptedServer;
+using feedline::testing::TemporaryFolder;
 using Bytes = ScriptedServer::Bytes;
 using Answer = ScriptedServer::Answer;
 using Json = nlohmann::json;
 
 namespace {
-
-class Program {
-public:
-    /// @param fileLimit    bytes that no file may outgrow
-    /// @param nobodyReads  whether its standard output is a pipe without a reader
-    explicit Program(std::vector<std::string> arguments, rlim_t fileLimit = RLIM_INFINITY,
-                     bool nobodyReads = false) {
-        arguments.insert(arguments.begin(), PROBE);
-        std::vector<char*> argv;
-        for (std::string& argument : arguments)
-            argv.push_back(argument.data());
-        argv.push_back(nullptr);
-        std::array<int, 2> out{};
-        std::array<int, 2> error{};
-        if (pipe2(out.data(), O_CLOEXEC) != 0 || pipe2(error.data(), O_CLOEXEC) != 0)
-            throw std::runtime_error("no pipes");
-        m_pid = fork();
-        if (m_pid == 0) {
-            dup2(out[1], STDOUT_FILENO);
-            dup2(error[1], STDERR_FILENO);
-            const rlimit limit{fileLimit, fileLimit};
-            setrlimit(RLIMIT_FSIZE, &limit);
-            execv(argv[0], argv.data());
-            _exit(127);
-        }
-        close(out[1]);
-        close(error[1]);
-        if (nobodyReads)
-            close(out[0]);
-        else
-            m_readers[0] = std::thread([this, fd = out[0]] { readAll(fd, m_out); });
-        m_readers[1] = std::thread([this, fd = error[0]] { readAll(fd, m_error); });
-    }
-    Program(const Program&) = delete;
-    Program& operator=(const Program&) = delete;
-    ~Program() {
-        if (m_pid > 0)
-            kill(m_pid, SIGKILL);
-        wait();
-    }
-
-    void signal(int number) const { kill(m_pid, number); }
-
-    /// The exit status, -1 when a signal ended it.
-    int wait() {
-        if (m_pid > 0) {
-            int status = 0;
-            waitpid(m_pid, &status, 0);
-            m_pid = -1;
-            m_status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-            for (std::thread& reader : m_readers)
-                if (reader.joinable())
-                    reader.join();
-        }
-        return m_status;
-    }
-
-    const std::string& out() const { return m_out; }
-    const std::string& error() const { return m_error; }
-    std::vector<Json> jsonLines() const {
-        std::vector<Json> lines;
-        std::istringstream stream(m_out);
-        for (std::string line; std::getline(stream, line);)
-            lines.push_back(Json::parse(line));
-        return lines;
-    }
-
-private:
-    static void readAll(int fd, std::string& to) {
-        std::array<char, 4096> part{};
-        for (ssize_t count = 0; (count = read(fd, part.data(), part.size())) > 0;)
-            to.append(part.data(), static_cast<std::size_t>(count));
-        close(fd);
-    }
-
-    pid_t m_pid = -1;
-    int m_status = -1;
-    std::string m_out;
-    std::string m_error;
-    std::array<std::thread, 2> m_readers;
-};
 
 std::string address(const ScriptedServer& server) {
     return "127.0.0.1:" + std::to_string(server.port());
@@ -130,7 +44,7 @@ void streamUntilStopped(ScriptedServer& server,
 
 TEST(ProbeProgramTest, Info) {
     ScriptedServer server;
-    Program probe({"info", address(server)});
+    ProbeProcess probe({"info", address(server)});
     EXPECT_EQ(probe.wait(), 0) << probe.error();
     for (const char* text : {"AirSpyHF+", "123456789", "123\n", "11 (idle)", " ms"})
         EXPECT_NE(probe.out().find(text), std::string::npos) << text;
@@ -139,7 +53,7 @@ TEST(ProbeProgramTest, Info) {
 
 TEST(ProbeProgramTest, InfoAsJson) {
     ScriptedServer server;
-    Program probe({"info", "--json", address(server)});
+    ProbeProcess probe({"info", "--json", address(server)});
     EXPECT_EQ(probe.wait(), 0) << probe.error();
     const Json info = probe.jsonLines().at(0);
     EXPECT_EQ(info["target"], "AirSpyHF+");
@@ -151,7 +65,7 @@ TEST(ProbeProgramTest, InfoAsJson) {
 
 TEST(ProbeProgramTest, StreamWithLoss) {
     ScriptedServer server;
-    Program probe({"stream", address(server), "--seconds", "1.5", "--json"});
+    ProbeProcess probe({"stream", address(server), "--seconds", "1.5", "--json"});
     streamUntilStopped(server, [&server](std::uint16_t number) {
         if (number % 10 != 0)
             server.sendDatagram(number);
@@ -169,7 +83,7 @@ TEST(ProbeProgramTest, StreamWithLoss) {
 TEST(ProbeProgramTest, InterruptedStreamStopsTheReceiverAndSumsUp) {
     for (const int signal : {SIGINT, SIGTERM}) {
         ScriptedServer server;
-        Program probe({"stream", address(server), "--tune", "7.1M"});
+        ProbeProcess probe({"stream", address(server), "--tune", "7.1M"});
         ASSERT_TRUE(server.waitForRun());
         for (std::uint16_t number = 0; number < 10; ++number)
             server.sendDatagram(number);
@@ -181,7 +95,7 @@ TEST(ProbeProgramTest, InterruptedStreamStopsTheReceiverAndSumsUp) {
 }
 
 TEST(ProbeProgramTest, BadArguments) {
-    Program probe({"stream", "127.0.0.1:70000"});
+    ProbeProcess probe({"stream", "127.0.0.1:70000"});
     EXPECT_EQ(probe.wait(), 2);
     EXPECT_TRUE(isOneLine(probe.error())) << probe.error();
 }
@@ -193,7 +107,7 @@ TEST(ProbeProgramTest, NoServer) {
         nobody = address(server);
     }
     for (const char* command : {"info", "stream"}) {
-        Program probe({command, nobody});
+        ProbeProcess probe({command, nobody});
         EXPECT_EQ(probe.wait(), 3);
         EXPECT_NE(probe.error().find("cannot connect"), std::string::npos) << probe.error();
     }
@@ -201,16 +115,16 @@ TEST(ProbeProgramTest, NoServer) {
 
 TEST(ProbeProgramTest, ServerThatNeverAnswers) {
     ScriptedServer server([](const Bytes&) { return Answer{}; });
-    Program probe({"info", address(server), "--timeout", "0.2"});
+    ProbeProcess probe({"info", address(server), "--timeout", "0.2"});
     EXPECT_EQ(probe.wait(), 4);
     EXPECT_TRUE(isOneLine(probe.error())) << probe.error();
 }
 
 TEST(ProbeProgramTest, SecondClientIsLeftWaiting) {
     ScriptedServer server;
-    Program first({"stream", address(server)});
+    ProbeProcess first({"stream", address(server)});
     ASSERT_TRUE(server.waitForRun());
-    Program second({"info", address(server), "--timeout", "0.2"});
+    ProbeProcess second({"info", address(server), "--timeout", "0.2"});
     EXPECT_EQ(second.wait(), 4);
     EXPECT_NE(second.error().find("another client"), std::string::npos) << second.error();
     first.signal(SIGTERM);
@@ -219,9 +133,9 @@ TEST(ProbeProgramTest, SecondClientIsLeftWaiting) {
 
 TEST(ProbeProgramTest, PortAlreadyBound) {
     ScriptedServer server;
-    Program first({"stream", address(server)});
+    ProbeProcess first({"stream", address(server)});
     ASSERT_TRUE(server.waitForRun());
-    Program second({"stream", address(server)});
+    ProbeProcess second({"stream", address(server)});
     EXPECT_EQ(second.wait(), 5);
     EXPECT_TRUE(isOneLine(second.error())) << second.error();
     first.signal(SIGTERM);
@@ -230,14 +144,14 @@ TEST(ProbeProgramTest, PortAlreadyBound) {
 
 TEST(ProbeProgramTest, ServerThatDiesInMidMessage) {
     ScriptedServer server([](const Bytes&) { return Answer{{14, 0, 1, 0, 'A', 'i'}, true}; });
-    Program probe({"stream", address(server)});
+    ProbeProcess probe({"stream", address(server)});
     EXPECT_EQ(probe.wait(), 4);
     EXPECT_NE(probe.error().find("middle of an answer"), std::string::npos) << probe.error();
 }
 
 TEST(ProbeProgramTest, ServerThatGoesAwayWhileStreaming) {
     ScriptedServer server;
-    Program probe({"stream", address(server)});
+    ProbeProcess probe({"stream", address(server)});
     ASSERT_TRUE(server.waitForRun());
     server.hangUp();
     EXPECT_EQ(probe.wait(), 7);
@@ -247,8 +161,8 @@ TEST(ProbeProgramTest, ServerThatGoesAwayWhileStreaming) {
 TEST(ProbeProgramTest, RecordingAndPicture) {
     const TemporaryFolder folder;
     ScriptedServer server;
-    Program probe({"stream", address(server), "--seconds", "1", "--json", "--rate", "768000",
-                   "--record", folder.file("a.sigmf"), "--plot", folder.file("a.png")});
+    ProbeProcess probe({"stream", address(server), "--seconds", "1", "--json", "--rate", "768000",
+                        "--record", folder.file("a.sigmf"), "--plot", folder.file("a.png")});
     streamUntilStopped(server, [&server](std::uint16_t number) { server.sendDatagram(number); });
     const int status = probe.wait();
     const Json summary = probe.jsonLines().back();
@@ -262,7 +176,7 @@ TEST(ProbeProgramTest, ExistingRecordingIsRefusedBeforeTheServerIsAsked) {
     const TemporaryFolder folder;
     std::ofstream(folder.file("a.wav")) << "mine";
     ScriptedServer server;
-    Program probe({"stream", address(server), "--record", folder.file("a.wav")});
+    ProbeProcess probe({"stream", address(server), "--record", folder.file("a.wav")});
     EXPECT_EQ(probe.wait(), 6);
     EXPECT_TRUE(isOneLine(probe.error())) << probe.error();
     EXPECT_EQ(folder.content("a.wav"), "mine");
@@ -273,7 +187,7 @@ TEST(ProbeProgramTest, FullDiskEndsTheRunAndStopsTheReceiver) {
     for (const char* name : {"a.sigmf", "a.wav"}) {
         const TemporaryFolder folder;
         ScriptedServer server;
-        Program probe(
+        ProbeProcess probe(
             {"stream", address(server), "--rate", "768000", "--record", folder.file(name)}, 20000);
         streamUntilStopped(server,
                            [&server](std::uint16_t number) { server.sendDatagram(number); });
@@ -290,14 +204,14 @@ TEST(ProbeProgramTest, NoServerLeavesNoFiles) {
         const ScriptedServer server;
         nobody = address(server);
     }
-    Program probe(
+    ProbeProcess probe(
         {"stream", nobody, "--record", folder.file("a.wav"), "--plot", folder.file("a.png")});
     EXPECT_EQ(probe.wait(), 3);
     EXPECT_TRUE(folder.empty());
 }
 
 TEST(ProbeProgramTest, SpectrumNeedsATerminal) {
-    Program probe({"stream", "127.0.0.1", "--spectrum"});
+    ProbeProcess probe({"stream", "127.0.0.1", "--spectrum"});
     EXPECT_EQ(probe.wait(), 2);
     EXPECT_TRUE(isOneLine(probe.error())) << probe.error();
 }
@@ -305,7 +219,7 @@ TEST(ProbeProgramTest, SpectrumNeedsATerminal) {
 // As in a pipe to a reader that has seen enough.
 TEST(ProbeProgramTest, ReaderThatGoesAwayEndsTheRunAndStopsTheReceiver) {
     ScriptedServer server;
-    Program probe({"stream", address(server)}, RLIM_INFINITY, true);
+    ProbeProcess probe({"stream", address(server)}, RLIM_INFINITY, true);
     EXPECT_EQ(probe.wait(), 6);
     EXPECT_TRUE(server.waitForStop());
     EXPECT_NE(probe.error().find("standard output"), std::string::npos) << probe.error();

@@ -11,10 +11,10 @@
 #include <cstring>
 
 using namespace feedline::probe;
-using feedline::test::batchOf;
-using feedline::test::datagramAt;
-using feedline::test::FileSizeLimit;
-using feedline::test::TemporaryFolder;
+using feedline::testing::batchOf;
+using feedline::testing::datagramAt;
+using feedline::testing::FileSizeLimit;
+using feedline::testing::TemporaryFolder;
 using Json = nlohmann::json;
 
 namespace {

@@ -12,8 +12,8 @@
 #include <vector>
 
 using namespace feedline::probe;
-using feedline::test::FileSizeLimit;
-using feedline::test::TemporaryFolder;
+using feedline::testing::FileSizeLimit;
+using feedline::testing::TemporaryFolder;
 using Json = nlohmann::json;
 using Entries = std::vector<std::int16_t>;
 

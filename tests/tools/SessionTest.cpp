@@ -11,7 +11,7 @@
 #include <thread>
 
 using namespace feedline::probe;
-using feedline::test::ScriptedServer;
+using feedline::testing::ScriptedServer;
 namespace datagram = feedline::datagram;
 
 namespace {

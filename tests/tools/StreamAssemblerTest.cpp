@@ -7,7 +7,7 @@
 #include <sstream>
 
 using namespace feedline::probe;
-using feedline::test::datagramAt;
+using feedline::testing::datagramAt;
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace feedline::test {
+namespace feedline::testing {
 
 class TemporaryFolder {
 public:
@@ -37,4 +37,4 @@ private:
     std::filesystem::path m_path;
 };
 
-} // namespace feedline::test
+} // namespace feedline::testing

@@ -58,11 +58,11 @@ private:
 
     SequenceCounts m_counts;
     bool m_started = false;
-    std::uint16_t m_due = 0;               ///< number expected next
-    std::int64_t m_position = 0;           ///< position of the number expected next
-    std::int64_t m_beginning = 0;          ///< position at which the sender's current count began
-    std::bitset<2 * reorderWindow> m_seen; ///< of the positions just before m_position
-    unsigned m_run = 0;                    ///< late-looking datagrams in a row, one number up each
+    std::uint16_t m_due = 0;      ///< number expected next
+    std::int64_t m_position = 0;  ///< position of the number expected next
+    std::int64_t m_beginning = 0; ///< position at which the sender's current count began
+    std::bitset<std::size_t{2} * reorderWindow> m_seen; ///< of the positions just before m_position
+    unsigned m_run = 0; ///< late-looking datagrams in a row, one number up each
     std::uint16_t m_runNext = 0;
     SequenceCounts m_beforeRun;
 };

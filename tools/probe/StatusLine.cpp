@@ -84,7 +84,7 @@ std::string progressText(const StreamFacts& facts, const Figures& figures) {
 std::string summaryText(const StreamFacts& facts, const Figures& figures) {
     const ReceptionFigures& reception = figures.reception;
     const SequenceCounts& counts = reception.counts;
-    const double all = static_cast<double>(counts.received + counts.lost);
+    const auto all = static_cast<double>(counts.received + counts.lost);
     std::string text =
         format("%s at %s, %.1f s\n", facts.target.c_str(), facts.server.c_str(), figures.elapsed);
     text += "  sample rate " + rateText(figures.sampleRate) + " measured\n";
