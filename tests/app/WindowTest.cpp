@@ -21,13 +21,6 @@
 #include <stdexcept>
 #include <vector>
 
-// Qt paints large areas on several threads and hands them over by means that ThreadSanitizer cannot
-// see in a library built without it. What this program's own code does is checked all the same.
-extern "C" __attribute__((visibility("default"))) const char*
-__tsan_default_options() { // NOLINT(bugprone-reserved-identifier)
-    return "ignore_noninstrumented_modules=1";
-}
-
 namespace feedline {
 namespace {
 
