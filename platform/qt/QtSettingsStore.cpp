@@ -1,5 +1,7 @@
 #include "platform/qt/QtSettingsStore.h"
 
+#include <QFile>
+#include <QLockFile>
 #include <QSettings>
 #include <QStringList>
 
@@ -14,6 +16,20 @@ public:
         setFallbacksEnabled(false); // One file, the one the manual names.
     }
 };
+
+/// Whether a save can go ahead at once. The toolkit waits for the lock file beside the settings:
+/// for ever while its owner lives, and for half a minute when a power cut or a kill has left it
+/// behind empty. An abandoned one is taken away here; one whose owner lives stays, since the system
+/// holds its lock, and the end of the program does not wait for it.
+bool lockIsFree(const QString& file) {
+    const QString name = file + ".lock";
+    if (!QFile::exists(name))
+        return true;
+    constexpr int patience = 300; // milliseconds
+    QLockFile lock(name);
+    lock.setStaleLockTime(1);
+    return lock.tryLock(patience);
+}
 
 /// A text with unquoted commas, as people write them by hand, is a list to QSettings.
 QString asText(const QVariant& value) {
@@ -59,9 +75,11 @@ void QtSettingsStore::setString(const std::string& value, const std::string& key
 void QtSettingsStore::synchronize() {
     const std::lock_guard lock(mutex_);
     UserSettings settings;
-    for (auto change = pending_.cbegin(); change != pending_.cend(); ++change)
-        settings.setValue(change.key(), change.value());
-    settings.sync();
+    if (lockIsFree(settings.fileName())) {
+        for (auto change = pending_.cbegin(); change != pending_.cend(); ++change)
+            settings.setValue(change.key(), change.value());
+        settings.sync();
+    }
     pending_.clear();
 }
 

@@ -2,10 +2,12 @@
 
 #include <QDir>
 #include <QFile>
+#include <QLockFile>
 #include <QTemporaryDir>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <fstream>
 #include <iterator>
 #include <thread>
@@ -131,6 +133,30 @@ TEST_F(QtSettingsStore, AFileThatCannotBeReplacedIsLeftAlone) {
     store.synchronize();
     EXPECT_EQ(store.integerForKey("sdrPortNumber"), 0);
     EXPECT_TRUE(QDir(QString::fromStdString(file()) + "/in the way").exists());
+}
+
+TEST_F(QtSettingsStore, ALockThatWasLeftBehindHoldsNoSaveUp) {
+    // Empty, as a process leaves it that is killed between making it and writing its name to it.
+    writeByHand("sdrUdpAdr=192.0.2.1\n");
+    std::ofstream(file() + ".lock").close();
+    store.setInteger(50001, "sdrPortNumber");
+    const auto start = std::chrono::steady_clock::now();
+    store.synchronize();
+    // Half a minute otherwise.
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(15));
+    EXPECT_THAT(content(), HasSubstr("sdrPortNumber=50001"));
+    EXPECT_FALSE(QFile::exists(QString::fromStdString(file() + ".lock")));
+}
+
+TEST_F(QtSettingsStore, ALockThatIsHeldLosesTheSaveAndNotTheFile) {
+    writeByHand("sdrUdpAdr=192.0.2.1\n");
+    const std::string before = content();
+    QLockFile held(QString::fromStdString(file() + ".lock"));
+    ASSERT_TRUE(held.lock());
+    store.setInteger(50001, "sdrPortNumber");
+    store.synchronize();
+    EXPECT_EQ(content(), before);
+    EXPECT_TRUE(held.isLocked());
 }
 
 TEST_F(QtSettingsStore, AFileOfNoiseHasNoKeys) {
