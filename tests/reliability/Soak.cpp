@@ -6,6 +6,7 @@
 //   feedline_soak hf|airspy cycles NUMBER      connect, run, stop, leave, and again
 //
 // Exit status 0 when every count that has to be 0 is.
+#include "EmulatorControl.h"
 #include "ServerProcess.h"
 #include "ToneCheck.h"
 #include "WireClient.h"
@@ -157,12 +158,15 @@ public:
           server_({Program::FEEDLINED,
                    {socket_.port(), airspy ? 1 : 0, "127.0.0.1"},
                    {{"FEEDLINE_EMULATOR_DEVICES", airspy ? "airspy" : "hf"},
-                    {"FEEDLINE_EMULATOR_SCENE", scene_}}}) {}
+                    {"FEEDLINE_EMULATOR_SCENE", scene_},
+                    {"FEEDLINE_EMULATOR_CONTROL", emulatorSocket()}}}),
+          emulator_(emulatorSocket()) {}
 
     bool stream(double minutes);
     bool cycle(int number);
 
 private:
+    std::string emulatorSocket() const { return folder_.path() / "emulator"; }
     std::string writeScene() {
         const std::string file = folder_.path() / "scene";
         std::ofstream(file) << "carrier " << carrierAt << " -12\nnoise -200\n";
@@ -188,6 +192,7 @@ private:
     std::string scene_;
     DatagramSocket socket_;
     ServerProcess server_;
+    mutable test::EmulatorControl emulator_;
     std::optional<Listener> listener_;
     std::optional<Holdings> first_;
 };
@@ -196,13 +201,15 @@ void Soak::report(const char* when, const Counts& c, Holdings h, double seconds)
     std::printf(
         "%s %s: %.0f s, %llu datagrams (%.0f pairs/s), gaps %llu, malformed %llu, content "
         "checked %llu, errors %llu (worst phase %.5f rad, residue %.5f, amplitude %.0f), "
-        "own overflow %llu, status asked %llu; resident %ld kB, descriptors %d, threads %d\n",
+        "own overflow %llu, dropped by the receiver %lld, status asked %llu; resident %ld kB, "
+        "descriptors %d, threads %d\n",
         airspy_ ? "airspy" : "hf", when, seconds, static_cast<unsigned long long>(c.datagrams),
         static_cast<double>(c.datagrams) * 256 / seconds, static_cast<unsigned long long>(c.gaps),
         static_cast<unsigned long long>(c.malformed), static_cast<unsigned long long>(c.checked),
         static_cast<unsigned long long>(c.contentErrors), c.worstPhase, c.worstResidue, c.amplitude,
-        static_cast<unsigned long long>(c.overflowed), static_cast<unsigned long long>(asked_),
-        h.kilobytes, h.descriptors, h.threads);
+        static_cast<unsigned long long>(c.overflowed),
+        emulator_.number(airspy_ ? "airspy" : "hf", "dropped"),
+        static_cast<unsigned long long>(asked_), h.kilobytes, h.descriptors, h.threads);
     std::fflush(stdout);
 }
 
