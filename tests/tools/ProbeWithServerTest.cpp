@@ -43,7 +43,7 @@ class ProbeWithServer : public ::testing::TestWithParam<Receiver> {
 protected:
     ProbeWithServer() {
         {
-            DatagramSocket free;
+            const LocalPort free;
             m_port = free.port();
         }
         std::ofstream(m_folder.file("scene"))
