@@ -190,7 +190,7 @@ private:
     std::uint64_t asked_ = 0;
     ScratchFolder folder_;
     std::string scene_;
-    DatagramSocket socket_;
+    LocalPort socket_;
     ServerProcess server_;
     mutable test::EmulatorControl emulator_;
     std::optional<Listener> listener_;
