@@ -21,13 +21,15 @@ constexpr double half = -6.3;
 int heard(airspy_transfer* transfer) {
     static_cast<Listener*>(transfer->ctx)
         ->give(static_cast<const float*>(transfer->samples),
-               static_cast<std::size_t>(transfer->sample_count));
+               static_cast<std::size_t>(transfer->sample_count), transfer->dropped_samples);
     return 0;
 }
 
 class EmulatedAirspy : public testing::Test {
 protected:
     void SetUp() override {
+        // Slow enough for a busy machine to lose no sample.
+        setenv("FEEDLINE_EMULATOR_SPEED", "0.25", 1);
         setenv("FEEDLINE_EMULATOR_CONTROL", socket.c_str(), 1);
         setenv("FEEDLINE_EMULATOR_DEVICES", "airspy", 1);
         ASSERT_EQ(airspy_open(&device), AIRSPY_SUCCESS);

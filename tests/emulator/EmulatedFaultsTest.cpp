@@ -18,20 +18,22 @@ namespace {
 
 int heard(airspyhf_transfer_t* transfer) {
     static_cast<Listener*>(transfer->ctx)
-        ->give(&transfer->samples->re, static_cast<std::size_t>(transfer->sample_count));
+        ->give(&transfer->samples->re, static_cast<std::size_t>(transfer->sample_count),
+               transfer->dropped_samples);
     return 0;
 }
 
 int heardAirspy(airspy_transfer* transfer) {
     static_cast<Listener*>(transfer->ctx)
         ->give(static_cast<const float*>(transfer->samples),
-               static_cast<std::size_t>(transfer->sample_count));
+               static_cast<std::size_t>(transfer->sample_count), transfer->dropped_samples);
     return 0;
 }
 
 class EmulatedFaults : public testing::Test {
 protected:
     EmulatedFaults() {
+        GTEST_FLAG_SET(death_test_style, "threadsafe");
         setenv("FEEDLINE_EMULATOR_CONTROL", socket.c_str(), 1);
         setenv("FEEDLINE_EMULATOR_DEVICES", "hf,airspy", 1);
         std::uint64_t serial = 0;
@@ -47,6 +49,11 @@ protected:
         EXPECT_EQ(airspyhf_set_freq(device, 7100000), AIRSPYHF_SUCCESS);
         return device;
     }
+
+    /// The HF+ library leaves a thread of its own behind after such a fault, and never returns from
+    /// closing the handle: nothing is left but to end the process, which is therefore one of its
+    /// own.
+    [[noreturn]] static void endWithTheLibrarysThread() { std::_Exit(HasFailure() ? 1 : 0); }
 
     const std::string socket =
         std::filesystem::temp_directory_path() / ("emulated-faults-" + std::to_string(getpid()));
@@ -115,6 +122,10 @@ TEST_F(EmulatedFaults, ADelayedRequestTakesItsTime) {
 }
 
 TEST_F(EmulatedFaults, AFailedSubmissionRefusesTheStart) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP()
+        << "the library joins threads it never started, which ThreadSanitizer cannot follow";
+#endif
     airspyhf_device_t* device = openHf();
     emulator->tell("fail hf submit io at 5");
     EXPECT_EQ(airspyhf_start(device, heard, &listener), AIRSPYHF_ERROR);
@@ -125,13 +136,16 @@ TEST_F(EmulatedFaults, AFailedSubmissionRefusesTheStart) {
 }
 
 TEST_F(EmulatedFaults, ATransferErrorEndsTheStream) {
-    airspyhf_device_t* device = openHf();
-    ASSERT_EQ(airspyhf_start(device, heard, &listener), AIRSPYHF_SUCCESS);
-    EXPECT_TRUE(listener.hears(2));
-    emulator->tell("fail hf transfer error");
-    emulator->until([&] { return airspyhf_is_streaming(device) == 0; }, "the stream to end");
-    EXPECT_EQ(airspyhf_stop(device), AIRSPYHF_SUCCESS);
-    // The library leaves a thread of its own behind, and never returns from closing the handle.
+    const auto scenario = [this] {
+        airspyhf_device_t* device = openHf();
+        ASSERT_EQ(airspyhf_start(device, heard, &listener), AIRSPYHF_SUCCESS);
+        EXPECT_TRUE(listener.hears(2));
+        emulator->tell("fail hf transfer error");
+        emulator->until([&] { return airspyhf_is_streaming(device) == 0; }, "the stream to end");
+        EXPECT_EQ(airspyhf_stop(device), AIRSPYHF_SUCCESS);
+        endWithTheLibrarysThread();
+    };
+    EXPECT_EXIT(scenario(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(EmulatedFaults, ASilentStreamGoesOnWhereThePresentIs) {
@@ -148,13 +162,16 @@ TEST_F(EmulatedFaults, ASilentStreamGoesOnWhereThePresentIs) {
 }
 
 TEST_F(EmulatedFaults, APulledOutHfEndsItsStream) {
-    airspyhf_device_t* device = openHf();
-    ASSERT_EQ(airspyhf_start(device, heard, &listener), AIRSPYHF_SUCCESS);
-    EXPECT_TRUE(listener.hears(2));
-    emulator->tell("unplug hf");
-    emulator->until([&] { return airspyhf_is_streaming(device) == 0; }, "the stream to end");
-    EXPECT_EQ(airspyhf_stop(device), AIRSPYHF_ERROR);
-    // This version of the library never returns from closing such a handle.
+    const auto scenario = [this] {
+        airspyhf_device_t* device = openHf();
+        ASSERT_EQ(airspyhf_start(device, heard, &listener), AIRSPYHF_SUCCESS);
+        EXPECT_TRUE(listener.hears(2));
+        emulator->tell("unplug hf");
+        emulator->until([&] { return airspyhf_is_streaming(device) == 0; }, "the stream to end");
+        EXPECT_EQ(airspyhf_stop(device), AIRSPYHF_ERROR);
+        endWithTheLibrarysThread();
+    };
+    EXPECT_EXIT(scenario(), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(EmulatedFaults, APulledOutAirspyComesBackWithDefaults) {

@@ -19,13 +19,16 @@ constexpr double rate = 768000;
 
 int heard(airspyhf_transfer_t* transfer) {
     static_cast<Listener*>(transfer->ctx)
-        ->give(&transfer->samples->re, static_cast<std::size_t>(transfer->sample_count));
+        ->give(&transfer->samples->re, static_cast<std::size_t>(transfer->sample_count),
+               transfer->dropped_samples);
     return 0;
 }
 
 class EmulatedHf : public testing::Test {
 protected:
     void SetUp() override {
+        // Slow enough for a busy machine to lose no sample.
+        setenv("FEEDLINE_EMULATOR_SPEED", "0.25", 1);
         setenv("FEEDLINE_EMULATOR_CONTROL", socket.c_str(), 1);
         setenv("FEEDLINE_EMULATOR_DEVICES", "hf,hf", 1);
         ASSERT_EQ(airspyhf_open(&device), AIRSPYHF_SUCCESS);

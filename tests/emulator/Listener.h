@@ -6,6 +6,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <mutex>
 
 namespace feedline::test {
@@ -13,9 +14,12 @@ namespace feedline::test {
 /// Callbacks give, one test thread takes.
 class Listener {
 public:
-    void give(const float* pairs, std::size_t count) {
+    /// Samples that the library dropped before these make all the earlier ones worthless.
+    void give(const float* pairs, std::size_t count, std::uint64_t dropped) {
         const std::lock_guard<std::mutex> lock(mutex);
         ++blocks;
+        if (dropped > 0)
+            samples.clear();
         for (std::size_t i = 0; i < count && samples.size() < wanted; ++i)
             samples.emplace_back(pairs[2 * i], pairs[2 * i + 1]);
         more.notify_all();
