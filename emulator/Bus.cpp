@@ -16,7 +16,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 void complain(const std::string& line) {
-    std::fputs(("feedline emulator: " + line + "\n").c_str(), stderr);
+    std::fprintf(stderr, "feedline emulator: %s\n", line.c_str());
 }
 
 std::string nameOf(Kind kind, unsigned number) {
@@ -50,13 +50,13 @@ void openForBusiness(Bus& bus, const Config& config) {
 Device::Device(std::string deviceName, std::unique_ptr<Content> deviceContent,
                std::unique_ptr<Receiver> deviceReceiver)
     : name(std::move(deviceName)), content(std::move(deviceContent)),
-      receiver(std::move(deviceReceiver)), feed(*content) {}
+      receiver(std::move(deviceReceiver)), feed(std::make_unique<Feed>(*content)) {}
 
 bool Device::gone(const libusb_device_handle& handle) const {
     return !plugged || handle.opened->appearance != appearance;
 }
 
-Bus::Bus(Config config) : speed(config.speed) {
+Bus::Bus(const Config& config) : speed(config.speed) {
     for (Kind kind : config.devices)
         attach(kind, config);
 }

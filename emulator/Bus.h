@@ -69,8 +69,8 @@ public:
     const std::string name; ///< hf, hf2, airspy ...
     const std::unique_ptr<Content> content;
     const std::unique_ptr<Receiver> receiver;
-    std::mutex feeding; ///< guards `feed` alone
-    Feed feed;
+    const std::unique_ptr<Feed> feed;
+    std::mutex feeding; ///< guards the samples that `feed` makes, nothing else
 
     bool plugged = true;
     unsigned appearance = 0;                      ///< rises when it is plugged in again
@@ -93,7 +93,7 @@ public:
 
 class Bus {
 public:
-    explicit Bus(Config config);
+    explicit Bus(const Config& config);
 
     /// The process's bus: made at first use from the environment, never destroyed, because threads
     /// may still use it while the process ends.

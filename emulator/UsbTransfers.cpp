@@ -90,8 +90,8 @@ Instant nextDue(const libusb_context& context, Instant latest) {
 
 void fill(Device& device, const StreamSettings& settings, const Ready& ready) {
     const std::lock_guard<std::mutex> feeding(device.feeding);
-    device.feed.fill(settings, ready.position, ready.transfer->buffer,
-                     static_cast<std::size_t>(ready.length));
+    device.feed->fill(settings, ready.position, ready.transfer->buffer,
+                      static_cast<std::size_t>(ready.length));
 }
 
 /// Ends one transfer, with the bus free for everybody else meanwhile.
