@@ -4,6 +4,7 @@
 
 #include <cairo.h>
 #include <cmath>
+#include <fontconfig/fontconfig.h>
 
 namespace feedline::probe {
 
@@ -16,6 +17,9 @@ struct Canvas::State {
     ~State() {
         cairo_destroy(context);
         cairo_surface_destroy(surface);
+        // The fonts stay with the libraries otherwise, and leak checkers take them for lost.
+        cairo_debug_reset_static_data();
+        FcFini();
     }
     void use(Ink ink, double opacity = 1) const {
         cairo_set_source_rgba(context, ink.red, ink.green, ink.blue, opacity);

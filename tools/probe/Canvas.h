@@ -14,7 +14,8 @@ struct Ink {
     double red, green, blue; ///< 0 to 1
 };
 
-/// Coordinates are pixels from the upper left corner. Not synchronised.
+/// Coordinates are pixels from the upper left corner. Not synchronised, and one at a time: the end
+/// of a canvas gives up what the drawing libraries hold for the whole process.
 class Canvas {
 public:
     enum Alignment { Left, Centre, Right };
