@@ -204,7 +204,7 @@ TEST(MessageReassembly, BufferIsNotClearedBetweenMessages) {
     Reassembler reassembler;
     reassembler.read({0x09, 0x60, 0x77, 0x66, 0x01, 0x02, 0x03, 0x04, 0x05});
     reassembler.read({0x05, 0x00, 0xB8, 0x00, 0xAA});
-    EXPECT_EQ(reassembler.calls().front(), "09 00 B8 00 AA 02 03 04 05");
+    EXPECT_EQ(reassembler.calls().at(0), "09 00 B8 00 AA 02 03 04 05");
 }
 
 TEST(MessageReassembly, EveryTypeIsHandedOn) {
