@@ -16,6 +16,8 @@ using namespace std::chrono_literals;
 using ::testing::ElementsAreArray;
 
 constexpr double binWidth = airspyRate / 65536;
+/// Samples lost to an instrumented program's slowness smear a line.
+constexpr double tolerance = sanitized ? 1000 : 2 * binWidth;
 constexpr std::size_t block = 256; // datagrams
 
 struct AirspyServer : ::testing::Test {
@@ -38,7 +40,7 @@ struct AirspyServer : ::testing::Test {
         Peak peak{};
         for (int attempt = 0; attempt < 50; ++attempt) {
             peak = strongestLine(server.datagrams.nextSamples(spectrumDatagrams), airspyRate);
-            if (std::abs(peak.hertz - hertz) < 2 * binWidth)
+            if (std::abs(peak.hertz - hertz) < tolerance)
                 break;
         }
         return peak;
@@ -87,12 +89,12 @@ TEST_F(AirspyServer, ACarrierAppearsWhereItIsAndFollowsTheTuning) {
     const Peak peak = peakSoonAt(50000);
     std::cout << "carrier at " << peak.hertz << " Hz, " << peak.aboveFloor
               << " dB above the floor\n";
-    EXPECT_NEAR(peak.hertz, 50000, 2 * binWidth);
+    EXPECT_NEAR(peak.hertz, 50000, tolerance);
     if (!sanitized) { // Lost samples smear the line.
         EXPECT_GE(peak.aboveFloor, 40);
     }
     ASSERT_EQ(client.ask(setFrequency(100400000)), echoOfFrequency(100400000));
-    EXPECT_NEAR(peakSoonAt(-350000).hertz, -350000, 2 * binWidth);
+    EXPECT_NEAR(peakSoonAt(-350000).hertz, -350000, tolerance);
     EXPECT_EQ(server.datagrams.counts().gaps, 0U);
 }
 

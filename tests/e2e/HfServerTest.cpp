@@ -18,6 +18,8 @@ using ::testing::ElementsAreArray;
 using ::testing::MatchesRegex;
 
 constexpr double binWidth = hfRate / 65536;
+/// Samples lost to an instrumented program's slowness smear a line.
+constexpr double tolerance = sanitized ? 1000 : 2 * binWidth;
 
 struct HfServer : ::testing::Test {
     EmulatedServer server{HF};
@@ -39,7 +41,7 @@ struct HfServer : ::testing::Test {
         Peak peak{};
         for (int attempt = 0; attempt < 50; ++attempt) {
             peak = strongestLine(server.datagrams.nextSamples(spectrumDatagrams), hfRate);
-            if (std::abs(peak.hertz - hertz) < 2 * binWidth)
+            if (std::abs(peak.hertz - hertz) < tolerance)
                 break;
         }
         return peak;
@@ -88,7 +90,7 @@ TEST_F(HfServer, ACarrierAppearsWhereItIs) {
     }
     std::cout << "carrier at " << peak.hertz << " Hz, " << peak.aboveFloor
               << " dB above the floor; at -50 kHz " << image << " dB\n";
-    EXPECT_NEAR(peak.hertz, 50000, 2 * binWidth);
+    EXPECT_NEAR(peak.hertz, 50000, tolerance);
     if (!sanitized) {
         EXPECT_GE(peak.aboveFloor, 60);
         EXPECT_LT(image, peak.aboveFloor - 60);
@@ -98,11 +100,11 @@ TEST_F(HfServer, ACarrierAppearsWhereItIs) {
 TEST_F(HfServer, RetuningInMidStreamMovesTheCarrier) {
     ControlConnection client(server.port());
     startStream(client);
-    EXPECT_NEAR(peakSoonAt(50000).hertz, 50000, 2 * binWidth);
+    EXPECT_NEAR(peakSoonAt(50000).hertz, 50000, tolerance);
     ASSERT_EQ(client.ask(setFrequency(7130000)), echoOfFrequency(7130000));
-    EXPECT_NEAR(peakSoonAt(20000).hertz, 20000, 2 * binWidth);
+    EXPECT_NEAR(peakSoonAt(20000).hertz, 20000, tolerance);
     ASSERT_EQ(client.ask(setFrequency(7273456)), echoOfFrequency(7273456));
-    EXPECT_NEAR(peakSoonAt(-123456).hertz, -123456, 2 * binWidth);
+    EXPECT_NEAR(peakSoonAt(-123456).hertz, -123456, tolerance);
     EXPECT_EQ(server.datagrams.counts().gaps, 0U);
 }
 
@@ -148,7 +150,9 @@ TEST_F(HfServer, TheNextClientGetsTheBacklogFirstNumberedFromZero) {
               << 2560000 / hfRate << " s of signal) in " << burst.count() << " s; since the start "
               << sinceStart.count() << " s, received " << signal << " s of signal\n";
     EXPECT_GT(pause.count(), 4.5);
-    EXPECT_GT(signal, sinceStart.count() - pause.count() + 2);
+    if (!sanitized) { // It catches up only as fast as it can send.
+        EXPECT_GT(signal, sinceStart.count() - pause.count() + 2);
+    }
 }
 
 // The backlog is the oldest first: at the seam between two clients not one sample is missing, or
