@@ -5,9 +5,8 @@
 #include "stream/SampleRing.h"
 
 #include <algorithm>
-#include <utility>
-
 #include <sys/mman.h>
+#include <utility>
 
 namespace feedline::testing {
 
