@@ -48,6 +48,9 @@ CAscpTxMsg messageOfLength(std::size_t length) {
 }
 
 class CAscpTxMsgSending : public ::testing::Test {
+public:
+    ~CAscpTxMsgSending() override { writeInstead = nullptr; }
+
 protected:
     struct Write {
         int descriptor;
@@ -63,7 +66,6 @@ protected:
             return result;
         };
     }
-    ~CAscpTxMsgSending() override { writeInstead = nullptr; }
 
     std::vector<Write> writes;
     testing::ReplyPeer peer;

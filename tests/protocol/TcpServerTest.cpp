@@ -214,16 +214,7 @@ std::vector<Line> serverLines() {
 }
 
 class TcpServer : public ::testing::Test {
-protected:
-    TcpServer() {
-        std::signal(SIGPIPE, SIG_IGN); // As the programs do.
-        sockets().clear();             // The reserved port's own.
-        testing::resetVendors();
-        udpAddress.assign("127.0.0.1");
-        deviceType = noReceiver;
-        setPort(port.text());
-    }
-
+public:
     ~TcpServer() override {
         sockets().clear();
         server.alert.hold(false);
@@ -235,6 +226,16 @@ protected:
             }
         EXPECT_TRUE(threadsHaveEnded());
         testing::resetRunTimeState();
+    }
+
+protected:
+    TcpServer() {
+        std::signal(SIGPIPE, SIG_IGN); // As the programs do.
+        sockets().clear();             // The reserved port's own.
+        testing::resetVendors();
+        udpAddress.assign("127.0.0.1");
+        deviceType = noReceiver;
+        setPort(port.text());
     }
 
     static constexpr std::int32_t noReceiver = 7;

@@ -67,6 +67,12 @@ using testing::wire;
 const auto failed = printed("sendto failed\n");
 
 class AirspySender : public ::testing::Test {
+public:
+    ~AirspySender() override {
+        testing::resetWire();
+        testing::resetRunTimeState();
+    }
+
 protected:
     AirspySender() {
         testing::resetRunTimeState();
@@ -77,10 +83,6 @@ protected:
             numbers.push_back(sending.number());
             return static_cast<ssize_t>(sending.bytes.size());
         };
-    }
-    ~AirspySender() override {
-        testing::resetWire();
-        testing::resetRunTimeState();
     }
 
     /// Delivers a block of `pairs` pairs whose entries count up from `first`.

@@ -60,11 +60,7 @@ std::int16_t converted(std::uint32_t bits) {
 }
 
 class HfSampleCallback : public ::testing::Test {
-protected:
-    HfSampleCallback() {
-        testing::resetRunTimeState();
-        EXPECT_TRUE(makeSampleRing());
-    }
+public:
     ~HfSampleCallback() override { testing::resetRunTimeState(); }
 
     static std::int16_t sampleOf(float value) {
@@ -72,6 +68,12 @@ protected:
         Pair pair{value, 0};
         deliver(&pair, 1);
         return entry(0);
+    }
+
+protected:
+    HfSampleCallback() {
+        testing::resetRunTimeState();
+        EXPECT_TRUE(makeSampleRing());
     }
 
     /// Every bit pattern, through the callback, two to a pair.

@@ -76,15 +76,17 @@ TEST(SampleRingIndices, AvailableIsTheDistanceFromReaderToWriter) {
 }
 
 class SampleRing : public ::testing::Test {
+public:
+    ~SampleRing() override {
+        refuseMappings = false;
+        testing::resetRunTimeState();
+    }
+
 protected:
     SampleRing() {
         testing::resetRunTimeState();
         testing::clearRecordedLines();
         mappingsAskedFor = 0;
-    }
-    ~SampleRing() override {
-        refuseMappings = false;
-        testing::resetRunTimeState();
     }
 };
 

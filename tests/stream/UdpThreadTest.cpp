@@ -53,6 +53,13 @@ const auto ended = printed("UDPThread exit\n");
 const auto failed = printed("sendto failed\n");
 
 class UdpThread : public ::testing::Test {
+public:
+    ~UdpThread() override {
+        onSleep = nullptr;
+        testing::resetWire();
+        testing::resetRunTimeState();
+    }
+
 protected:
     UdpThread() {
         testing::resetWire();
@@ -67,11 +74,6 @@ protected:
             firstEntries.push_back(sending.entry(0));
             return static_cast<ssize_t>(sending.bytes.size());
         };
-    }
-    ~UdpThread() override {
-        onSleep = nullptr;
-        testing::resetWire();
-        testing::resetRunTimeState();
     }
 
     void runThread() {
