@@ -63,7 +63,7 @@ protected:
         server.delegate.serverCenterFrequency = &lines[3];
         server.delegate.applicationDidFinishLaunching();
         listening_ = waitForLine(printed("TCPThread Waiting for incoming connections...\n")) &&
-                     waitUntil([] { return runningThreads() == 3; });
+                     waitUntil([this] { return runningThreads() == threads_ + 2; });
     }
     void SetUp() override { ASSERT_TRUE(listening_); }
 
@@ -113,13 +113,14 @@ protected:
         ASSERT_TRUE(waitForLine(printed("TCPThread Waiting for incoming connections...\n")));
         ASSERT_TRUE(waitForLine(logged("*** UDP Thread  0")));
         // The UDP thread's socket and the end of the old TCP thread are not announced.
-        ASSERT_TRUE(waitUntil([] { return runningThreads() == 3; }));
+        ASSERT_TRUE(waitUntil([this] { return runningThreads() == threads_ + 2; }));
     }
 
     ReservedPort port;
     Server& server = Server::make();
 
 private:
+    std::size_t threads_ = runningThreads(); ///< without the server's two
     bool listening_ = false;
 };
 

@@ -114,12 +114,13 @@ TEST(RingContent, IsWholeAcrossEveryWrapAndRestart) {
     while (judge.pairs < pairs) {
         serverActive = true;
         judge.sequence = 0;
-        const std::uint64_t until = std::min(pairs, judge.pairs + pairs / restarts);
+        const std::uint64_t from = judge.pairs;
+        const std::uint64_t until = std::min(pairs, from + pairs / restarts);
         std::thread sender([&server] { server.delegate.UDPThread(); });
-        std::thread watch([until] {
+        std::thread watch([from, until] {
             // The read index moves before the send; what is asked for here is only "about then".
             static std::int32_t last = 0;
-            for (std::uint64_t read = judge.pairs; read < until;) {
+            for (std::uint64_t read = from; read < until;) {
                 const std::int32_t now = ringReadIndex;
                 read += static_cast<std::uint64_t>(entriesAvailable(now, last)) / 2;
                 last = now;
