@@ -190,7 +190,7 @@ const Kind airspyKind{AIRSPY,
 struct ReceiverFault : ::testing::TestWithParam<Kind> {
     const Kind kind = GetParam();
     const std::string device = kind.device;
-    EmulatedServer server{kind.type, {.devices = device}};
+    EmulatedServer server{kind.type, {.devices = device, .fails = true}};
 
     void command(const std::string& verb, const std::string& rest = "") {
         server.receiver.tell(verb + " " + device + (rest.empty() ? "" : " " + rest));

@@ -29,6 +29,7 @@ struct Emulated {
     std::string faults{};
     std::map<std::string, std::string> more{}; ///< further variables
     Program program = Program::FEEDLINED;
+    bool fails = false; ///< the test has the receiver fail while it streams
 };
 
 class EmulatedServer {
@@ -38,7 +39,8 @@ class EmulatedServer {
         std::ofstream(scratch_.path() / "scene") << plainScene;
         ServerProcess::Launch launch{.program = emulated.program,
                                      .settings = {datagrams.port(), type, "127.0.0.1"},
-                                     .environment = emulated.more};
+                                     .environment = emulated.more,
+                                     .vendorsThreadsExcused = emulated.fails};
         launch.environment["FEEDLINE_EMULATOR_DEVICES"] = emulated.devices;
         launch.environment["FEEDLINE_EMULATOR_SCENE"] = scratch_.path() / "scene";
         launch.environment["FEEDLINE_EMULATOR_CONTROL"] = scratch_.path() / "control";

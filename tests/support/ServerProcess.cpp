@@ -158,6 +158,9 @@ fs::path ServerProcess::settingsFile() const {
 }
 
 std::vector<std::string> ServerProcess::environment(const Launch& launch) const {
+    const char* excused = launch.vendorsThreadsExcused
+                              ? ":report_thread_leaks=0:ignore_noninstrumented_modules=1"
+                              : "";
     std::vector<std::string> result{
         "PATH=/usr/bin:/bin",
         "LANG=C.UTF-8",
@@ -170,7 +173,7 @@ std::vector<std::string> ServerProcess::environment(const Launch& launch) const 
         "LD_LIBRARY_PATH=" FEEDLINE_EMULATOR_FOLDER,
         sanitizerOptions("ASAN_OPTIONS", "halt_on_error=1:exitcode=99"),
         sanitizerOptions("UBSAN_OPTIONS", "halt_on_error=1:print_stacktrace=1:exitcode=99"),
-        sanitizerOptions("TSAN_OPTIONS", "halt_on_error=1:exitcode=99"),
+        sanitizerOptions("TSAN_OPTIONS", std::string("halt_on_error=1:exitcode=99") + excused),
     };
     for (const auto& [variable, value] : launch.environment)
         result.push_back(variable + "=" + value);

@@ -50,6 +50,9 @@ public:
         Settings settings{}; ///< written to the settings file beforehand
         std::map<std::string, std::string> environment{};
         bool signalsBlocked = false; ///< SIGTERM and SIGINT, at the start
+        /// A receiver that fails leaves threads of its vendor's library behind, and can set two of
+        /// them on the same data; ThreadSanitizer is then to look at this project's code alone.
+        bool vendorsThreadsExcused = false;
     };
 
     explicit ServerProcess(const Launch& launch);
