@@ -8,10 +8,16 @@
 //
 // Unless a method says otherwise it belongs to the main thread. Device operations return a device
 // result code:
-//     0 success                              -4 list of sample rates could not be read
-//    -1 no receiver of the kind found        -5 HF+: sample rate refused; AirSpy: bias supply not
-//    off -2 receiver could not be opened       -100 start failed     -101 stop failed -3 number of
-//    sample rates not read    -102 tuning failed, or there is no receiver to tune
+//
+// |    0 | success                                                                      |
+// |   -1 | no receiver of the kind found                                                |
+// |   -2 | receiver could not be opened                                                 |
+// |   -3 | number of sample rates not read                                              |
+// |   -4 | list of sample rates not read                                                |
+// |   -5 | HF+: sample rate refused; AirSpy: antenna's bias supply could not be cut off |
+// | -100 | start failed                                                                 |
+// | -101 | stop failed                                                                  |
+// | -102 | tuning failed, or there is no receiver to tune                               |
 #pragma once
 
 #include "platform/Controls.h"

@@ -53,10 +53,12 @@ public:
     }
 
     /// Keeps a descriptor of its own of the new socket and hands `made` itself over to the shared
-    /// variable; false when there is no socket.
+    /// variable; false when there is no socket, or no descriptor left for a second one.
     bool share(int made, Descriptor& variable) {
-        if (made >= 0)
-            own_ = ::dup(made);
+        if (made >= 0 && (own_ = ::dup(made)) == -1) {
+            ::close(made);
+            made = -1;
+        }
         variable.exchange(made);
         return made >= 0;
     }
@@ -110,7 +112,7 @@ bool acceptClient(const OwnDescriptor& listener, OwnDescriptor& connection) {
     const int waitOn = listenSocket == -1 ? -1 : listener.get();
     const int accepted = ::accept(waitOn, reinterpret_cast<sockaddr*>(&client), &length);
     if (!connection.share(accepted, clientSocket)) {
-        printText("TCPThread accept failed client_sock = %d \r\n", accepted);
+        printText("TCPThread accept failed client_sock = %d \r\n", clientSocket.load());
         tcpStatus = TCP_CONNECT_FAILED;
         return false;
     }

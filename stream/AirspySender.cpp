@@ -12,7 +12,6 @@
 namespace feedline {
 namespace {
 
-DatagramBuffer buffer;
 sockaddr_in destination;
 
 /// Adds like a 32-bit register: nobody zeroes the count while no tick runs, and it may wrap then.
@@ -21,7 +20,7 @@ void countSamples(std::int32_t pairs) {
                                                 static_cast<std::uint32_t>(pairs));
 }
 
-void sendPairs(const std::uint8_t* samples) {
+void sendPairs(DatagramBuffer& buffer, const std::uint8_t* samples) {
     const std::uint16_t sequence = dataSequence;
     datagram::putHeader(buffer.data(), sequence);
     // The number is used up whether or not the send succeeds, so that the client sees the gap.
@@ -40,8 +39,11 @@ int airspySampleCallback(airspy_transfer_t* transfer) {
     }
     const auto* samples = static_cast<const std::uint8_t*>(transfer->samples);
     const int datagrams = transfer->sample_count / static_cast<int>(datagram::pairs);
+    // One buffer for the block, on the caller's stack: a forgotten receiver may still stream beside
+    // the open one.
+    DatagramBuffer buffer;
     for (int k = 0; k < datagrams; ++k)
-        sendPairs(samples + k * datagram::sampleBytes);
+        sendPairs(buffer, samples + k * datagram::sampleBytes);
     countSamples(transfer->sample_count);
     if (transfer->dropped_samples != 0)
         logLine("myCallback %d %d %llu %f %f", transfer->sample_type, transfer->sample_count,

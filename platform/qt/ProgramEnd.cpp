@@ -1,5 +1,6 @@
 #include "platform/qt/ProgramEnd.h"
 
+#include "platform/Log.h"
 #include "platform/Process.h"
 #include "platform/Thread.h"
 
@@ -18,7 +19,9 @@ constexpr std::chrono::milliseconds patience{600};
 
 ProgramEnd::ProgramEnd(QtMainThread& mainThread, std::function<void()> save)
     : mainThread_(mainThread), save_(std::move(save)) {
-    startDetachedThread("SignalThread", [this] { waitForSignal(); });
+    const auto started = startDetachedThread("SignalThread", [this] { waitForSignal(); });
+    if (started == std::thread::id{})
+        fatal("no thread for the signals that end the program");
 }
 
 void ProgramEnd::finish() {

@@ -8,7 +8,7 @@
 
 namespace feedline {
 
-/// Whichever thread gets there first saves, exactly once, and ends the process with status 0:
+/// Whichever thread gets there first saves, and it alone, and ends the process with status 0:
 ///  - the main thread, in `finish`, when its event loop has ended;
 ///  - the thread named "SignalThread", when a signal asked for the end and the main thread has not
 ///    come to `finish` within 600 ms, as happens inside a vendor library's call.
