@@ -46,7 +46,7 @@ std::int16_t defined(std::uint32_t bits) {
 TEST(Conversion, IsExactForEveryInput) {
     resetRunTimeState();
     ASSERT_TRUE(makeSampleRing());
-    const std::uint64_t stride = amount("FEEDLINE_CONVERSION_STRIDE", 257);
+    const std::uint64_t stride = amount("FEEDLINE_CONVERSION_STRIDE", 1021);
     std::vector<airspyhf_complex_float_t> block(blockPairs);
     airspyhf_transfer_t transfer{};
     transfer.samples = block.data();
