@@ -21,7 +21,7 @@ sockaddr_in datagramDestination() {
 }
 
 void sendDatagram(int socket, const DatagramBuffer& buffer, const sockaddr_in& destination) {
-    if (::sendto(socket, buffer.data(), buffer.size(), 0,
+    if (::sendto(socket, buffer.data(), DatagramBuffer::size(), 0,
                  reinterpret_cast<const sockaddr*>(&destination), sizeof destination) < 0)
         printText("sendto failed\n");
 }

@@ -16,7 +16,7 @@ constexpr useconds_t pollInterval = 100; ///< microseconds
 
 class RingSender {
 public:
-    explicit RingSender(int socket) : socket_(socket), destination_(datagramDestination()) {}
+    explicit RingSender(int socket) : socket_(socket) {}
 
     /// Sends one datagram if the ring holds enough for it; false when it does not.
     bool sendSlice() {
@@ -33,9 +33,9 @@ public:
     }
 
 private:
+    DatagramBuffer buffer_;
+    sockaddr_in destination_ = datagramDestination();
     int socket_;
-    sockaddr_in destination_;
-    DatagramBuffer buffer_{};
     std::uint16_t sequence_ = 0;
 };
 

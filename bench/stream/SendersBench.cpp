@@ -106,12 +106,12 @@ void bareLoop() {
     static const sockaddr_in destination = datagramDestination();
     static DatagramBuffer buffer{};
     for (int i = 0; i < roundDatagrams; ++i)
-        ::sendto(socket, buffer.data(), buffer.size(), 0,
+        ::sendto(socket, buffer.data(), DatagramBuffer::size(), 0,
                  reinterpret_cast<const sockaddr*>(&destination), sizeof destination);
 }
 
 void airspyBlocks() {
-    static std::vector<std::int16_t> samples(2 * blockPairs, 1);
+    static std::vector<std::int16_t> samples(std::size_t{2} * blockPairs, 1);
     airspy_transfer_t transfer{};
     transfer.samples = samples.data();
     transfer.sample_count = blockPairs;
