@@ -169,7 +169,7 @@ public:
 private:
     std::string emulatorSocket() const { return folder_.path() / "emulator"; }
     std::string writeScene() {
-        const std::string file = folder_.path() / "scene";
+        std::string file = folder_.path() / "scene";
         std::ofstream(file) << "carrier " << carrierAt << " -12\nnoise -200\n";
         return file;
     }
@@ -309,7 +309,7 @@ bool Soak::cycle(int number) {
 } // namespace
 } // namespace feedline::testing
 
-int main(int argc, char* argv[]) {
+int main(int argc, char* argv[]) { // NOLINT(bugprone-exception-escape): ends the soak, loudly
     const std::string receiver = argc > 1 ? argv[1] : "";
     const bool cycles = argc == 4 && std::strcmp(argv[2], "cycles") == 0;
     const double amount = argc > 2 ? std::atof(argv[argc - 1]) : 0;
