@@ -11,7 +11,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds patience{330};
+constexpr std::chrono::milliseconds patience{1500};
 constexpr std::uint32_t inhibitIdle = 8; // in the session manager's set of flags
 
 struct BusCloser {
