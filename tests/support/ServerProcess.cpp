@@ -36,6 +36,7 @@ std::array<int, 2> makePipe() {
 
 std::vector<char*> pointersTo(std::vector<std::string>& texts) {
     std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
     for (std::string& text : texts)
         pointers.push_back(text.data());
     pointers.push_back(nullptr);
@@ -170,19 +171,19 @@ std::vector<std::string> ServerProcess::environment(const Launch& launch) const 
         "DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent",
         "DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent",
         "QT_QPA_PLATFORM=offscreen",
-        "LD_LIBRARY_PATH=" FEEDLINE_EMULATOR_FOLDER,
+        std::string("LD_LIBRARY_PATH=") + FEEDLINE_EMULATOR_FOLDER,
         sanitizerOptions("ASAN_OPTIONS", "halt_on_error=1:exitcode=99"),
         sanitizerOptions("UBSAN_OPTIONS", "halt_on_error=1:print_stacktrace=1:exitcode=99"),
         sanitizerOptions("TSAN_OPTIONS", std::string("halt_on_error=1:exitcode=99") + excused),
     };
     for (const auto& [variable, value] : launch.environment)
-        result.push_back(variable + "=" + value);
+        result.emplace_back(variable).append("=").append(value);
     return result;
 }
 
 std::vector<std::string> ServerProcess::logLines() const {
-    const std::regex prefixed("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d\\.\\d{3} " + name_ +
-                              "\\[" + std::to_string(pid_) + "\\] (.*)");
+    const std::regex prefixed(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} )" + name_ + R"(\[)" +
+                              std::to_string(pid_) + R"(\] (.*))");
     std::vector<std::string> lines;
     std::istringstream stream(log.text());
     for (std::string line; std::getline(stream, line);) {
