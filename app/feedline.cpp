@@ -1,47 +1,24 @@
 // The server with its window.
-#include "app/AppDelegate.h"
+#include "app/WindowedServer.h"
 #include "platform/Process.h"
 #include "platform/SessionInhibitor.h"
-#include "platform/qt/MainWindow.h"
-#include "platform/qt/MessageBoxAlert.h"
 #include "platform/qt/ProgramEnd.h"
-#include "platform/qt/QtMainThread.h"
-#include "platform/qt/QtSettingsStore.h"
 
 #include <QApplication>
 
+#include <cstdio>
+#include <unistd.h>
+
 namespace {
 
-using feedline::AppDelegate;
-using feedline::MainWindow;
-
-void fillOutlets(AppDelegate& controller, MainWindow& window) {
-    controller.serverTcpStatus = &window.status.serverTcpStatus;
-    controller.serverRemoteIP = &window.status.serverRemoteIP;
-    controller.serverRunning = &window.status.serverRunning;
-    controller.serverCenterFrequency = &window.status.serverCenterFrequency;
-    controller.serverPort = &window.receiver.serverPort;
-    controller.devicePopup = &window.receiver.devicePopup;
-    controller.udpAddr = &window.receiver.udpAddr;
-    controller.lnaAgcButton = &window.gains.lnaAgcButton;
-    controller.mixerAgcButton = &window.gains.mixerAgcButton;
-    controller.lnaGainSlider = &window.gains.lnaGainSlider;
-    controller.mixerGainSlider = &window.gains.mixerGainSlider;
-    controller.vgaGainSlider = &window.gains.vgaGainSlider;
-    controller.linearitySlider = &window.gains.linearitySlider;
-    controller.sensitivitySlider = &window.gains.sensitivitySlider;
-}
-
-void connectActions(AppDelegate& controller, MainWindow& window) {
-    window.receiver.onDeviceChosen = [&] {
-        controller.devicePopupChange();
-    };
-    window.receiver.onRestart = [&] {
-        controller.restartServer();
-    };
-    window.gains.onGainChanged = [&](const feedline::ValueControl* sender) {
-        controller.changedGain(sender);
-    };
+/// The toolkit ends a program that cannot reach a display as one that has crashed.
+void explainMissingDisplay(QtMsgType type, const QMessageLogContext& /*place*/,
+                           const QString& /*text*/) {
+    if (type != QtFatalMsg)
+        return;
+    std::fputs("feedline: no display to show the window on (feedlined serves without one)\n",
+               stderr);
+    _exit(1);
 }
 
 } // namespace
@@ -49,25 +26,16 @@ void connectActions(AppDelegate& controller, MainWindow& window) {
 int main(int argc, char* argv[]) {
     feedline::prepareProcess();
     QApplication::setDesktopFileName("feedline");
+    const QtMessageHandler usual = qInstallMessageHandler(explainMissingDisplay);
     const QApplication application(argc, argv);
+    qInstallMessageHandler(usual);
     QApplication::setQuitOnLastWindowClosed(false); // Or an alert over no window would end it all.
 
-    feedline::QtSettingsStore settings;
-    feedline::QtMainThread mainThread;
-    const auto window = std::make_shared<MainWindow>();
-    feedline::MessageBoxAlert alert(mainThread, *window);
     feedline::SessionInhibitor activities;
-    AppDelegate controller({settings, mainThread, alert, activities});
-    controller.setWindow(window);
-    fillOutlets(controller, *window);
-    connectActions(controller, *window);
-    window->onClose = [&] {
-        mainThread.end();
-    };
-
-    feedline::ProgramEnd end(mainThread, [&] { controller.applicationWillTerminate(); });
-    window->show();
-    mainThread.perform([&] { controller.applicationDidFinishLaunching(); });
+    feedline::WindowedServer server(activities);
+    feedline::ProgramEnd end(server.mainThread,
+                             [&] { server.controller.applicationWillTerminate(); });
+    server.launch();
     QApplication::exec();
     end.finish();
 }

@@ -1,4 +1,5 @@
 // The real window, moved with real key, mouse and wheel events.
+#include "OffscreenApplication.h"
 #include "platform/qt/CheckedEntry.h"
 #include "platform/qt/MainWindow.h"
 #include "platform/qt/ScaledLabel.h"
@@ -28,12 +29,6 @@ using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
-
-int argumentCount = 1;
-char programName[] = "test";
-char* arguments[] = {programName, nullptr};
-
-[[maybe_unused]] const bool offscreen = qputenv("QT_QPA_PLATFORM", "offscreen");
 
 class Window : public ::testing::Test {
 protected:
@@ -92,7 +87,7 @@ protected:
         QApplication::sendEvent(&widget, &event);
     }
 
-    QApplication application{argumentCount, arguments};
+    testing::OffscreenApplication application;
     MainWindow window;
     std::vector<std::int64_t> chosen;
     int restarts = 0;

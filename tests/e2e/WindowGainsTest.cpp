@@ -2,21 +2,21 @@
 // controller and the vendors' library in this process, over the emulated USB.
 #include "EmulatorControl.h"
 #include "MemoryPlatform.h"
+#include "OffscreenApplication.h"
 #include "RecordingLog.h"
 #include "ServerProcess.h"
 #include "app/RunTimeState.h"
-#include "platform/qt/MainWindow.h"
+#include "app/WindowedServer.h"
 
-#include <QApplication>
 #include <QCheckBox>
 #include <QSlider>
 #include <QTest>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <cstdlib>
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -32,54 +32,33 @@ constexpr unsigned vgaGain = 16;
 constexpr unsigned lnaAgc = 17;
 constexpr unsigned mixerAgc = 18;
 
-int argumentCount = 1;
-char programName[] = "test";
-char* arguments[] = {programName, nullptr};
-
-// Both are read when they are first needed, before any test's own set-up.
-[[maybe_unused]] const bool offscreen = qputenv("QT_QPA_PLATFORM", "offscreen");
-
 /// Made once and kept: the emulated receivers and a running controller end with the process.
 struct Attached {
     ScratchFolder folder;
-    QApplication application{argumentCount, arguments};
-    Server& server = Server::make();
-    MainWindow window;
+    OffscreenApplication application;
+    RecordingActivities activities;
+    WindowedServer& server = *new WindowedServer(activities);
     std::unique_ptr<test::EmulatorControl> emulator;
 
     explicit Attached(std::int32_t type) {
         const std::string socket = (folder.path() / "emulator").string();
         setenv("FEEDLINE_EMULATOR_DEVICES", "hf,airspy", 1);
         setenv("FEEDLINE_EMULATOR_CONTROL", socket.c_str(), 1);
-        AppDelegate& controller = server.delegate;
-        controller.lnaAgcButton = &window.gains.lnaAgcButton;
-        controller.mixerAgcButton = &window.gains.mixerAgcButton;
-        controller.lnaGainSlider = &window.gains.lnaGainSlider;
-        controller.mixerGainSlider = &window.gains.mixerGainSlider;
-        controller.vgaGainSlider = &window.gains.vgaGainSlider;
-        controller.linearitySlider = &window.gains.linearitySlider;
-        controller.sensitivitySlider = &window.gains.sensitivitySlider;
-        window.gains.onGainChanged = [&controller](const ValueControl* sender) {
-            controller.changedGain(sender);
-        };
         deviceType = type;
-        EXPECT_EQ(controller.doDeviceInit(), 0);
+        EXPECT_EQ(server.controller.doDeviceInit(), 0);
         emulator = std::make_unique<test::EmulatorControl>(socket);
         emulator->tell("forget airspy");
         clearRecordedLines();
-        window.show();
-        EXPECT_TRUE(QTest::qWaitForWindowExposed(&window));
+        server.window->show();
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(server.window.get()));
     }
 
-    void click(const char* name) {
-        auto* box = window.findChild<QCheckBox*>(name);
-        ASSERT_NE(box, nullptr) << name;
-        QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(8, box->height() / 2));
+    QCheckBox& box(const char* name) const { return *server.window->findChild<QCheckBox*>(name); }
+    void click(const char* name) const {
+        QTest::mouseClick(&box(name), Qt::LeftButton, {}, QPoint(8, box(name).height() / 2));
     }
-    void stepUp(const char* name) {
-        auto* slider = window.findChild<QSlider*>(name);
-        ASSERT_NE(slider, nullptr) << name;
-        QTest::keyClick(slider, Qt::Key_Right);
+    void stepUp(const char* name) const {
+        QTest::keyClick(server.window->findChild<QSlider*>(name), Qt::Key_Right);
     }
     /// How often each gain request has arrived: LNA, mixer, VGA, LNA AGC, mixer AGC.
     std::vector<long long> requests() const {
@@ -91,52 +70,63 @@ struct Attached {
     std::string state(const char* name) const { return emulator->value("airspy", name); }
 };
 
-TEST(WindowGains, LnaAgcChangesThatAlone) {
-    Attached attached(DEVICE_AIRSPY);
-    attached.click("lnaAgcButton");
-    EXPECT_THAT(attached.requests(), ElementsAre(0, 0, 0, 1, 0));
-    EXPECT_EQ(attached.state("lna-agc"), "1");
-    EXPECT_THAT(recordedLines(), ElementsAre(logged("changedGain 1 0 0 0 0 0 0")));
+struct OneControl {
+    const char* name;
+    void (Attached::*move)(const char*) const;
+    std::vector<long long> requests;
+    const char* setting; ///< as the emulated receiver calls it
+    const char* log;
+};
+
+void PrintTo(const OneControl& control, std::ostream* stream) {
+    *stream << control.name;
 }
 
-TEST(WindowGains, MixerAgcChangesThatAlone) {
-    Attached attached(DEVICE_AIRSPY);
-    attached.click("mixerAgcButton");
-    EXPECT_THAT(attached.requests(), ElementsAre(0, 0, 0, 0, 1));
-    EXPECT_EQ(attached.state("mixer-agc"), "1");
-    EXPECT_THAT(recordedLines(), ElementsAre(logged("changedGain 0 1 0 0 0 0 0")));
+class WindowGain : public ::testing::TestWithParam<OneControl> {};
+
+TEST_P(WindowGain, ChangesItsOwnSettingAlone) {
+    const OneControl& control = GetParam();
+    const Attached attached(DEVICE_AIRSPY);
+    (attached.*control.move)(control.name);
+    EXPECT_EQ(attached.requests(), control.requests);
+    EXPECT_EQ(attached.state(control.setting), "1");
+    EXPECT_THAT(recordedLines(), ElementsAre(logged(control.log)));
 }
 
-TEST(WindowGains, LnaSliderChangesThatAlone) {
-    Attached attached(DEVICE_AIRSPY);
-    attached.stepUp("lnaGainSlider");
-    EXPECT_THAT(attached.requests(), ElementsAre(1, 0, 0, 0, 0));
-    EXPECT_EQ(attached.state("lna-gain"), "1");
-    EXPECT_THAT(recordedLines(), ElementsAre(logged("changedGain 0 0 1 0 0 0 0")));
-}
-
-TEST(WindowGains, MixerSliderChangesThatAlone) {
-    Attached attached(DEVICE_AIRSPY);
-    attached.stepUp("mixerGainSlider");
-    EXPECT_THAT(attached.requests(), ElementsAre(0, 1, 0, 0, 0));
-    EXPECT_EQ(attached.state("mixer-gain"), "1");
-    EXPECT_THAT(recordedLines(), ElementsAre(logged("changedGain 0 0 0 1 0 0 0")));
-}
-
-TEST(WindowGains, VgaSliderChangesThatAlone) {
-    Attached attached(DEVICE_AIRSPY);
-    attached.stepUp("vgaGainSlider");
-    EXPECT_THAT(attached.requests(), ElementsAre(0, 0, 1, 0, 0));
-    EXPECT_EQ(attached.state("vga-gain"), "1");
-    EXPECT_THAT(recordedLines(), ElementsAre(logged("changedGain 0 0 0 0 1 0 0")));
-}
+INSTANTIATE_TEST_SUITE_P(Controls, WindowGain,
+                         ::testing::Values(OneControl{"lnaAgcButton",
+                                                      &Attached::click,
+                                                      {0, 0, 0, 1, 0},
+                                                      "lna-agc",
+                                                      "changedGain 1 0 0 0 0 0 0"},
+                                           OneControl{"mixerAgcButton",
+                                                      &Attached::click,
+                                                      {0, 0, 0, 0, 1},
+                                                      "mixer-agc",
+                                                      "changedGain 0 1 0 0 0 0 0"},
+                                           OneControl{"lnaGainSlider",
+                                                      &Attached::stepUp,
+                                                      {1, 0, 0, 0, 0},
+                                                      "lna-gain",
+                                                      "changedGain 0 0 1 0 0 0 0"},
+                                           OneControl{"mixerGainSlider",
+                                                      &Attached::stepUp,
+                                                      {0, 1, 0, 0, 0},
+                                                      "mixer-gain",
+                                                      "changedGain 0 0 0 1 0 0 0"},
+                                           OneControl{"vgaGainSlider",
+                                                      &Attached::stepUp,
+                                                      {0, 0, 1, 0, 0},
+                                                      "vga-gain",
+                                                      "changedGain 0 0 0 0 1 0 0"}),
+                         [](const auto& control) { return control.param.name; });
 
 TEST(WindowGains, APresetSwitchesBothAgcsOffInTheReceiverWhileTheirButtonsStay) {
     for (const char* preset : {"linearitySlider", "sensitivitySlider"}) {
         SCOPED_TRACE(preset);
         static Attached attached(DEVICE_AIRSPY);
         for (const char* agc : {"lnaAgcButton", "mixerAgcButton"})
-            if (!attached.window.findChild<QCheckBox*>(agc)->isChecked())
+            if (!attached.box(agc).isChecked())
                 attached.click(agc);
             else { // Off in the receiver since the last preset: off here as well, and on again.
                 attached.click(agc);
@@ -147,7 +137,7 @@ TEST(WindowGains, APresetSwitchesBothAgcsOffInTheReceiverWhileTheirButtonsStay) 
         attached.stepUp(preset);
         EXPECT_THAT(attached.requests(), ElementsAre(1, 1, 1, 1, 1));
         EXPECT_EQ(attached.state("lna-agc") + attached.state("mixer-agc"), "00");
-        EXPECT_TRUE(attached.window.findChild<QCheckBox*>("lnaAgcButton")->isChecked());
+        EXPECT_TRUE(attached.box("lnaAgcButton").isChecked());
     }
 }
 

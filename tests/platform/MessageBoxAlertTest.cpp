@@ -1,5 +1,7 @@
 #include "platform/qt/MessageBoxAlert.h"
 
+#include "OffscreenApplication.h"
+
 #include <QApplication>
 #include <QLabel>
 #include <QMessageBox>
@@ -17,12 +19,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using ::testing::ElementsAre;
-
-int argumentCount = 1;
-char programName[] = "test";
-char* arguments[] = {programName, nullptr};
-
-[[maybe_unused]] const bool offscreen = qputenv("QT_QPA_PLATFORM", "offscreen");
 
 QMessageBox* shownBox() {
     return qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
@@ -47,7 +43,7 @@ protected:
         whenShown([](QMessageBox& box) { box.button(QMessageBox::Ok)->click(); });
     }
 
-    QApplication application{argumentCount, arguments};
+    testing::OffscreenApplication application;
     feedline::QtMainThread main;
     QWidget window;
     feedline::MessageBoxAlert alert{main, window};

@@ -1,0 +1,321 @@
+// The window and the server behind it, joined as in the program and moved with real events: the
+// vendors' libraries in this process, over emulated receivers, and a client on the control port.
+#include "EmulatorControl.h"
+#include "MemoryPlatform.h"
+#include "OffscreenApplication.h"
+#include "RecordingLog.h"
+#include "ServerProcess.h"
+#include "WireClient.h"
+#include "app/RunTimeState.h"
+#include "app/WindowedServer.h"
+
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QTest>
+#include <QTimer>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace feedline::testing {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr auto connectedText = "TCP Server: CONNECTED";
+constexpr auto waitingText = "TCP Server: WAITING FOR CONNECT";
+constexpr auto bindFailedText = "TCP Server: BIND FAILED";
+constexpr auto connectFailedText = "TCP Server: CONNECT FAILED";
+constexpr auto disconnectedText = "TCP Server: DISCONNECTED";
+constexpr int patience = 60000; // milliseconds, for what only a broken build keeps from coming
+
+/// Where settings and emulator look, set before either does.
+struct Environment {
+    ScratchFolder folder;
+    std::string emulator = (folder.path() / "emulator").string();
+
+    explicit Environment(const char* devices) {
+        setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1);
+        setenv("FEEDLINE_EMULATOR_DEVICES", devices, 1);
+        setenv("FEEDLINE_EMULATOR_CONTROL", emulator.c_str(), 1);
+    }
+};
+
+bool comes(const std::function<bool()>& condition) {
+    return QTest::qWaitFor(condition, patience);
+}
+
+/// The program but for its main function. Made once in a process, and kept to its end.
+class Desktop {
+public:
+    static Desktop& make(std::int64_t type, const char* devices) {
+        static auto& desktop = *new Desktop(type, devices); // Its threads run on.
+        return desktop;
+    }
+
+    void launch() {
+        server.launch();
+        if (!QTest::qWaitForWindowExposed(server.window.get()))
+            throw std::runtime_error("no window");
+    }
+
+    std::string line(const char* name) const {
+        return control<QWidget>(name).findChild<QLabel*>()->text().toStdString();
+    }
+    bool shows(const char* name, const std::string& text) const {
+        return comes([&] { return line(name) == text; });
+    }
+    bool showsStatus(const std::string& text) const { return shows("serverTcpStatus", text); }
+
+    template <typename Control>
+    Control& control(const char* name) const {
+        auto* found = server.window->findChild<Control*>(name);
+        if (found == nullptr)
+            throw std::logic_error(std::string("no control ") + name);
+        return *found;
+    }
+    void retype(const char* name, const char* text) const {
+        auto& edit = control<QLineEdit>(name);
+        edit.setFocus();
+        QTest::keySequence(&edit, QKeySequence::SelectAll);
+        QTest::keyClick(&edit, Qt::Key_Delete);
+        QTest::keyClicks(&edit, text);
+    }
+    void pressRestart() const {
+        QTest::mouseClick(&control<QPushButton>("restartButton"), Qt::LeftButton);
+    }
+    void chooseAirspy() const {
+        auto& popup = control<QComboBox>("devicePopup");
+        popup.setFocus();
+        QTest::keyClick(&popup, Qt::Key_Down);
+    }
+
+    /// At every alert from now on: notes its texts, calls `look`, and presses OK.
+    void answerAlerts(std::function<void()> look = [] {}) {
+        QObject::connect(&alertWatch_, &QTimer::timeout, [this, look = std::move(look)] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (box == nullptr || box == answered_)
+                return;
+            answered_ = box;
+            alerts.push_back((box->text() + "|" + box->informativeText()).toStdString());
+            look();
+            answered_ = nullptr;
+            QTest::keyClick(box, Qt::Key_Return);
+        });
+        alertWatch_.start(5);
+    }
+
+    /// Closes the window as its user would, and does what the program then does: what it saved.
+    Settings close() {
+        QTimer::singleShot(0, server.window.get(), &QWidget::close);
+        QApplication::exec();
+        server.controller.applicationWillTerminate();
+        const QtSettingsStore saved;
+        return {saved.integerForKey("sdrPortNumber"), saved.integerForKey("sdrType"),
+                saved.stringForKey("sdrUdpAdr")};
+    }
+
+private:
+    Environment environment_;
+    OffscreenApplication application_;
+    RecordingActivities activities_;
+    QTimer alertWatch_;
+    const QMessageBox* answered_ = nullptr;
+
+public:
+    LocalPort port;
+    std::vector<std::string> alerts;
+    WindowedServer server{activities_};
+    const std::string emulator = environment_.emulator;
+
+private:
+    Desktop(std::int64_t type, const char* devices) : environment_(devices) {
+        QtSettingsStore settings;
+        settings.setInteger(type, "sdrType");
+        settings.setInteger(port.port(), "sdrPortNumber");
+        settings.synchronize();
+    }
+};
+
+constexpr auto acceptLine = "TCPThread Waiting for incoming connections...\n";
+
+// Status
+
+TEST(WindowServer, ShowsAServerThatNobodyHasCalledYet) {
+    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
+    desktop.launch();
+    EXPECT_TRUE(desktop.shows("serverCenterFrequency", "Center Frequency: 1600.000 kHz"));
+    EXPECT_EQ(desktop.line("serverTcpStatus"), waitingText);
+    EXPECT_EQ(desktop.line("serverRemoteIP"), "Remote Address: NOT CONNECTED");
+    EXPECT_EQ(desktop.line("serverRunning"), "AirSpyHF+ IDLE");
+}
+
+TEST(WindowServer, FollowsAClientUntilTheNextOneCanCome) {
+    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
+    desktop.launch();
+    ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
+    ControlConnection client(desktop.port.port());
+    EXPECT_TRUE(desktop.showsStatus(connectedText));
+    EXPECT_TRUE(desktop.shows("serverRemoteIP", "Remote Address: 127.0.0.1"));
+    client.ask(setState(2));
+    EXPECT_TRUE(desktop.shows("serverRunning", "AirSpyHF+ RUNNING"));
+    client.ask(setFrequency(145512345));
+    EXPECT_TRUE(desktop.shows("serverCenterFrequency", "Center Frequency: 145512.359 kHz"));
+    client.ask(setState(1));
+    EXPECT_TRUE(desktop.shows("serverRunning", "AirSpyHF+ IDLE"));
+    client.close();
+    EXPECT_TRUE(desktop.showsStatus(disconnectedText));
+    EXPECT_TRUE(desktop.shows("serverRemoteIP", "Remote Address: NOT CONNECTED"));
+    EXPECT_TRUE(desktop.showsStatus(waitingText));
+    ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 2; }));
+    const ControlConnection next(desktop.port.port());
+    EXPECT_TRUE(desktop.showsStatus(connectedText));
+}
+
+TEST(WindowServer, ShowsAPortThatAnotherProgramHas) {
+    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
+    auto other = std::make_unique<ControlListener>(desktop.port.port());
+    desktop.answerAlerts(); // Restart finds the receiver taken, by this very process.
+    desktop.launch();
+    EXPECT_TRUE(desktop.showsStatus(bindFailedText));
+    other.reset();
+    desktop.pressRestart(); // There is no server thread that it could wake.
+    EXPECT_TRUE(desktop.showsStatus(waitingText));
+    EXPECT_FALSE(listening(desktop.port.port()));
+}
+
+// Restart
+
+TEST(WindowServer, RestartBringsAServerBackThatServedAClient) {
+    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf,airspy");
+    desktop.launch();
+    ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
+    const ControlConnection client(desktop.port.port());
+    EXPECT_TRUE(desktop.showsStatus(connectedText));
+    desktop.chooseAirspy();
+    EXPECT_EQ(deviceType, DEVICE_AIRSPY);
+    EXPECT_EQ(airspyDevice.load(), nullptr) << "opened before Restart";
+    desktop.pressRestart();
+    EXPECT_NE(airspyDevice.load(), nullptr);
+    EXPECT_TRUE(client.waitForEnd());
+    EXPECT_TRUE(desktop.showsStatus(disconnectedText));
+    EXPECT_TRUE(desktop.showsStatus(waitingText));
+    ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 2; }));
+    const ControlConnection next(desktop.port.port());
+    EXPECT_FALSE(next.ask(askStatus()).empty());
+    EXPECT_TRUE(desktop.showsStatus(connectedText));
+}
+
+TEST(WindowServer, RestartEndsAServerThatWaitedForAClient) {
+    auto& desktop = Desktop::make(DEVICE_AIRSPY, "airspy");
+    desktop.launch();
+    ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
+    desktop.pressRestart();
+    EXPECT_TRUE(desktop.showsStatus(connectFailedText));
+    EXPECT_FALSE(listening(desktop.port.port()));
+    desktop.pressRestart(); // No server thread any more: the line is all that changes.
+    EXPECT_TRUE(desktop.showsStatus(waitingText));
+    EXPECT_FALSE(listening(desktop.port.port()));
+    EXPECT_EQ(countOf(logged("SetUpTcpServerAfterDelay")), 0);
+    EXPECT_THAT(desktop.alerts, IsEmpty());
+}
+
+// Edits
+
+TEST(WindowServer, AnEditedPortIsTheNextServersAndTheNextStarts) {
+    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
+    const LocalPort other;
+    desktop.launch();
+    ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
+    EXPECT_EQ(desktop.control<QLineEdit>("serverPort").text().toInt(), desktop.port.port());
+    desktop.retype("serverPort", std::to_string(other.port()).c_str());
+    {
+        const ControlConnection client(desktop.port.port()); // Still the old one.
+        EXPECT_TRUE(desktop.showsStatus(connectedText));
+    }
+    EXPECT_TRUE(desktop.showsStatus(disconnectedText));
+    EXPECT_TRUE(desktop.showsStatus(waitingText));
+    ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 2; }));
+    EXPECT_FALSE(listening(desktop.port.port()));
+    const ControlConnection client(other.port());
+    EXPECT_TRUE(desktop.showsStatus(connectedText));
+    EXPECT_EQ(desktop.close(), (Settings{other.port(), DEVICE_AIRSPYHF, "127.0.0.1"}));
+}
+
+TEST(WindowServer, AnEditedAddressWaitsForTheNextStart) {
+    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
+    desktop.answerAlerts();
+    desktop.launch();
+    EXPECT_TRUE(desktop.shows("serverCenterFrequency", "Center Frequency: 1600.000 kHz"));
+    desktop.retype("udpAddr", "192.168.1.20");
+    desktop.pressRestart();
+    EXPECT_EQ(udpAddress.str(), "127.0.0.1");
+    EXPECT_EQ(desktop.close(), (Settings{desktop.port.port(), DEVICE_AIRSPYHF, "192.168.1.20"}));
+}
+
+TEST(WindowServer, DoubtfulEditsAreSavedAsTheyStand) {
+    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf,airspy");
+    desktop.launch();
+    EXPECT_TRUE(desktop.shows("serverCenterFrequency", "Center Frequency: 1600.000 kHz"));
+    desktop.retype("serverPort", "");
+    desktop.retype("udpAddr", "nowhere");
+    desktop.chooseAirspy(); // Never applied, but chosen.
+    EXPECT_EQ(desktop.close(), (Settings{0, DEVICE_AIRSPY, "nowhere"}));
+}
+
+// Alerts
+
+TEST(WindowServer, AMissingReceiverHoldsLaunchUntilTheAlertIsDismissed) {
+    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "none");
+    desktop.answerAlerts([] { EXPECT_EQ(countOf(logged("So long, app nap")), 0); });
+    desktop.launch();
+    ASSERT_TRUE(comes([] { return countOf(logged("So long, app nap")) == 1; }));
+    EXPECT_THAT(desktop.alerts, ElementsAre("No AirSpyHF+ found|Is it plugged in?"));
+    EXPECT_FALSE(listening(desktop.port.port()));
+    EXPECT_EQ(desktop.line("serverTcpStatus"), waitingText);
+    EXPECT_EQ(desktop.close(), (Settings{desktop.port.port(), DEVICE_AIRSPYHF, "127.0.0.1"}));
+}
+
+TEST(WindowServer, AReceiverThatAnotherProgramHasIsToldTwice) {
+    setenv("FEEDLINE_EMULATOR_FAULTS", "claim hf", 1);
+    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
+    desktop.answerAlerts();
+    desktop.launch();
+    ASSERT_TRUE(comes([] { return countOf(logged("So long, app nap")) == 1; }));
+    EXPECT_THAT(desktop.alerts,
+                ElementsAre("Could not open AirSpyHF+|", "Could not open AirSpyHF+|"));
+    EXPECT_FALSE(listening(desktop.port.port()));
+}
+
+TEST(WindowServer, ARefusedFrequencyHoldsTheClientWhileTheStatusGoesOn) {
+    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
+    desktop.launch();
+    ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
+    const ControlConnection client(desktop.port.port());
+    EXPECT_TRUE(desktop.showsStatus(connectedText));
+    bool shownMeanwhile = false;
+    bool answeredMeanwhile = true;
+    desktop.answerAlerts([&] {
+        shownMeanwhile = desktop.shows("serverCenterFrequency", "Center Frequency: 7100.000 kHz");
+        answeredMeanwhile = client.readable(std::chrono::milliseconds(0));
+    });
+    test::EmulatorControl(desktop.emulator).tell("fail hf request:2 2"); // Half a request is done.
+    client.send(setFrequency(7100000));
+    ASSERT_TRUE(comes([&] { return client.readable(std::chrono::milliseconds(0)); }));
+    EXPECT_EQ(client.receive(), echoOfFrequency(7100000));
+    EXPECT_THAT(desktop.alerts, ElementsAre("AirSpyHF+ set frequency fail|"));
+    EXPECT_TRUE(shownMeanwhile) << "the status lines stood still under the alert";
+    EXPECT_FALSE(answeredMeanwhile) << "the alert did not hold the client";
+}
+
+} // namespace
+} // namespace feedline::testing

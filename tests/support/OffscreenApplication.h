@@ -1,0 +1,23 @@
+// An application object for tests of widgets: they are laid out, painted and sent events as on a
+// desktop, and need none.
+#pragma once
+
+#include <QApplication>
+
+namespace feedline::testing {
+
+class OffscreenApplication {
+public:
+    OffscreenApplication() { QApplication::setQuitOnLastWindowClosed(false); }
+    OffscreenApplication(const OffscreenApplication&) = delete;
+    OffscreenApplication& operator=(const OffscreenApplication&) = delete;
+
+private:
+    bool chosen_ = qputenv("QT_QPA_PLATFORM", "offscreen"); ///< before the application asks for it
+    int count_ = 1;
+    char name_[5] = "test";
+    char* arguments_[2] = {name_, nullptr};
+    QApplication application_{count_, arguments_};
+};
+
+} // namespace feedline::testing
