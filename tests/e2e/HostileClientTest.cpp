@@ -1,5 +1,6 @@
 // Clients that do what no client should. The server runs without a receiver; every lost client
 // costs it five real seconds, so there are few of them here.
+#include "EmulatedServer.h"
 #include "ServerProcess.h"
 #include "WireClient.h"
 
@@ -16,15 +17,13 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr int noReceiver = 2; // a type that names none
-
 const Bytes nameAnswer{0x0B, 0x00, 0x01, 0x00, 'A', 'i', 'r', 'S', 'p', 'y', 0x00};
 const Bytes serialAnswer{0x0E, 0x00, 0x02, 0x00, '1', '2', '3', '4', '5', '6', '7', '8', '9', 0x00};
 
 struct HostileClient : ::testing::Test {
     LocalPort local;
     const std::uint16_t port = local.port();
-    ServerProcess server{{.settings = {port, noReceiver, "127.0.0.1"}}};
+    ServerProcess server{{.settings = {port, NO_RECEIVER, "127.0.0.1"}}};
 
     void TearDown() override {
         EXPECT_TRUE(server.running());
@@ -150,6 +149,34 @@ TEST_F(HostileClient, HalfAMessageIsCompletedByTheNextClient) {
     ASSERT_TRUE(waitForListener(2));
     ControlConnection other(port);
     EXPECT_EQ(other.ask({0x02, 0x00}), serialAnswer);
+}
+
+// Nobody tells the server, which sends nothing of its own accord on the control connection.
+TEST_F(HostileClient, AClientThatVanishesKeepsItsPlaceUntilTheEnd) {
+    ControlConnection gone(port);
+    ASSERT_EQ(gone.ask(askName()), nameAnswer);
+    if (!gone.vanish())
+        GTEST_SKIP() << "closing a connection without a packet needs root";
+    const ControlConnection next(port);
+    ASSERT_TRUE(next.send(askName()));
+    EXPECT_FALSE(next.readable(200ms));
+    EXPECT_EQ(occurrences("TCPThread Client disconnected\n", server.output.text()), 0);
+}
+
+TEST(VanishedClient, IsFollowedByTheNextOnceAnAnswerFindsNobody) {
+    EmulatedServer server(HF);
+    ControlConnection gone(server.port());
+    ASSERT_EQ(gone.ask(askStatus()), statusAnswer(idle));
+    server.receiver.tell("hang hf request:2");
+    ASSERT_TRUE(gone.send(setFrequency(hfCentre)));
+    ASSERT_TRUE(server.process.log.waitFor("set frequency 7100000 "));
+    if (!gone.vanish())
+        GTEST_SKIP() << "closing a connection without a packet needs root";
+    server.receiver.tell("resume hf");
+    ASSERT_TRUE(server.process.output.waitFor("TCPThread recv failed\n"));
+    ASSERT_TRUE(
+        server.process.output.waitFor("TCPThread Waiting for incoming connections...\n", 2));
+    EXPECT_EQ(ControlConnection(server.port()).ask(askStatus()), statusAnswer(idle));
 }
 
 TEST_F(HostileClient, AClientThatLeavesAtOnceIsFollowedByTheNext) {

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <numeric>
 #include <poll.h>
 #include <random>
@@ -145,6 +146,14 @@ void ControlConnection::reset() {
     const linger abruptly{1, 0};
     setsockopt(socket_, SOL_SOCKET, SO_LINGER, &abruptly, sizeof abruptly);
     close();
+}
+
+bool ControlConnection::vanish() {
+    const int on = 1; // A connection under repair is closed without a packet.
+    if (setsockopt(socket_, IPPROTO_TCP, TCP_REPAIR, &on, sizeof on) != 0)
+        return false;
+    close();
+    return true;
 }
 
 bool listening(std::uint16_t port) {

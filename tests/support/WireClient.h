@@ -53,6 +53,10 @@ public:
     void close(); ///< in the orderly way
     void reset(); ///< abruptly: the server's receive fails
 
+    /// As a machine that loses its power: the other side hears nothing. False where the system
+    /// reserves that for root.
+    bool vanish();
+
 private:
     int socket_ = -1;
 };
