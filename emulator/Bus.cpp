@@ -70,6 +70,7 @@ void Bus::attach(Kind kind, const Config& config) {
     auto receiver = receiverFor(kind, number, config, *content);
     devices.push_back(
         std::make_unique<Device>(nameOf(kind, number), std::move(content), std::move(receiver)));
+    devices.back()->patience = config.patience;
 }
 
 Bus& Bus::instance() {
@@ -136,6 +137,14 @@ std::optional<int> Bus::enter(Lock& lock, const libusb_device_handle& handle,
     return gone() ? std::optional<int>(LIBUSB_ERROR_NO_DEVICE) : std::nullopt;
 }
 
+std::chrono::nanoseconds Device::waitForHost(SampleClock::Instant due, SampleClock::Instant now) {
+    if (!patience || !clock || now - due <= *patience)
+        return {};
+    clock->postpone(now - due);
+    waited += now - due;
+    return now - due;
+}
+
 void Bus::schedule(Device& device, Pending& pending) const {
     if (!device.receiver->streaming())
         return;
@@ -145,6 +154,7 @@ void Bus::schedule(Device& device, Pending& pending) const {
         device.clock.emplace(now, settings.view.rate * speed);
         device.clockBase = device.nextPosition;
     }
+    device.waitForHost(device.clock->due(device.nextPosition - device.clockBase), now);
     const std::uint64_t present = device.clockBase + device.clock->positionAt(now);
     if (present > device.nextPosition) {
         device.dropped += present - device.nextPosition;

@@ -84,6 +84,12 @@ public:
     unsigned releases = 0;                   ///< rises to let hanging requests go
     std::map<unsigned, unsigned long> calls; ///< by request code
 
+    /// Has the sample clock wait for a host that is more than the patience late for what was due;
+    /// for how long. Without patience the host is on its own.
+    std::chrono::nanoseconds waitForHost(SampleClock::Instant due, SampleClock::Instant now);
+
+    std::optional<std::chrono::milliseconds> patience;
+    std::chrono::nanoseconds waited{}; ///< by the sample clock, for the host
     std::optional<SampleClock> clock;
     std::uint64_t clockBase = 0;    ///< position at the clock's start
     std::uint64_t nextPosition = 0; ///< of the next sample that is not scheduled

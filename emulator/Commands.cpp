@@ -195,6 +195,10 @@ std::string state(Bus&, Device& device, const Words&) {
     all.insert(all.end(), own.begin(), own.end());
     all.emplace_back("delivered", std::to_string(device.delivered));
     all.emplace_back("dropped", std::to_string(device.dropped));
+    all.emplace_back(
+        "waited-ms",
+        std::to_string(
+            std::chrono::duration_cast<std::chrono::milliseconds>(device.waited).count()));
     all.emplace_back("position", std::to_string(device.nextPosition));
     if (device.clock)
         all.emplace_back("clock-ns",

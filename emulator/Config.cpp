@@ -43,6 +43,13 @@ void readSpeed(Config& config, const std::string& text) {
     config.speed = *speed;
 }
 
+void readPatience(Config& config, const std::string& text) {
+    const auto milliseconds = number(text);
+    if (!milliseconds || *milliseconds < 0 || *milliseconds > 1e6)
+        throw std::runtime_error("not a number of milliseconds: " + text);
+    config.patience = std::chrono::milliseconds(static_cast<long>(*milliseconds));
+}
+
 std::uint32_t rateOf(const std::string& text) {
     const auto rate = number(text);
     if (!rate || *rate < 1000 || *rate > mostRate)
@@ -81,6 +88,7 @@ constexpr Variable variables[] = {
          config.recording = readRecording(path);
      }},
     {"FEEDLINE_EMULATOR_SPEED", readSpeed},
+    {"FEEDLINE_EMULATOR_PATIENCE", readPatience},
     {"FEEDLINE_EMULATOR_RATES_HF", readHfRates},
     {"FEEDLINE_EMULATOR_RATES_AIRSPY", readAirspyRates},
     {"FEEDLINE_EMULATOR_CONTROL",

@@ -7,7 +7,7 @@
 namespace feedline::emulator {
 
 /// Positions count from the clock's start. Every instant follows from that one start, so that
-/// nothing drifts, however late anybody looks.
+/// nothing drifts, however late anybody looks, unless it is told to wait.
 class SampleClock {
 public:
     using Instant = std::chrono::steady_clock::time_point;
@@ -27,6 +27,9 @@ public:
         const double seconds = std::chrono::duration<double>(now - start).count();
         return seconds > 0 ? static_cast<std::uint64_t>(seconds * rate) : 0;
     }
+
+    /// Moves everything to come: the clock has stood still for so long.
+    void postpone(std::chrono::nanoseconds by) { start += by; }
 
     /// When position 0 began.
     Instant begin() const { return start; }

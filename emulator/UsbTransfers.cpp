@@ -63,9 +63,12 @@ std::optional<Ready> takeFrom(libusb_device_handle& handle, Instant now) {
         ready.status = LIBUSB_TRANSFER_NO_DEVICE;
     else if (device.halted)
         ready.status = LIBUSB_TRANSFER_STALL;
-    else if (chosen->scheduled && !device.silent && chosen->due <= now)
+    else if (chosen->scheduled && !device.silent && chosen->due <= now) {
+        const auto waited = device.waitForHost(chosen->due, now);
+        for (Pending& later : queue)
+            later.due += waited;
         deliver(device, *chosen, ready);
-    else
+    } else
         return {};
     queue.erase(chosen);
     return ready;

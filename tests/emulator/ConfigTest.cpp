@@ -61,11 +61,18 @@ TEST(Config, SpeedIsAFactorOrMax) {
     EXPECT_EQ(readWith({{"FEEDLINE_EMULATOR_SPEED", "max"}}).config.speed, 0);
 }
 
+TEST(Config, WithoutPatienceTheClockNeverWaits) {
+    EXPECT_EQ(readWith({{"FEEDLINE_EMULATOR_PATIENCE", "8"}}).config.patience,
+              std::chrono::milliseconds(8));
+    EXPECT_EQ(readWith({}).config.patience, std::nullopt);
+}
+
 TEST(Config, WhatCannotBeUsedIsSaidInOneLineAndTheDefaultStands) {
     const std::map<std::string, std::string> bad{
         {"FEEDLINE_EMULATOR_DEVICES", "hf,radio"},   {"FEEDLINE_EMULATOR_SCENE", "/no/such/file"},
         {"FEEDLINE_EMULATOR_RECORDING", "/no/file"}, {"FEEDLINE_EMULATOR_SPEED", "0"},
-        {"FEEDLINE_EMULATOR_RATES_HF", "fast"},      {"FEEDLINE_EMULATOR_RATES_AIRSPY", "10"}};
+        {"FEEDLINE_EMULATOR_RATES_HF", "fast"},      {"FEEDLINE_EMULATOR_RATES_AIRSPY", "10"},
+        {"FEEDLINE_EMULATOR_PATIENCE", "-1"}};
     for (const auto& entry : bad) {
         const Read read = readWith({entry});
         ASSERT_EQ(read.complaints.size(), 1U) << entry.first;
@@ -74,6 +81,7 @@ TEST(Config, WhatCannotBeUsedIsSaidInOneLineAndTheDefaultStands) {
         EXPECT_EQ(read.config.speed, 1);
         EXPECT_EQ(read.config.hfRates.size(), 3U);
         EXPECT_EQ(read.config.airspyRates.size(), 2U);
+        EXPECT_FALSE(read.config.patience);
         EXPECT_FALSE(read.config.recording);
         EXPECT_FALSE(read.config.scene.signals.empty());
     }

@@ -24,3 +24,11 @@ TEST(SampleClock, WithoutARateEverythingIsDueAtOnce) {
     EXPECT_EQ(clock.due(1000000), start);
     EXPECT_EQ(clock.positionAt(start + 1h), 0U);
 }
+
+TEST(SampleClock, PostponedItGoesOnLaterAtTheSameRate) {
+    const SampleClock::Instant start{};
+    SampleClock clock(start, 768000);
+    clock.postpone(20ms);
+    EXPECT_EQ(clock.due(768000), start + 1020ms);
+    EXPECT_EQ(clock.positionAt(start + 1020ms), 768000U);
+}

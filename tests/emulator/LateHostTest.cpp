@@ -1,0 +1,87 @@
+// A host that comes late for its samples, by the USB library's own calls. Each test is a process of
+// its own.
+#include "EmulatorControl.h"
+
+#include <gtest/gtest.h>
+#include <libusb.h>
+
+#include <array>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+using namespace feedline::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr unsigned char receiverMode = 1; // request
+constexpr unsigned char samples = 0x81;   // endpoint
+constexpr int transferBytes = 8192;       // 2.7 ms
+constexpr auto late = 200ms;
+
+/// Keeps two transfers queued, like a library would sixteen.
+class LateHost : public testing::Test {
+protected:
+    void open() {
+        setenv("FEEDLINE_EMULATOR_CONTROL", socket.c_str(), 1);
+        ASSERT_EQ(libusb_init(&context), 0);
+        libusb_device** list = nullptr;
+        ASSERT_EQ(libusb_get_device_list(context, &list), 1);
+        ASSERT_EQ(libusb_open(list[0], &handle), 0);
+        ASSERT_EQ(libusb_claim_interface(handle, 0), 0);
+        ASSERT_GE(libusb_control_transfer(handle, 0x40, receiverMode, 1, 0, nullptr, 0, 500), 0);
+        for (std::size_t i = 0; i < transfers.size(); ++i) {
+            transfers[i] = libusb_alloc_transfer(0);
+            libusb_fill_bulk_transfer(transfers[i], handle, samples, buffers[i].data(),
+                                      transferBytes, queueAgain, &taken, 0);
+            ASSERT_EQ(libusb_submit_transfer(transfers[i]), 0);
+        }
+    }
+    void take(int count) {
+        while (taken < count) {
+            timeval atOnce{1, 0};
+            libusb_handle_events_timeout_completed(context, &atOnce, nullptr);
+        }
+    }
+    long long state(const char* name) { return EmulatorControl(socket).number("hf", name); }
+
+    void TearDown() override { std::filesystem::remove(socket); }
+
+private:
+    static void queueAgain(libusb_transfer* transfer) {
+        ++*static_cast<int*>(transfer->user_data);
+        libusb_submit_transfer(transfer);
+    }
+
+    const std::string socket =
+        std::filesystem::temp_directory_path() / ("late-host-" + std::to_string(getpid()));
+    libusb_context* context = nullptr;
+    libusb_device_handle* handle = nullptr;
+    std::array<libusb_transfer*, 2> transfers{};
+    std::array<std::vector<unsigned char>, 2> buffers{std::vector<unsigned char>(transferBytes),
+                                                      std::vector<unsigned char>(transferBytes)};
+    int taken = 0;
+};
+
+} // namespace
+
+TEST_F(LateHost, LosesWhatCameMeanwhile) {
+    open();
+    std::this_thread::sleep_for(late);
+    take(10);
+    EXPECT_GT(state("dropped"), 0);
+    EXPECT_EQ(state("waited-ms"), 0);
+}
+
+TEST_F(LateHost, IsWaitedForByAPatientClock) {
+    setenv("FEEDLINE_EMULATOR_PATIENCE", "0", 1);
+    open();
+    std::this_thread::sleep_for(late);
+    take(10);
+    EXPECT_EQ(state("dropped"), 0);
+    EXPECT_GE(state("waited-ms"), 190);
+}
