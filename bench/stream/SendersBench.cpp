@@ -4,6 +4,7 @@
 //
 // Prints one "name value" line a figure.
 
+#include "NoPlatform.h"
 #include "app/AppDelegate.h"
 #include "app/RunTimeState.h"
 #include "stream/DatagramSocket.h"
@@ -136,26 +137,6 @@ void ringBacklog(AppDelegate& delegate) {
     watcher.join();
 }
 
-class NoSettings : public SettingsStore {
-    std::int64_t integerForKey(const std::string&) const override { return 0; }
-    std::optional<std::string> stringForKey(const std::string&) const override { return {}; }
-    void setInteger(std::int64_t, const std::string&) override {}
-    void setString(const std::string&, const std::string&) override {}
-    void synchronize() override {}
-};
-class NoMainThread : public MainThread {
-    void perform(std::function<void()>) override {}
-    void performAfterDelay(std::chrono::milliseconds, std::function<void()>) override {}
-    void performRepeatedly(std::chrono::milliseconds, std::function<void()>) override {}
-    void addWillTerminateObserver(std::function<void()>) override {}
-};
-class NoAlert : public Alert {
-    void runModal(const std::string&, const std::string&) override {}
-};
-class NoActivity : public ActivitySource {
-    std::shared_ptr<void> beginActivity(std::uint64_t, const std::string&) override { return {}; }
-};
-
 } // namespace
 
 int main() {
@@ -168,11 +149,8 @@ int main() {
     Drain drain;
     udpAddress.assign("127.0.0.1");
     serverPortNumber = drain.port();
-    NoSettings settings;
-    NoMainThread mainThread;
-    NoAlert alert;
-    NoActivity activity;
-    AppDelegate delegate(Platform{settings, mainThread, alert, activity});
+    testing::NoPlatform nothing;
+    AppDelegate delegate(nothing.platform);
     if (!makeSampleRing())
         return 1;
 
