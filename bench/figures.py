@@ -5,6 +5,7 @@ emulated receiver, the client is feedline-probe or a small one of this file's ow
 """
 
 import argparse
+import collections
 import contextlib
 import json
 import os
@@ -180,6 +181,51 @@ def bench_start(build):
         figure(program + " median (max)", f"{statistics.median(times):.0f} ({max(times):.0f})")
 
 
+def owner_of(thread, library):
+    """Whose work a sample of the profiler belongs to."""
+    if library.startswith("libairspy"):
+        return "vendor library"
+    if library.startswith("feedline"):
+        return "ours"
+    if library.startswith("libusb"):
+        return "emulated receiver"
+    if library.startswith("[kernel"):
+        return "kernel for the sender's thread" if thread == "UDPThread" else "kernel for the other threads"
+    return "C library for the sender's thread" if thread == "UDPThread" else "C library for the other threads"
+
+
+def profile(running, sink, seconds):
+    """Shares of the process's time, by owner; None where there is no profiler."""
+    with tempfile.TemporaryDirectory() as folder:
+        data = folder + "/samples"
+        with contextlib.suppress(FileNotFoundError):
+            recorder = subprocess.Popen(
+                ["perf", "record", "-q", "-e", "cpu-clock", "-F", "4000", "-o", data, "-p", str(running.process.pid),
+                 "--", "sleep", str(seconds)], stderr=subprocess.DEVNULL)
+            take(sink, seconds + 1)
+            recorder.wait()
+            report = subprocess.run(
+                ["perf", "report", "-i", data, "--stdio", "--no-children", "-F", "sample,comm,dso", "-t", ";"],
+                capture_output=True, text=True).stdout
+            samples = collections.Counter()
+            for line in report.splitlines():
+                if not line.startswith("#") and line.count(";") == 2:
+                    count, thread, library = (part.strip() for part in line.split(";"))
+                    samples[owner_of(thread, library)] += int(count)
+            if samples:
+                return {owner: count / samples.total() for owner, count in samples.most_common()}
+    return None
+
+
+def idle_polling(running, seconds):
+    """Processor seconds a second of the HF+ sender while there is nothing to send."""
+    def spent():
+        return sum(used for (_, name), used in running.threads().items() if name == "UDPThread")
+    before = spent()
+    time.sleep(seconds)
+    return (spent() - before) / seconds
+
+
 def bench_server(build, seconds):
     print("\n# the whole server at real speed, processor time by thread, and resident memory")
     for receiver in ("hf", "airspy"):
@@ -188,12 +234,14 @@ def bench_server(build, seconds):
                 with running.connect() as client:
                     request(client, tune_message(TUNE[receiver]))
                     idle = running.status("VmRSS")
+                    polling = idle_polling(running, seconds)
                     request(client, RUN)
                     take(sink, 2)
                     before = running.threads()
                     arrivals = take(sink, seconds)
                     after = running.threads()
                     streaming = running.status("VmRSS")
+                    shares = profile(running, sink, seconds) if program == "feedlined" else None
                     request(client, STOP)
                 figure(f"{program} {receiver}: memory idle, streaming, MiB",
                        f"{idle / 1024:.1f}, {streaming / 1024:.1f}")
@@ -201,10 +249,16 @@ def bench_server(build, seconds):
                     continue
                 pairs = RATE[receiver] * seconds / 1e6
                 figure(f"{receiver}: datagrams over the rate's", f"{len(arrivals) * 256 / 1e6 / pairs:.4f}")
+                figure(f"{receiver}: the sender's polling, share of a core", f"{polling:.4f}")
                 for (_, name), spent in sorted(after.items(), key=lambda entry: -entry[1]):
                     used = spent - before.get((_, name), 0)
                     if used > 0.001:
                         figure(f"{receiver}: CPU s per million pairs, {name}", f"{used / pairs:.5f}")
+                for owner, share in (shares or {}).items():
+                    figure(f"{receiver}: share of {owner}", f"{share:.4f}")
+                if shares:
+                    figure(f"{receiver}: ours over the vendor library",
+                           f"{shares['ours'] / shares['vendor library']:.4f}")
 
 
 def bench_headroom(build, seconds):
