@@ -291,13 +291,15 @@ def bench_latency(build, seconds):
         for loaded in (False, True):
             load = subprocess.Popen(["nice", "-n", "5", sys.executable, "-c", "while True: pass"]) if loaded else None
             try:
-                with server(build, receiver) as running, udp_sink(running.port) as sink:
-                    with running.connect() as client:
-                        request(client, tune_message(TUNE[receiver]))
+                with server(build, receiver) as running, running.connect() as client:
+                    request(client, tune_message(TUNE[receiver]))
+                    with subprocess.Popen([build / "bench/stream/DatagramArrivals", str(running.port), str(seconds)],
+                                          stdout=subprocess.PIPE, text=True) as receiving:
+                        receiving.stdout.readline()  # It listens.
                         request(client, RUN)
-                        arrivals = take(sink, seconds)
-                        state = running.ask_emulator(f"state {receiver}")
-                        request(client, STOP)
+                        arrivals = [tuple(map(int, line.split())) for line in receiving.stdout]
+                    state = running.ask_emulator(f"state {receiver}")
+                    request(client, STOP)
                 begin = int(re.search(r"clock-ns=(\d+)", state)[1])
                 ages, number, last = [], 0, None
                 for at, low in arrivals:
