@@ -40,7 +40,10 @@ std::unique_ptr<Receiver> receiverFor(Kind kind, unsigned number, const Config& 
 void openForBusiness(Bus& bus, const Config& config) {
     for (const std::string& command : parts(config.faults, ';'))
         if (const std::string reply = execute(bus, command); !reply.starts_with("ok"))
-            complain("FEEDLINE_EMULATOR_FAULTS: " + command + ": " + reply);
+            complain(std::string("FEEDLINE_EMULATOR_FAULTS: ")
+                         .append(command)
+                         .append(": ")
+                         .append(reply));
     if (!config.controlPath.empty() && !listenForCommands(bus, config.controlPath))
         complain("FEEDLINE_EMULATOR_CONTROL: cannot listen on " + config.controlPath);
 }

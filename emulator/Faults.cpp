@@ -11,17 +11,13 @@ std::optional<Fault> Faults::strike(const std::string& point) {
     for (auto fault = waiting.begin(); fault != waiting.end();) {
         const bool here =
             fault->point == point || (fault->point == "request:*" && point.starts_with("request:"));
-        if (!here) {
-            ++fault;
-        } else if (fault->at > 1) {
+        const bool due = here && fault->at <= 1;
+        if (here && !due)
             --fault->at;
-            ++fault;
-        } else if (!struck) {
+        const bool strikes = due && !struck;
+        if (strikes)
             struck = *fault;
-            fault = fault->always ? fault + 1 : waiting.erase(fault);
-        } else {
-            ++fault;
-        }
+        fault = strikes && !fault->always ? waiting.erase(fault) : fault + 1;
     }
     return struck;
 }

@@ -7,6 +7,9 @@
 
 #include <cstring>
 
+// A definition of its own in every file that includes it is the point; and what looks like twice
+// the same value is how vectors are written that compare lane by lane.
+// NOLINTBEGIN(misc-definitions-in-headers,misc-redundant-expression)
 namespace feedline::emulator {
 namespace {
 
@@ -141,3 +144,5 @@ extern const Kernels FEEDLINE_KERNELS;
 const Kernels FEEDLINE_KERNELS{noise, carrier, shaped, phases, pairs, samples};
 
 } // namespace feedline::emulator
+
+// NOLINTEND(misc-definitions-in-headers,misc-redundant-expression)

@@ -48,9 +48,10 @@ Pairs readRaw(const std::string& path) {
 
 /// The half-sample interpolator: a windowed sinc between the pairs.
 constexpr int reach = 16;
+constexpr std::size_t tapCount = std::size_t{2} * reach;
 
-std::array<float, 2 * reach> halfSampleFilter() {
-    std::array<float, 2 * reach> taps{};
+std::array<float, tapCount> halfSampleFilter() {
+    std::array<float, tapCount> taps{};
     for (int i = 0; i < 2 * reach; ++i) {
         const double x = i - reach + 0.5;
         const double window = 0.5 + 0.5 * std::cos(std::numbers::pi * x / (reach + 0.5));
