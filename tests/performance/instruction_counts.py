@@ -1,3 +1,4 @@
+#!/usr/bin/env python3
 """Compares the instructions of the hot paths, counted by callgrind, with the recorded ones.
 
 Usage: instruction_counts.py PROGRAM RECORD [--write]. RECORD holds a line "path instructions" for each path;
