@@ -32,6 +32,7 @@ protected:
         libusb_device** list = nullptr;
         ASSERT_EQ(libusb_get_device_list(context, &list), 1);
         ASSERT_EQ(libusb_open(list[0], &handle), 0);
+        libusb_free_device_list(list, 1);
         ASSERT_EQ(libusb_claim_interface(handle, 0), 0);
         ASSERT_GE(libusb_control_transfer(handle, 0x40, receiverMode, 1, 0, nullptr, 0, 500), 0);
         for (std::size_t i = 0; i < transfers.size(); ++i) {
