@@ -140,15 +140,17 @@ std::optional<int> Bus::enter(Lock& lock, const libusb_device_handle& handle,
     return gone() ? std::optional<int>(LIBUSB_ERROR_NO_DEVICE) : std::nullopt;
 }
 
-std::chrono::nanoseconds Device::waitForHost(SampleClock::Instant due, SampleClock::Instant now) {
+void Device::waitForHost(std::deque<Pending>& queued, SampleClock::Instant due,
+                         SampleClock::Instant now) {
     if (!patience || !clock || now - due <= *patience)
-        return {};
+        return;
     clock->postpone(now - due);
     waited += now - due;
-    return now - due;
+    for (Pending& pending : queued)
+        pending.due += now - due;
 }
 
-void Bus::schedule(Device& device, Pending& pending) const {
+void Bus::schedule(Device& device, std::deque<Pending>& queued, Pending& pending) const {
     if (!device.receiver->streaming())
         return;
     const StreamSettings settings = device.streamSettings();
@@ -157,7 +159,7 @@ void Bus::schedule(Device& device, Pending& pending) const {
         device.clock.emplace(now, settings.view.rate * speed);
         device.clockBase = device.nextPosition;
     }
-    device.waitForHost(device.clock->due(device.nextPosition - device.clockBase), now);
+    device.waitForHost(queued, device.clock->due(device.nextPosition - device.clockBase), now);
     const std::uint64_t present = device.clockBase + device.clock->positionAt(now);
     if (present > device.nextPosition) {
         device.dropped += present - device.nextPosition;
@@ -177,7 +179,7 @@ void Bus::restartStream(const Lock&, Device& device) {
             if (handle->opened->device == &device)
                 for (Pending& pending : handle->queue) {
                     pending.scheduled = false;
-                    schedule(device, pending);
+                    schedule(device, handle->queue, pending);
                 }
     changed.notify_all();
 }

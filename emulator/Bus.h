@@ -84,9 +84,10 @@ public:
     unsigned releases = 0;                   ///< rises to let hanging requests go
     std::map<unsigned, unsigned long> calls; ///< by request code
 
-    /// Has the sample clock wait for a host that is more than the patience late for what was due;
-    /// for how long. Without patience the host is on its own.
-    std::chrono::nanoseconds waitForHost(SampleClock::Instant due, SampleClock::Instant now);
+    /// Has the sample clock, and with it what is `queued`, wait for a host that is more than the
+    /// patience late for what was due. Without patience the host is on its own.
+    void waitForHost(std::deque<Pending>& queued, SampleClock::Instant due,
+                     SampleClock::Instant now);
 
     std::optional<std::chrono::milliseconds> patience;
     std::chrono::nanoseconds waited{}; ///< by the sample clock, for the host
@@ -118,7 +119,7 @@ public:
     /// Gives every queued transfer of the device a new place on a clock that starts now.
     void restartStream(const Lock& lock, Device& device);
     /// Gives a transfer its place in the stream. A host that comes too late has lost samples.
-    void schedule(Device& device, Pending& pending) const;
+    void schedule(Device& device, std::deque<Pending>& queued, Pending& pending) const;
 
     std::mutex mutex;
     std::condition_variable changed;

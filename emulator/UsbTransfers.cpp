@@ -64,9 +64,7 @@ std::optional<Ready> takeFrom(libusb_device_handle& handle, Instant now) {
     else if (device.halted)
         ready.status = LIBUSB_TRANSFER_STALL;
     else if (chosen->scheduled && !device.silent && chosen->due <= now) {
-        const auto waited = device.waitForHost(chosen->due, now);
-        for (Pending& later : queue)
-            later.due += waited;
+        device.waitForHost(queue, chosen->due, now);
         deliver(device, *chosen, ready);
     } else
         return {};
@@ -177,7 +175,7 @@ FEEDLINE_EXPORTED int libusb_submit_transfer(libusb_transfer* transfer) {
     std::erase_if(handle.queue, [&](const Pending& p) { return p.transfer == transfer; });
     Pending pending;
     pending.transfer = transfer;
-    bus.schedule(*handle.opened->device, pending);
+    bus.schedule(*handle.opened->device, handle.queue, pending);
     handle.queue.push_back(pending);
     bus.changed.notify_all();
     return 0;
