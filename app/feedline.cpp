@@ -7,17 +7,20 @@
 #include <QApplication>
 
 #include <cstdio>
+#include <string>
 #include <unistd.h>
 
 namespace {
 
 /// The toolkit ends a program that cannot reach a display as one that has crashed.
 void explainMissingDisplay(QtMsgType type, const QMessageLogContext& /*place*/,
-                           const QString& /*text*/) {
+                           const QString& text) {
     if (type != QtFatalMsg)
         return;
-    std::fputs("feedline: no display to show the window on (feedlined serves without one)\n",
-               stderr);
+    const std::string reason = text.left(text.indexOf('\n')).toStdString();
+    std::fprintf(stderr,
+                 "feedline: no display to show the window on (feedlined serves without one): %s\n",
+                 reason.c_str());
     _exit(1);
 }
 

@@ -88,6 +88,17 @@ TEST_F(ProgramLife, APortInUseIsSaidAndEndsNothing) {
     EXPECT_EQ(server.savedSettings(), (Settings{port, noReceiver, "127.0.0.1"}));
 }
 
+TEST_F(ProgramLife, WithoutADisplayTheWindowIsRefusedInALine) {
+    auto start = launch(noReceiver, "none", Program::FEEDLINE);
+    start.environment["QT_QPA_PLATFORM"] = "nowhere";
+    ServerProcess server(start);
+    EXPECT_EQ(server.waitForExit(), 1);
+    EXPECT_THAT(server.log.text(),
+                ::testing::MatchesRegex("feedline: no display to show the window "
+                                        "on .*: .+\n"));
+    EXPECT_EQ(server.savedSettings(), (Settings{port, noReceiver, "127.0.0.1"}));
+}
+
 // feedline's alert is a modal box, and nobody is there to press its button.
 TEST_F(ProgramLife, SignalsEndTheWindowUnderAnAlert) {
     for (const int signal : {SIGTERM, SIGINT}) {

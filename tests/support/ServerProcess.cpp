@@ -162,7 +162,10 @@ std::vector<std::string> ServerProcess::environment(const Launch& launch) const 
     const char* excused = launch.vendorsThreadsExcused
                               ? ":report_thread_leaks=0:ignore_noninstrumented_modules=1"
                               : "";
-    std::vector<std::string> result{
+    std::vector<std::string> result; // The first of two of the same name counts.
+    for (const auto& [variable, value] : launch.environment)
+        result.emplace_back(variable).append("=").append(value);
+    const std::vector<std::string> own{
         "PATH=/usr/bin:/bin",
         "LANG=C.UTF-8",
         "HOME=" + folder().string(),
@@ -176,8 +179,7 @@ std::vector<std::string> ServerProcess::environment(const Launch& launch) const 
         sanitizerOptions("UBSAN_OPTIONS", "halt_on_error=1:print_stacktrace=1:exitcode=99"),
         sanitizerOptions("TSAN_OPTIONS", std::string("halt_on_error=1:exitcode=99") + excused),
     };
-    for (const auto& [variable, value] : launch.environment)
-        result.emplace_back(variable).append("=").append(value);
+    result.insert(result.end(), own.begin(), own.end());
     return result;
 }
 
