@@ -37,8 +37,13 @@ struct Attached {
     ScratchFolder folder;
     OffscreenApplication application;
     RecordingActivities activities;
-    WindowedServer& server = *new WindowedServer(activities);
+    WindowedServer server{activities};
     std::unique_ptr<test::EmulatorControl> emulator;
+
+    static const Attached& make(std::int32_t type) {
+        static const Attached& attached = *new Attached(type);
+        return attached;
+    }
 
     explicit Attached(std::int32_t type) {
         const std::string socket = (folder.path() / "emulator").string();
@@ -86,7 +91,7 @@ class WindowGain : public ::testing::TestWithParam<OneControl> {};
 
 TEST_P(WindowGain, ChangesItsOwnSettingAlone) {
     const OneControl& control = GetParam();
-    const Attached attached(DEVICE_AIRSPY);
+    const Attached& attached = Attached::make(DEVICE_AIRSPY);
     (attached.*control.move)(control.name);
     EXPECT_EQ(attached.requests(), control.requests);
     EXPECT_EQ(attached.state(control.setting), "1");
@@ -121,29 +126,28 @@ INSTANTIATE_TEST_SUITE_P(Controls, WindowGain,
                                                       "changedGain 0 0 0 0 1 0 0"}),
                          [](const auto& control) { return control.param.name; });
 
-TEST(WindowGains, APresetSwitchesBothAgcsOffInTheReceiverWhileTheirButtonsStay) {
-    for (const char* preset : {"linearitySlider", "sensitivitySlider"}) {
-        SCOPED_TRACE(preset);
-        static Attached attached(DEVICE_AIRSPY);
-        for (const char* agc : {"lnaAgcButton", "mixerAgcButton"})
-            if (!attached.box(agc).isChecked())
-                attached.click(agc);
-            else { // Off in the receiver since the last preset: off here as well, and on again.
-                attached.click(agc);
-                attached.click(agc);
-            }
-        ASSERT_EQ(attached.state("lna-agc") + attached.state("mixer-agc"), "11");
-        attached.emulator->tell("forget airspy");
-        attached.stepUp(preset);
-        EXPECT_THAT(attached.requests(), ElementsAre(1, 1, 1, 1, 1));
-        EXPECT_EQ(attached.state("lna-agc") + attached.state("mixer-agc"), "00");
-        EXPECT_TRUE(attached.box("lnaAgcButton").isChecked());
-    }
+class WindowPreset : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(WindowPreset, SwitchesBothAgcsOffInTheReceiverWhileTheirButtonsStay) {
+    const Attached& attached = Attached::make(DEVICE_AIRSPY);
+    for (const char* agc : {"lnaAgcButton", "mixerAgcButton"})
+        attached.click(agc);
+    ASSERT_EQ(attached.state("lna-agc") + attached.state("mixer-agc"), "11");
+    attached.emulator->tell("forget airspy");
+    attached.stepUp(GetParam());
+    EXPECT_THAT(attached.requests(), ElementsAre(1, 1, 1, 1, 1));
+    EXPECT_EQ(attached.state("lna-agc") + attached.state("mixer-agc"), "00");
+    for (const char* agc : {"lnaAgcButton", "mixerAgcButton"})
+        EXPECT_TRUE(attached.box(agc).isChecked()) << agc;
 }
 
+INSTANTIATE_TEST_SUITE_P(Presets, WindowPreset,
+                         ::testing::Values("linearitySlider", "sensitivitySlider"));
+
 TEST(WindowGains, WithTheHfSelectedNothingIsSentOrLogged) {
-    Attached attached(DEVICE_AIRSPYHF);
+    const Attached& attached = Attached::make(DEVICE_AIRSPYHF);
     attached.click("lnaAgcButton");
+    attached.click("mixerAgcButton");
     for (const char* slider : {"lnaGainSlider", "mixerGainSlider", "vgaGainSlider",
                                "linearitySlider", "sensitivitySlider"})
         attached.stepUp(slider);

@@ -20,7 +20,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <functional>
 #include <memory>
+#include <ostream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -67,6 +69,8 @@ public:
         if (!QTest::qWaitForWindowExposed(server.window.get()))
             throw std::runtime_error("no window");
     }
+
+    const std::string& emulatorSocket() const { return environment_.emulator; }
 
     std::string line(const char* name) const {
         return control<QWidget>(name).findChild<QLabel*>()->text().toStdString();
@@ -135,7 +139,6 @@ public:
     LocalPort port;
     std::vector<std::string> alerts;
     WindowedServer server{activities_};
-    const std::string emulator = environment_.emulator;
 
 private:
     Desktop(std::int64_t type, const char* devices) : environment_(devices) {
@@ -146,6 +149,7 @@ private:
     }
 };
 
+const auto takenTwice = ElementsAre("Could not open AirSpyHF+|", "Could not open AirSpyHF+|");
 constexpr auto acceptLine = "TCPThread Waiting for incoming connections...\n";
 
 // Status
@@ -191,6 +195,9 @@ TEST(WindowServer, ShowsAPortThatAnotherProgramHas) {
     desktop.pressRestart(); // There is no server thread that it could wake.
     EXPECT_TRUE(desktop.showsStatus(waitingText));
     EXPECT_FALSE(listening(desktop.port.port()));
+    EXPECT_EQ(countOf(logged("SetUpTcpServerAfterDelay")), 0);
+    EXPECT_EQ(countOf(logged("SetUpTcpServer")), 1);
+    EXPECT_THAT(desktop.alerts, takenTwice);
 }
 
 // Restart
@@ -217,6 +224,7 @@ TEST(WindowServer, RestartBringsAServerBackThatServedAClient) {
 
 TEST(WindowServer, RestartEndsAServerThatWaitedForAClient) {
     auto& desktop = Desktop::make(DEVICE_AIRSPY, "airspy");
+    desktop.answerAlerts();
     desktop.launch();
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
     desktop.pressRestart();
@@ -257,8 +265,14 @@ TEST(WindowServer, AnEditedAddressWaitsForTheNextStart) {
     desktop.launch();
     EXPECT_TRUE(desktop.shows("serverCenterFrequency", "Center Frequency: 1600.000 kHz"));
     desktop.retype("udpAddr", "192.168.1.20");
-    desktop.pressRestart();
-    EXPECT_EQ(udpAddress.str(), "127.0.0.1");
+    {
+        const ControlConnection client(desktop.port.port());
+        EXPECT_TRUE(desktop.showsStatus(connectedText));
+        desktop.pressRestart();
+        EXPECT_THAT(desktop.alerts, takenTwice);
+    }
+    ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 2; }));
+    EXPECT_EQ(udpAddress.str(), "127.0.0.1") << "taken at a Restart or a new set-up";
     EXPECT_EQ(desktop.close(), (Settings{desktop.port.port(), DEVICE_AIRSPYHF, "192.168.1.20"}));
 }
 
@@ -285,16 +299,35 @@ TEST(WindowServer, AMissingReceiverHoldsLaunchUntilTheAlertIsDismissed) {
     EXPECT_EQ(desktop.close(), (Settings{desktop.port.port(), DEVICE_AIRSPYHF, "127.0.0.1"}));
 }
 
-TEST(WindowServer, AReceiverThatAnotherProgramHasIsToldTwice) {
-    setenv("FEEDLINE_EMULATOR_FAULTS", "claim hf", 1);
+struct Refusal {
+    const char* name;
+    const char* faults;
+    std::vector<std::string> alerts;
+};
+
+void PrintTo(const Refusal& refusal, std::ostream* stream) {
+    *stream << refusal.name;
+}
+
+class WindowLaunch : public ::testing::TestWithParam<Refusal> {};
+
+TEST_P(WindowLaunch, TellsWhatTheReceiverRefusedAndServesNobody) {
+    setenv("FEEDLINE_EMULATOR_FAULTS", GetParam().faults, 1);
     auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
     desktop.answerAlerts();
     desktop.launch();
     ASSERT_TRUE(comes([] { return countOf(logged("So long, app nap")) == 1; }));
-    EXPECT_THAT(desktop.alerts,
-                ElementsAre("Could not open AirSpyHF+|", "Could not open AirSpyHF+|"));
+    EXPECT_EQ(desktop.alerts, GetParam().alerts);
     EXPECT_FALSE(listening(desktop.port.port()));
 }
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, WindowLaunch,
+    ::testing::Values(
+        Refusal{"Opening", "claim hf", {"Could not open AirSpyHF+|", "Could not open AirSpyHF+|"}},
+        Refusal{"Rate", "fail hf request:4 io", {"Could not set AirSpyHF+ sample rate|"}},
+        Refusal{"Tuning", "fail hf request:2 2 at 2", {"AirSpyHF+ set frequency fail|"}}),
+    [](const auto& refusal) { return refusal.param.name; });
 
 TEST(WindowServer, ARefusedFrequencyHoldsTheClientWhileTheStatusGoesOn) {
     auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
@@ -308,7 +341,8 @@ TEST(WindowServer, ARefusedFrequencyHoldsTheClientWhileTheStatusGoesOn) {
         shownMeanwhile = desktop.shows("serverCenterFrequency", "Center Frequency: 7100.000 kHz");
         answeredMeanwhile = client.readable(std::chrono::milliseconds(0));
     });
-    test::EmulatorControl(desktop.emulator).tell("fail hf request:2 2"); // Half a request is done.
+    test::EmulatorControl(desktop.emulatorSocket())
+        .tell("fail hf request:2 2"); // Half a request is done.
     client.send(setFrequency(7100000));
     ASSERT_TRUE(comes([&] { return client.readable(std::chrono::milliseconds(0)); }));
     EXPECT_EQ(client.receive(), echoOfFrequency(7100000));
