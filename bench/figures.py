@@ -261,7 +261,7 @@ def bench_server(build, seconds):
                     figure(f"{receiver}: share of {owner}", f"{share:.4f}")
                 if shares:
                     figure(f"{receiver}: ours on its thread over the vendor library",
-                           f"{shares[CALLBACK] / shares['vendor library']:.4f}")
+                           f"{shares.get(CALLBACK, 0) / shares['vendor library']:.4f}")
 
 
 def bench_headroom(build, seconds):
@@ -298,7 +298,8 @@ def bench_latency(build, seconds):
                     request(client, tune_message(TUNE[receiver]))
                     with subprocess.Popen([build / "bench/stream/DatagramArrivals", str(running.port), str(seconds)],
                                           stdout=subprocess.PIPE, text=True) as receiving:
-                        receiving.stdout.readline()  # It listens.
+                        if receiving.stdout.readline() != "ready\n":
+                            sys.exit("the client of the latency figures could not listen")
                         request(client, RUN)
                         arrivals = [tuple(map(int, line.split())) for line in receiving.stdout]
                     state = running.ask_emulator(f"state {receiver}")

@@ -175,7 +175,7 @@ private:
     }
 
     std::size_t filling_ = 8200;
-    NoSettings settings_;
+    testing::NoSettings settings_;
     FuzzedServer server_;
     ControlStreamModel model_;
 };

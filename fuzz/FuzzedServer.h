@@ -4,6 +4,7 @@
 // the kernel.
 #pragma once
 
+#include "NoPlatform.h"
 #include "app/AppDelegate.h"
 
 #include <array>
@@ -85,41 +86,11 @@ public:
     std::int32_t intValue() const override { return 0; }
 };
 
-/// Runs nothing: no thread, no timer and no task matters to what is fuzzed here.
-class IdleMainThread : public MainThread {
-public:
-    void perform(std::function<void()> /*task*/) override {}
-    void performAfterDelay(std::chrono::milliseconds /*delay*/,
-                           std::function<void()> /*task*/) override {}
-    void performRepeatedly(std::chrono::milliseconds /*interval*/,
-                           std::function<void()> /*task*/) override {}
-    void addWillTerminateObserver(std::function<void()> /*handler*/) override {}
-};
-
 /// While an alert is up the user may choose another receiver.
 class TracedAlert : public Alert {
 public:
     void runModal(const std::string& message, const std::string& information) override;
     std::function<void()> whileUp;
-};
-
-class NoActivities : public ActivitySource {
-public:
-    std::shared_ptr<void> beginActivity(std::uint64_t /*options*/,
-                                        const std::string& /*reason*/) override {
-        return nullptr;
-    }
-};
-
-class NoSettings : public SettingsStore {
-public:
-    std::int64_t integerForKey(const std::string& /*key*/) const override { return 0; }
-    std::optional<std::string> stringForKey(const std::string& /*key*/) const override {
-        return std::nullopt;
-    }
-    void setInteger(std::int64_t /*value*/, const std::string& /*key*/) override {}
-    void setString(const std::string& /*value*/, const std::string& /*key*/) override {}
-    void synchronize() override {}
 };
 
 /// A controller with its outlets, over freshly reset state.
@@ -129,9 +100,9 @@ struct FuzzedServer {
     HeldField serverPort, status, udpAddr;
     HeldPopUp devicePopup;
     HeldValue gain;
-    IdleMainThread mainThread;
+    testing::NoMainThread mainThread; ///< no task and no timer matters to what is fuzzed here
     TracedAlert alert;
-    NoActivities activities;
+    testing::NoActivity activities;
     AppDelegate delegate;
 };
 
