@@ -61,24 +61,23 @@ picture() {
     echo "$images/window-$1.png"
 }
 
+# Each state: picture's NAME [VARIABLE=VALUE...].
 idle() {
-    local name=$1
-    shift
-    start feedline "$@"
+    start feedline "${@:2}"
     program=$!
     wait_for "Waiting for incoming" "$scratch/feedline.out"
-    picture "$name"
+    picture "$1"
     stop "$program"
 }
 
 serving() {
-    start feedline
+    start feedline "${@:2}"
     program=$!
     wait_for "Waiting for incoming" "$scratch/feedline.out"
     exec 4<>/dev/tcp/127.0.0.1/50000
     printf '\x0a\x00\x20\x00\x00\x60\x56\x6c\x00\x00' >&4 # tune to 7.1 MHz
     printf '\x08\x00\x18\x00\x80\x02\x00\x00' >&4         # run
-    picture serving
+    picture "$1"
     exec 4<&- 4>&-
     stop "$program"
 }
@@ -88,28 +87,27 @@ failed() {
     start feedlined
     bystander=$!
     wait_for "Waiting for incoming" "$scratch/feedlined.out"
-    address=somewhere start feedline "$@"
+    address=somewhere start feedline "${@:2}"
     program=$!
     wait_for "bind failed" "$scratch/feedline.out"
-    picture failed
+    picture "$1"
     stop "$program" "$bystander"
 }
 
 alert() {
-    devices=none start feedline
+    devices=none start feedline "${@:2}"
     program=$!
     wait_for "n 0" "$scratch/feedline.log"
-    picture alert
+    picture "$1"
     stop "$program"
 }
 
 mkdir -p "$images"
 start_display
 dark=(QT_QPA_PLATFORMTHEME=gtk3 GTK_THEME=Adwaita:dark)
-idle light
-idle light-2x QT_SCALE_FACTOR=2
-idle dark "${dark[@]}"
-idle dark-2x "${dark[@]}" QT_SCALE_FACTOR=2
-serving
-failed "${dark[@]}"
-alert
+for state in idle serving failed alert; do
+    "$state" "$state-light"
+    "$state" "$state-light-2x" QT_SCALE_FACTOR=2
+    "$state" "$state-dark" "${dark[@]}"
+    "$state" "$state-dark-2x" "${dark[@]}" QT_SCALE_FACTOR=2
+done

@@ -163,8 +163,9 @@ struct Kind {
     int type;
     const char* device;
     std::uint32_t centre;
-    const char* error;   ///< of a refused start or stop
-    const char* tuning;  ///< the log line of a refused tuning
+    const char* error;  ///< of a refused start or stop
+    const char* tuning; ///< the log line of a refused tuning
+    const char* tuningRequest;
     const char* refused; ///< the fault that refuses a tuning
     const char* alert;
 };
@@ -177,6 +178,7 @@ const Kind hfKind{HF,
                   hfCentre,
                   "airspyhf_start err -1  ",
                   "airspyhf_set_freq err -1  ",
+                  "request:2",
                   "fail hf request:2 2",
                   "ALERT: AirSpyHF+ set frequency fail"};
 const Kind airspyKind{AIRSPY,
@@ -184,6 +186,7 @@ const Kind airspyKind{AIRSPY,
                       airspyCentre,
                       "airspyhf_start err -1000  ",
                       "airspy_set_freq err -1000  ",
+                      "request:13",
                       "fail airspy request:13 io",
                       "ALERT: AirSpy set frequency fail"};
 
@@ -288,6 +291,37 @@ TEST_P(ReceiverFault, PulledOutAndEndedAtOnce) {
     ASSERT_TRUE(waitForMore());
     command("unplug");
     expectGoodEnd(server, "just pulled out");
+}
+
+// The start waits for the receiver's answer when it goes.
+TEST_P(ReceiverFault, PulledOutWhileStarting) {
+    ControlConnection client(server.port());
+    expectAnswers(client, idle);
+    command("forget");
+    command("hang", "request:1");
+    ASSERT_TRUE(client.send(setState(2)));
+    server.receiver.until([&] { return server.receiver.calls(device, 1) == 1; }, "the request");
+    command("unplug");
+    EXPECT_EQ(client.receive(), setState(2));
+    EXPECT_EQ(tail(server.process, 1).front(), kind.error);
+    expectAnswers(client, running);
+    EXPECT_EQ(client.ask(setState(1)), setState(1));
+    expectAnswers(client, idle);
+    expectGoodEnd(server, "pulled out while starting");
+}
+
+TEST_P(ReceiverFault, ARequestOfTenSecondsHoldsItsClientAndNothingElse) {
+    ControlConnection client(server.port());
+    run(client, kind.centre);
+    ASSERT_TRUE(waitForMore());
+    command("delay", std::string(kind.tuningRequest) + " 10000");
+    const std::uint32_t elsewhere = kind.centre + 1000000;
+    ASSERT_TRUE(client.send(setFrequency(elsewhere)));
+    EXPECT_FALSE(client.readable(1s));
+    EXPECT_TRUE(waitForMore()) << "the stream stood still";
+    EXPECT_EQ(client.receive(), echoOfFrequency(elsewhere));
+    EXPECT_EQ(server.datagrams.counts().gaps, 0U);
+    expectGoodEnd(server, "after a slow request");
 }
 
 // The moment between the stop's first step and its last.

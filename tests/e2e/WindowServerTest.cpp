@@ -237,6 +237,35 @@ TEST(WindowServer, RestartEndsAServerThatWaitedForAClient) {
     EXPECT_THAT(desktop.alerts, IsEmpty());
 }
 
+// The receiver misbehaves
+
+TEST(WindowServer, StaysAliveWhileTheReceiverIsPulledOutAndWhileARequestHangs) {
+    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
+    desktop.launch();
+    ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
+    const ControlConnection client(desktop.port.port());
+    EXPECT_TRUE(desktop.showsStatus(connectedText));
+    test::EmulatorControl emulator(desktop.emulatorSocket());
+    emulator.tell("forget hf");
+    emulator.tell("hang hf request:2");
+    client.send(setFrequency(7100000));
+    emulator.until([&] { return emulator.calls("hf", 2) == 1; }, "the request");
+    desktop.server.window->status.serverRunning.setStringValue("");
+    EXPECT_TRUE(desktop.shows("serverRunning", "AirSpyHF+ IDLE")) << "no tick meanwhile";
+    EXPECT_FALSE(client.readable(std::chrono::milliseconds(0)));
+    desktop.retype("udpAddr", "192.168.1.20");
+    EXPECT_EQ(desktop.server.window->receiver.udpAddr.stringValue(), "192.168.1.20");
+    desktop.answerAlerts();
+    emulator.tell("unplug hf"); // Which also ends the request; the library takes it for done.
+    ASSERT_TRUE(comes([&] { return client.readable(std::chrono::milliseconds(0)); }));
+    EXPECT_EQ(client.receive(), echoOfFrequency(7100000));
+    EXPECT_THAT(desktop.alerts, IsEmpty());
+    EXPECT_TRUE(desktop.shows("serverCenterFrequency", "Center Frequency: 7100.000 kHz"));
+    client.ask(setState(2)); // Refused, and shown as asked for.
+    EXPECT_TRUE(desktop.shows("serverRunning", "AirSpyHF+ RUNNING"));
+    EXPECT_EQ(desktop.close(), (Settings{desktop.port.port(), DEVICE_AIRSPYHF, "192.168.1.20"}));
+}
+
 // Edits
 
 TEST(WindowServer, AnEditedPortIsTheNextServersAndTheNextStarts) {
