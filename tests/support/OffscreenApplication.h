@@ -13,7 +13,9 @@ public:
     OffscreenApplication& operator=(const OffscreenApplication&) = delete;
 
 private:
-    bool chosen_ = qputenv("QT_QPA_PLATFORM", "offscreen"); ///< before the application asks for it
+    /// Before the application asks for it. Whoever names another one sees the windows there.
+    bool chosen_ =
+        qEnvironmentVariableIsSet("QT_QPA_PLATFORM") || qputenv("QT_QPA_PLATFORM", "offscreen");
     int count_ = 1;
     char name_[5] = "test";
     char* arguments_[2] = {name_, nullptr};
