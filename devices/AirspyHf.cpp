@@ -85,6 +85,7 @@ std::int32_t AppDelegate::startAirSpyHF() {
     isStreaming = 1; // Says what was asked for, not what became of it.
     if (!makeSampleRing())
         return -100;
+    populateSampleRing();
     const int r = vendor::airspyhfStart(hfDevice, airspyHfSampleCallback);
     logLine("airspyhf_start err %d  ", r);
     return r != 0 ? -100 : 0;

@@ -18,11 +18,16 @@ bool makeSampleRing() {
         logLine("sample ring of %zu bytes could not be made: %s", ringBytes, std::strerror(errno));
         return false;
     }
-    std::memset(mapping, 0, ringBytes);
     ringWriteIndex = 0;
     ringReadIndex = 0;
     sampleRing = static_cast<std::int16_t*>(mapping);
     return true;
+}
+
+void populateSampleRing() {
+    if (::madvise(sampleRing, ringBytes, MADV_POPULATE_WRITE) != 0)
+        logLine("sample ring of %zu bytes could not be put in memory: %s", ringBytes,
+                std::strerror(errno));
 }
 
 } // namespace feedline

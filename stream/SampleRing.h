@@ -7,26 +7,21 @@
 // start.
 //
 // Who may do what
-//   makeSampleRing    TCP thread, before the receiver is started.
-//   storeEntry        libairspyhf's thread. A receiver that recovers from a USB error can leave two
-//   such threads
-//                     running at once: the samples are then a mixture, but no index leaves its
-//                     range.
-//   copySlice         UDP thread; at most one runs at a time.
+//   makeSampleRing, populateSampleRing: TCP thread, before the receiver is started.
+//   storeEntry: libairspyhf's thread. A receiver that recovers from a USB error can leave two such
+//   threads running at once: the samples are then a mixture, but no index leaves its range.
+//   copySlice: UDP thread; at most one runs at a time.
 //
 // Invariants
 //   1. 0 <= ringWriteIndex < ringEntries, and even. Only the writer stores it, with release order,
-//   after the pair
-//      that it covers; the reader loads it with acquire order before it copies.
+//      after the pair that it covers; the reader loads it with acquire order before it copies.
 //   2. 0 <= ringReadIndex < ringEntries, and a multiple of sliceEntries, which divides ringEntries:
-//   a slice never
-//      crosses the end. Only the reader uses it, so nothing needs publishing through it.
+//      a slice never crosses the end. Only the reader uses it, so nothing needs publishing through
+//      it.
 //   3. Equal indices mean empty. There is no full: the writer never waits and never looks at the
-//   read index, so a
-//      reader that falls a whole ring behind loses that ring's content unnoticed.
+//      read index, so a reader that falls a whole ring behind loses that ring's content unnoticed.
 //   4. Entries are read and written by atomic accesses without order, since the writer may lap the
-//   reader: a slice
-//      may then be a mixture, but the access is always defined.
+//      reader: a slice may then be a mixture, but the access is always defined.
 #pragma once
 
 #include "stream/DataDatagram.h"
@@ -41,10 +36,14 @@ constexpr std::size_t ringBytes = ringEntries * sizeof(std::int16_t);
 constexpr std::int32_t sliceEntries = datagram::entries; ///< entries a datagram carries
 static_assert(ringEntries % sliceEntries == 0);
 
-/// Makes the ring unless it exists, with every page touched so that the receiver's callback never
-/// takes a page fault, and both indices 0. False, after one log line, when the system has no memory
-/// for it.
+/// Makes the ring unless it exists, and both indices 0. It has an address then, but takes no memory
+/// until it is populated or written. False, after one log line, when the system has none for it.
 bool makeSampleRing();
+
+/// Puts every page of the ring, which exists, in memory, so that the HF+ callback never takes a
+/// page fault. Content and indices stay as they are, also while samples arrive. Where it cannot,
+/// one log line tells; the pages then come as they are written.
+void populateSampleRing();
 
 /// The entry after the pair at `index`, which is even.
 constexpr std::int32_t nextPair(std::int32_t index) {

@@ -29,8 +29,16 @@ std::vector<airspyhf_complex_float_t> block() {
     return pairs;
 }
 
+bool ringReady() {
+    if (!makeSampleRing())
+        return false;
+    populateSampleRing();
+    return true;
+}
+
 void callback(benchmark::State& state) {
-    makeSampleRing();
+    if (!ringReady())
+        return state.SkipWithError("no memory for the ring");
     std::vector<airspyhf_complex_float_t> samples = block();
     airspyhf_transfer_t transfer{};
     transfer.samples = samples.data();
@@ -58,7 +66,8 @@ void convertFour(const float* from, std::int16_t* to) {
 }
 
 void vectorised(benchmark::State& state) {
-    makeSampleRing();
+    if (!ringReady())
+        return state.SkipWithError("no memory for the ring");
     const std::vector<airspyhf_complex_float_t> samples = block();
     const auto* from = &samples[0].re;
     std::int32_t w = 0;

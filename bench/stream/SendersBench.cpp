@@ -153,6 +153,7 @@ int main() {
     AppDelegate delegate(nothing.platform);
     if (!makeSampleRing())
         return 1;
+    populateSampleRing();
 
     Cost bare;
     Cost ring;

@@ -1,5 +1,6 @@
 #include "DeviceTest.h"
 #include "FailingMapping.h"
+#include "RingMemory.h"
 #include "stream/SampleCallbacks.h"
 
 namespace feedline::testing {
@@ -191,14 +192,24 @@ TEST_F(AirspyHf, StartMakesTheRingAndStartsTheStream) {
     EXPECT_EQ(ringReadIndex, 0);
 }
 
-TEST_F(AirspyHf, IsStreamingAndTheRingAreThereBeforeTheLibraryIsAsked) {
+TEST_F(AirspyHf, IsStreamingAndTheWholeRingAreThereBeforeTheLibraryIsAsked) {
     open();
     bool asked = false;
     vendors().onCall = [&](const std::string& call) {
-        asked = call == "airspyhf_start" && isStreaming == 1 && sampleRing != nullptr;
+        asked = call == "airspyhf_start" && isStreaming == 1 && sampleRing != nullptr &&
+                ringPagesInMemory() == ringPages();
     };
     delegate.startAirSpyHF();
     EXPECT_TRUE(asked);
+}
+
+TEST_F(AirspyHf, StartPutsARingInMemoryThatAnAirspyLeftUntouched) {
+    open();
+    ASSERT_TRUE(makeSampleRing());
+    ringWriteIndex = 512;
+    EXPECT_EQ(delegate.startAirSpyHF(), 0);
+    EXPECT_EQ(ringPagesInMemory(), ringPages());
+    EXPECT_EQ(ringWriteIndex, 512);
 }
 
 TEST_F(AirspyHf, StartAfterAStopReusesTheRingAndKeepsItsIndices) {

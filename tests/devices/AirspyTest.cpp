@@ -1,5 +1,6 @@
 #include "DeviceTest.h"
 #include "FailingMapping.h"
+#include "RingMemory.h"
 #include "stream/SampleCallbacks.h"
 
 namespace feedline::testing {
@@ -190,6 +191,7 @@ TEST_F(Airspy, StartMakesTheRingItNeverUsesAndStartsTheStream) {
     EXPECT_EQ(isStreaming, 1);
     EXPECT_NE(sampleRing, nullptr);
     EXPECT_EQ(ringsMapped, 1);
+    EXPECT_EQ(ringPagesInMemory(), 0U); // This receiver never writes there.
     EXPECT_EQ(ringWriteIndex, 0);
     EXPECT_EQ(ringReadIndex, 0);
 }

@@ -2,6 +2,7 @@
 
 #include "MemoryPlatform.h"
 #include "RecordingLog.h"
+#include "RingMemory.h"
 #include "app/RunTimeState.h"
 
 #include <gmock/gmock.h>
@@ -18,6 +19,7 @@
 namespace {
 int mappingsAskedFor = 0;
 bool refuseMappings = false;
+bool refuseMemory = false;
 } // namespace
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker gives these names.
@@ -32,6 +34,14 @@ extern "C" void* __wrap_mmap(void* at, size_t length, int protection, int flags,
         return __real_mmap(at, length, protection, flags, descriptor, offset);
     errno = ENOMEM;
     return MAP_FAILED;
+}
+
+extern "C" int __real_madvise(void* at, size_t length, int advice) noexcept;
+extern "C" int __wrap_madvise(void* at, size_t length, int advice) noexcept {
+    if (length != feedline::ringBytes || !refuseMemory)
+        return __real_madvise(at, length, advice);
+    errno = EINVAL;
+    return -1;
 }
 // NOLINTEND(bugprone-reserved-identifier)
 
@@ -79,6 +89,7 @@ class SampleRing : public ::testing::Test {
 public:
     ~SampleRing() override {
         refuseMappings = false;
+        refuseMemory = false;
         testing::resetRunTimeState();
     }
 
@@ -104,8 +115,8 @@ TEST_F(SampleRing, HoldsSixteenMillionEntries) {
     EXPECT_EQ(ringEntries, 16777216);
     EXPECT_EQ(ringBytes, 0x2000000U);
     ASSERT_TRUE(makeSampleRing());
-    storeEntry(sampleRing, 1);
-    storeEntry(sampleRing + (ringEntries - 1), -2);
+    testing::storeEntry(0, 1);
+    testing::storeEntry(ringEntries - 1, -2);
     EXPECT_EQ(sampleRing[0], 1);
     EXPECT_EQ(sampleRing[ringEntries - 1], -2);
 }
@@ -116,13 +127,37 @@ TEST_F(SampleRing, BeginsAtAPageBoundary) {
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(sampleRing.load()) % page, 0U);
 }
 
-TEST_F(SampleRing, HasEveryPageInMemoryFromTheStart) {
+TEST_F(SampleRing, TakesNoMemoryUntilItIsPopulated) {
     ASSERT_TRUE(makeSampleRing());
-    const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-    std::vector<unsigned char> resident(ringBytes / page);
-    ASSERT_EQ(::mincore(sampleRing, ringBytes, resident.data()), 0);
-    EXPECT_TRUE(std::all_of(resident.begin(), resident.end(),
-                            [](unsigned char state) { return (state & 1U) != 0; }));
+    EXPECT_EQ(testing::ringPagesInMemory(), 0U);
+    populateSampleRing();
+    EXPECT_EQ(testing::ringPagesInMemory(), testing::ringPages());
+    EXPECT_THAT(testing::recordedLines(), IsEmpty());
+}
+
+TEST_F(SampleRing, PopulatedAgainKeepsItsIndicesAndContent) {
+    ASSERT_TRUE(makeSampleRing());
+    populateSampleRing();
+    ringWriteIndex = 1024;
+    ringReadIndex = 512;
+    testing::storeEntry(512, 77);
+    testing::storeEntry(ringEntries - 1, -77);
+    populateSampleRing();
+    EXPECT_EQ(ringWriteIndex, 1024);
+    EXPECT_EQ(ringReadIndex, 512);
+    EXPECT_EQ(sampleRing[512], 77);
+    EXPECT_EQ(sampleRing[ringEntries - 1], -77);
+}
+
+TEST_F(SampleRing, ThatCannotBePopulatedIsReportedAndUsable) {
+    ASSERT_TRUE(makeSampleRing());
+    refuseMemory = true;
+    populateSampleRing();
+    EXPECT_THAT(testing::recordedLines(),
+                ElementsAre(logged(
+                    "sample ring of 33554432 bytes could not be put in memory: Invalid argument")));
+    testing::storeEntry(ringEntries - 1, -2);
+    EXPECT_EQ(sampleRing[ringEntries - 1], -2);
 }
 
 TEST_F(SampleRing, IsMadeOnceAndThenKeptWithItsIndicesAndContent) {
@@ -130,7 +165,7 @@ TEST_F(SampleRing, IsMadeOnceAndThenKeptWithItsIndicesAndContent) {
     const std::int16_t* const ring = sampleRing;
     ringWriteIndex = 1024;
     ringReadIndex = 512;
-    storeEntry(sampleRing + 512, 77);
+    testing::storeEntry(512, 77);
     EXPECT_TRUE(makeSampleRing());
     EXPECT_EQ(sampleRing.load(), ring);
     EXPECT_EQ(ringWriteIndex, 1024);
@@ -159,7 +194,7 @@ TEST_F(SampleRing, ThatCouldNotBeMadeIsTriedAgain) {
 TEST_F(SampleRing, SliceIsCopiedWholeAndNothingElse) {
     ASSERT_TRUE(makeSampleRing());
     for (std::int32_t i = 0; i < 3 * sliceEntries; ++i)
-        storeEntry(sampleRing + i, static_cast<std::int16_t>(i - 700));
+        testing::storeEntry(i, static_cast<std::int16_t>(i - 700));
     std::array<std::int16_t, sliceEntries + 1> copy{};
     copy.back() = 4242;
     copySlice(reinterpret_cast<std::uint8_t*>(copy.data()), sampleRing + sliceEntries);
@@ -170,7 +205,7 @@ TEST_F(SampleRing, SliceIsCopiedWholeAndNothingElse) {
 
 TEST_F(SampleRing, SliceCanGoToAnUnalignedPlace) {
     ASSERT_TRUE(makeSampleRing());
-    storeEntry(sampleRing, 0x1234);
+    testing::storeEntry(0, 0x1234);
     std::array<std::uint8_t, datagram::sampleBytes + 1> copy{};
     copySlice(copy.data() + 1, sampleRing);
     std::int16_t first = 0;

@@ -5,6 +5,7 @@
 #include "MemoryPlatform.h"
 #include "ProcessFacts.h"
 #include "RecordingLog.h"
+#include "RingMemory.h"
 #include "ScriptedVendors.h"
 #include "app/AppDelegate.h"
 #include "app/RunTimeState.h"
@@ -84,8 +85,7 @@ protected:
     /// Marks every slice of the ring with its own number.
     static void markSlices() {
         for (std::int32_t slice = 0; slice < ringEntries / sliceEntries; ++slice)
-            storeEntry(sampleRing + static_cast<std::ptrdiff_t>(slice) * sliceEntries,
-                       static_cast<std::int16_t>(slice));
+            testing::storeEntry(slice * sliceEntries, static_cast<std::int16_t>(slice));
     }
 
     testing::Server server;
@@ -125,7 +125,7 @@ TEST_F(UdpThread, SendsWithoutAPauseWhileEnoughWaits) {
 
 TEST_F(UdpThread, DatagramHoldsTheSliceInItsOrder) {
     for (std::int32_t i = 0; i < 3 * 512; ++i)
-        storeEntry(sampleRing + i, static_cast<std::int16_t>(i * 41));
+        testing::storeEntry(i, static_cast<std::int16_t>(i * 41));
     ringReadIndex = 512;
     ringWriteIndex = 1024;
     wire().onSend = [](const Sending& sending) {
@@ -158,8 +158,8 @@ TEST_F(UdpThread, LastSliceOfTheRingIsFollowedByTheFirst) {
 }
 
 TEST_F(UdpThread, LastSliceHoldsTheRingsLastEntries) {
-    storeEntry(sampleRing + 0xFFFE00, 11);
-    storeEntry(sampleRing + 0xFFFFFF, 22);
+    testing::storeEntry(0xFFFE00, 11);
+    testing::storeEntry(0xFFFFFF, 22);
     ringReadIndex = 0xFFFE00;
     ringWriteIndex = 0;
     wire().onSend = [](const Sending& sending) {

@@ -1,0 +1,33 @@
+// The sample ring's memory: its entries, written one by one, and how much of it the system holds.
+#pragma once
+
+#include "app/RunTimeState.h"
+#include "stream/SampleRing.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <vector>
+
+namespace feedline::testing {
+
+inline void storeEntry(std::int32_t index, std::int16_t value) {
+    __atomic_store_n(sampleRing + index, value, __ATOMIC_RELAXED);
+}
+
+inline std::size_t ringPages() {
+    return ringBytes / static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+}
+
+inline std::size_t ringPagesInMemory() {
+    std::vector<unsigned char> pages(ringPages());
+    EXPECT_EQ(::mincore(sampleRing, ringBytes, pages.data()), 0);
+    return static_cast<std::size_t>(std::count_if(
+        pages.begin(), pages.end(), [](unsigned char state) { return (state & 1U) != 0; }));
+}
+
+} // namespace feedline::testing
