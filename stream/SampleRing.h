@@ -8,7 +8,7 @@
 //
 // Who may do what
 //   makeSampleRing, populateSampleRing: TCP thread, before the receiver is started.
-//   storeEntry: libairspyhf's thread. A receiver that recovers from a USB error can leave two such
+//   storePair: libairspyhf's thread. A receiver that recovers from a USB error can leave two such
 //   threads running at once: the samples are then a mixture, but no index leaves its range.
 //   copySlice: UDP thread; at most one runs at a time.
 //
@@ -26,8 +26,11 @@
 
 #include "stream/DataDatagram.h"
 
+#include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace feedline {
 
@@ -62,8 +65,13 @@ constexpr std::int32_t nextSlice(std::int32_t index) {
     return index > ringEntries - sliceEntries - 1 ? next - ringEntries : next;
 }
 
-inline void storeEntry(std::int16_t* entry, std::int16_t value) {
-    __atomic_store_n(entry, value, __ATOMIC_RELAXED);
+using SamplePair = std::array<std::int16_t, 2>; ///< I and Q, as they lie in the ring
+
+/// Stores both entries of a pair at once.
+inline void storePair(std::int16_t* to, const SamplePair& pair) {
+    using Word [[gnu::may_alias]] = std::uint32_t;
+    __atomic_store_n(reinterpret_cast<Word*>(to), std::bit_cast<std::uint32_t>(pair),
+                     __ATOMIC_RELAXED);
 }
 
 /// Copies the slice that begins at `from`, in host order. Eight bytes at a time: entry by entry the

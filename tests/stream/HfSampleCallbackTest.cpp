@@ -1,4 +1,5 @@
 #include "MemoryPlatform.h"
+#include "RingMemory.h"
 #include "app/RunTimeState.h"
 #include "stream/SampleCallbacks.h"
 #include "stream/SampleRing.h"
@@ -12,9 +13,7 @@
 #include <cstdint>
 #include <limits>
 #include <random>
-#include <sys/mman.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace feedline {
@@ -217,50 +216,100 @@ TEST_F(HfSampleCallback, TouchesNeitherTheReaderNorTheAirspysCount) {
     EXPECT_EQ(samplesStreamed, 0);
 }
 
-/// A block whose second page can be read only after somebody has looked at the index.
-class GuardedBlock {
+/// Pairs that convert to 1 and -1, 2 and -2, and so on.
+std::vector<Pair> numberedPairs(int count) {
+    std::vector<Pair> pairs;
+    for (int number = 1; number <= count; ++number) {
+        const float value = (static_cast<float>(number) + 0.5F) / 32767.0F;
+        pairs.push_back({value, -value});
+    }
+    return pairs;
+}
+
+TEST_F(HfSampleCallback, BlocksOfEveryLengthAtEveryPlaceLeaveTheirPairsAndNothingElse) {
+    constexpr int around = 40; // pairs on either side of the ring's end
+    for (int length = 1; length <= around; ++length) {
+        std::vector<Pair> pairs = numberedPairs(length);
+        for (int before = 0; before <= around; ++before) {
+            const auto entryOf = [before](int pair) {
+                return (ringEntries + 2 * (pair - before)) % ringEntries;
+            };
+            for (int pair = -1; pair <= length; ++pair)
+                for (const int part : {0, 1})
+                    testing::storeEntry(entryOf(pair) + part, 777);
+            ringWriteIndex = entryOf(0);
+            deliver(pairs);
+            ASSERT_EQ(ringWriteIndex, entryOf(length)) << length << " pairs, " << before;
+            for (int pair = -1; pair <= length; ++pair) {
+                const bool written = pair >= 0 && pair < length;
+                ASSERT_EQ(entry(entryOf(pair)), written ? pair + 1 : 777) << before;
+                ASSERT_EQ(entry(entryOf(pair) + 1), written ? -pair - 1 : 777) << before;
+            }
+        }
+    }
+}
+
+#if defined(__x86_64__)
+/// Runs the callback instruction by instruction and looks at the ring after each.
+class SingleSteps {
 public:
-    GuardedBlock() {
-        page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-        memory =
-            ::mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        ::mprotect(static_cast<char*>(memory) + page, page, PROT_NONE);
+    static void of(std::vector<Pair>& pairs) {
+        published.clear();
+        covered.clear();
+        published.reserve(2 * pairs.size() + 1); // The handler may not allocate.
+        covered.reserve(2 * pairs.size());
+        published.push_back(ringWriteIndex);
+        airspyhf_transfer_t transfer{};
+        transfer.samples = pairs.data();
+        transfer.sample_count = static_cast<int>(pairs.size());
         struct sigaction action {};
+        struct sigaction before {};
         action.sa_handler = look;
-        ::sigaction(SIGSEGV, &action, &before);
-        ::sigaction(SIGBUS, &action, nullptr);
-        indexSeen = -1;
-    }
-    GuardedBlock(const GuardedBlock&) = delete;
-    GuardedBlock& operator=(const GuardedBlock&) = delete;
-    ~GuardedBlock() {
-        ::sigaction(SIGSEGV, &before, nullptr);
-        ::munmap(memory, 2 * page);
+        ::sigaction(SIGTRAP, &action, &before);
+        trapAfterEveryInstruction(true);
+        airspyHfSampleCallback(&transfer);
+        trapAfterEveryInstruction(false);
+        ::sigaction(SIGTRAP, &before, nullptr);
     }
 
-    static Pair* pairs() { return static_cast<Pair*>(memory); }
-    static std::size_t pairsInAPage() { return page / sizeof(Pair); }
-
-    static inline std::atomic<std::int32_t> indexSeen{-1};
+    /// The index before the block and after each change of it.
+    static inline std::vector<std::int32_t> published;
+    /// The entries just before each of those, at the moment of its change.
+    static inline std::vector<std::array<std::int16_t, 2>> covered;
 
 private:
     static void look(int /*signal*/) {
-        indexSeen = ringWriteIndex.load();
-        ::mprotect(static_cast<char*>(memory) + page, page, PROT_READ | PROT_WRITE);
+        const std::int32_t index = ringWriteIndex.load(std::memory_order_relaxed);
+        if (index == published.back() || published.size() == published.capacity())
+            return;
+        const std::int32_t pair = published.back();
+        covered.push_back({entry(pair), entry(pair + 1)});
+        published.push_back(index);
     }
 
-    static inline void* memory = nullptr;
-    static inline std::size_t page = 0;
-    struct sigaction before {};
+    static void trapAfterEveryInstruction(bool on) {
+        constexpr std::uint64_t trapFlag = 0x100;
+        const std::uint64_t flags = __builtin_ia32_readeflags_u64();
+        __builtin_ia32_writeeflags_u64(on ? flags | trapFlag : flags & ~trapFlag);
+    }
 };
 
-TEST_F(HfSampleCallback, IndexIsPublishedAfterEveryPair) {
-    const GuardedBlock block;
-    const auto inAPage = static_cast<int>(GuardedBlock::pairsInAPage());
-    deliver(GuardedBlock::pairs(), 2 * inAPage);
-    EXPECT_EQ(GuardedBlock::indexSeen, 2 * inAPage);
-    EXPECT_EQ(ringWriteIndex, 4 * inAPage);
+TEST_F(HfSampleCallback, IndexIsPublishedAfterEveryPairAndNeverBeforeIt) {
+    constexpr std::int32_t count = 100;
+    std::int32_t index = ringEntries - 90; // So that the ring's end is among them.
+    ringWriteIndex = index;
+    std::vector<Pair> pairs = numberedPairs(count);
+    SingleSteps::of(pairs);
+    ASSERT_EQ(SingleSteps::published.size(), count + 1U);
+    for (std::int32_t pair = 0; pair < count; ++pair) {
+        index = nextPair(index);
+        const auto at = static_cast<std::size_t>(pair);
+        EXPECT_EQ(SingleSteps::published[at + 1], index);
+        EXPECT_EQ(SingleSteps::covered[at][0], pair + 1);
+        EXPECT_EQ(SingleSteps::covered[at][1], -pair - 1);
+    }
 }
+#endif
 
 TEST_F(HfSampleCallback, TwoAtOnceLeaveEveryIndexInRangeAndEven) {
     std::vector<Pair> pairs(50000, Pair{0.5F, -0.5F});
