@@ -1,6 +1,6 @@
 // What a pair costs in the vendors' libraries and in our callbacks, on the libraries' own callback
-// threads, over the emulated receivers: run with FEEDLINE_EMULATOR_SPEED=max and the emulator's
-// library first in the loader's path.
+// threads, over the emulated receivers: run with FEEDLINE_EMULATOR_SPEED and the emulator's library
+// first in the loader's path.
 //
 // Usage: VendorLibrariesBench hf|airspy BLOCKS. Prints one "name value" line a figure.
 

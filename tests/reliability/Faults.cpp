@@ -219,7 +219,7 @@ void* __wrap_mmap(void* address, size_t length, int protection, int flags, int d
 }
 
 int __wrap_madvise(void* address, size_t length, int advice) noexcept {
-    if (length != feedline::ringBytes)
+    if (length != feedline::ringBytes || advice != MADV_POPULATE_WRITE)
         return __real_madvise(address, length, advice);
     const Call call("madvise");
     if (call.fails(EINVAL))
