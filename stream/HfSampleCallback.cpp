@@ -8,8 +8,8 @@
 namespace feedline {
 namespace {
 
-/// Pairs that are converted together: few enough that the first of a block is published at once,
-/// enough for the compiler to make vectors of them.
+/// Pairs that are converted together: so few that the sender hardly waits for them, and enough for
+/// the compiler to make vectors of them.
 constexpr int groupPairs = 16;
 constexpr std::int32_t groupEntries = 2 * groupPairs;
 
@@ -37,7 +37,7 @@ std::int16_t toSample(float value) {
 /// while the rest is converted.
 template <std::size_t pairs>
 std::int32_t write(const airspyhf_complex_float_t* samples, std::int16_t* ring, std::int32_t w) {
-    alignas(64) std::array<SamplePair, pairs> converted;
+    std::array<SamplePair, pairs> converted;
     for (std::size_t i = 0; i < pairs; ++i)
         converted[i] = {toSample(samples[i].re), toSample(samples[i].im)};
 #pragma GCC unroll 16

@@ -2,12 +2,20 @@
 
 #include "app/RunTimeState.h"
 #include "platform/Log.h"
+#include "platform/Memory.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <sys/mman.h>
 
 namespace feedline {
+namespace {
+
+/// Whether the ring was written, once and before any receiver could.
+std::atomic<bool> populated{false};
+
+} // namespace
 
 bool makeSampleRing() {
     if (sampleRing != nullptr)
@@ -18,6 +26,7 @@ bool makeSampleRing() {
         logLine("sample ring of %zu bytes could not be made: %s", ringBytes, std::strerror(errno));
         return false;
     }
+    populated = false;
     ringWriteIndex = 0;
     ringReadIndex = 0;
     sampleRing = static_cast<std::int16_t*>(mapping);
@@ -25,13 +34,12 @@ bool makeSampleRing() {
 }
 
 void populateSampleRing() {
-    // In large pages, where the system has them: a callback that runs every few milliseconds finds
-    // nothing in the processor's caches, and looking up a page can cost it more than all it does
-    // there.
-    ::madvise(sampleRing, ringBytes, MADV_HUGEPAGE);
-    if (::madvise(sampleRing, ringBytes, MADV_POPULATE_WRITE) != 0)
-        logLine("sample ring of %zu bytes could not be put in memory: %s", ringBytes,
-                std::strerror(errno));
+    if (populated.exchange(true))
+        return;
+    // A callback that runs every few milliseconds finds nothing in the processor's caches, and
+    // looking up small pages can cost it more than all it does there.
+    preferLargePages(sampleRing, ringBytes);
+    std::memset(sampleRing, 0, ringBytes);
 }
 
 } // namespace feedline

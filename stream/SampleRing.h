@@ -7,7 +7,7 @@
 // start.
 //
 // Who may do what
-//   makeSampleRing, populateSampleRing: TCP thread, before the receiver is started.
+//   makeSampleRing, populateSampleRing: one thread, before each start of a receiver.
 //   storePair: libairspyhf's thread. A receiver that recovers from a USB error can leave two such
 //   threads running at once: the samples are then a mixture, but no index leaves its range.
 //   copySlice: UDP thread; at most one runs at a time.
@@ -40,12 +40,11 @@ constexpr std::int32_t sliceEntries = datagram::entries; ///< entries a datagram
 static_assert(ringEntries % sliceEntries == 0);
 
 /// Makes the ring unless it exists, and both indices 0. It has an address then, but takes no memory
-/// until it is populated or written. False, after one log line, when the system has none for it.
+/// until it is populated. False, after one log line, when the system has no room for it.
 bool makeSampleRing();
 
-/// Puts every page of the ring, which exists, in memory, so that the HF+ callback never takes a
-/// page fault. Content and indices stay as they are, also while samples arrive. Where it cannot,
-/// one log line tells; the pages then come as they are written.
+/// Puts every page of the ring, which exists, in memory, so that the HF+ callback does not wait for
+/// one at its first use. Does so once: the content stays from then on.
 void populateSampleRing();
 
 /// The entry after the pair at `index`, which is even.

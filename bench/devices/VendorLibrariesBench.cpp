@@ -61,7 +61,7 @@ int counted(Transfer* transfer, int (*callback)(Transfer*)) {
 /// The first block warms everything up, `blocksWanted` are timed, and as many are counted.
 template <typename Transfer>
 int measured(Transfer* transfer, int (*callback)(Transfer*)) {
-    const long block = blocksSeen++;
+    const long block = blocksSeen;
     int result = 0;
     if (block == 0)
         result = callback(transfer);
@@ -73,6 +73,7 @@ int measured(Transfer* transfer, int (*callback)(Transfer*)) {
         threadAtFirst = seconds(CLOCK_THREAD_CPUTIME_ID);
     if (block == blocksWanted)
         threadAtLast = seconds(CLOCK_THREAD_CPUTIME_ID);
+    ++blocksSeen;
     return result;
 }
 

@@ -1,5 +1,5 @@
 // The HF+ callback on blocks as libairspyhf delivers them, beside a hand-vectorised conversion that
-// lives only here: what the plain loop leaves on the table.
+// lives only here: what the compiler leaves on the table.
 
 #include "app/RunTimeState.h"
 #include "stream/SampleCallbacks.h"

@@ -358,10 +358,6 @@ private:
                             "memory"))
             return;
         expected_.ring = true;
-        if (receiver_.type == DEVICE_AIRSPYHF)
-            expected_.fails("madvise",
-                            "sample ring of 33554432 bytes could not be put in memory: Invalid "
-                            "argument");
         if (!reaches(receiver_.startFunction))
             expected_.lines.push_back(receiver_.startLine);
         else

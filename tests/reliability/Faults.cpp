@@ -149,7 +149,7 @@ int __real_shutdown(int socket, int how);
 int __real_close(int descriptor);
 void* __real_mmap(void* address, size_t length, int protection, int flags, int descriptor,
                   off_t offset);
-int __real_madvise(void* address, size_t length, int advice) noexcept;
+void* __real_memset(void* bytes, int value, size_t length);
 
 int __wrap_socket(int domain, int type, int protocol) {
     const Call call(type == SOCK_STREAM ? "control socket" : "datagram socket");
@@ -218,14 +218,9 @@ void* __wrap_mmap(void* address, size_t length, int protection, int flags, int d
                               : __real_mmap(address, length, protection, flags, descriptor, offset);
 }
 
-int __wrap_madvise(void* address, size_t length, int advice) noexcept {
-    if (length != feedline::ringBytes || advice != MADV_POPULATE_WRITE)
-        return __real_madvise(address, length, advice);
-    const Call call("madvise");
-    if (call.fails(EINVAL))
-        return -1;
-    // What is asked for changes nothing but time, and would be most of what a run costs.
-    return 0;
+// A fresh ring's pages are zero anyway, and touching them all would be most of what a run costs.
+void* __wrap_memset(void* bytes, int value, size_t length) {
+    return length == feedline::ringBytes ? bytes : __real_memset(bytes, value, length);
 }
 // NOLINTEND(bugprone-reserved-identifier)
 } // extern "C"

@@ -14,8 +14,8 @@ namespace feedline::testing {
 /// The functions of the system, with what the server sees when they fail:
 /// "control socket", "datagram socket", "dup", "bind", "listen", "accept", "recv", "write",
 /// "sendto", "mmap" (the sample ring) and "thread" (its start) do nothing and fail; "setsockopt",
-/// "shutdown", "close" and "madvise" (the sample ring again) do their work and say that they
-/// failed. Others are the vendors', by their names.
+/// "shutdown" and "close" do their work and say that they failed. Others are the vendors', by their
+/// names.
 struct Fault {
     std::string function;
     int first = 1;

@@ -56,7 +56,7 @@ inline const Receiver& airspyHf() {
                            {-4, {"Could not read AirSpyHF+ sample rates"}},
                            {-5, {"Could not set AirSpyHF+ sample rate"}},
                            {-102, {"AirSpyHF+ set frequency fail"}}},
-        .alsoCalled = {"madvise"}};
+        .alsoCalled = {}};
     return receiver;
 }
 
