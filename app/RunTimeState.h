@@ -18,15 +18,15 @@ struct airspy_device;
 namespace feedline {
 
 /// The codes of `deviceType`; any other value means that there is no receiver.
-enum DeviceType : std::int32_t { DEVICE_AIRSPYHF = 0, DEVICE_AIRSPY = 1 };
+enum DeviceType : std::int32_t { deviceAirspyHf = 0, deviceAirspy = 1 };
 
 /// The codes of `tcpStatus`.
 enum TcpStatus : std::int32_t {
-    TCP_CONNECTED = 0,       ///< a client is being served
-    TCP_WAITING = -1,        ///< nobody has connected yet
-    TCP_BIND_FAILED = -2,    ///< the port could not be had; nothing listens
-    TCP_CONNECT_FAILED = -3, ///< accepting failed; nothing listens
-    TCP_DISCONNECTED = -4,   ///< the client has gone; the server comes back after five seconds
+    tcpConnected = 0,      ///< a client is being served
+    tcpWaiting = -1,       ///< nobody has connected yet
+    tcpBindFailed = -2,    ///< the port could not be had; nothing listens
+    tcpConnectFailed = -3, ///< accepting failed; nothing listens
+    tcpDisconnected = -4,  ///< the client has gone; the server comes back after five seconds
 };
 
 // Settings in force
@@ -39,7 +39,7 @@ inline Shared<std::int32_t> serverPortNumber{50000};
 inline SharedText udpAddress;
 
 /// A DeviceType, or any other value for no receiver. Main writes; main and TCP read.
-inline Shared<std::int32_t> deviceType{DEVICE_AIRSPYHF};
+inline Shared<std::int32_t> deviceType{deviceAirspyHf};
 
 // Control server
 
@@ -47,7 +47,7 @@ inline Shared<std::int32_t> deviceType{DEVICE_AIRSPYHF};
 inline Shared<bool> serverActive{true};
 
 /// A TcpStatus. TCP and main write; main reads.
-inline Shared<std::int32_t> tcpStatus{TCP_WAITING};
+inline Shared<std::int32_t> tcpStatus{tcpWaiting};
 
 /// Descriptors, -1 when none. TCP makes them and keeps one of its own beside each, which it blocks
 /// on; whoever closes one takes it first with an exchange to -1 (main at a restart, TCP when the

@@ -18,11 +18,11 @@ struct StatusText {
 };
 
 constexpr std::array<StatusText, 5> statusTexts{{
-    {TCP_CONNECTED, "TCP Server: CONNECTED"},
-    {TCP_WAITING, "TCP Server: WAITING FOR CONNECT"},
-    {TCP_BIND_FAILED, "TCP Server: BIND FAILED"},
-    {TCP_CONNECT_FAILED, "TCP Server: CONNECT FAILED"},
-    {TCP_DISCONNECTED, "TCP Server: DISCONNECTED"},
+    {tcpConnected, "TCP Server: CONNECTED"},
+    {tcpWaiting, "TCP Server: WAITING FOR CONNECT"},
+    {tcpBindFailed, "TCP Server: BIND FAILED"},
+    {tcpConnectFailed, "TCP Server: CONNECT FAILED"},
+    {tcpDisconnected, "TCP Server: DISCONNECTED"},
 }};
 
 /// The status is read afresh for every comparison: one that changes meanwhile shows its newer text

@@ -1,6 +1,6 @@
 # feedline_test(<Name> LABEL unit|e2e [LINK <target>...] [WRAP <symbol>...] [TIMEOUT <seconds>] [SERIAL])
-#   One executable from <Name>.cpp in the current folder; every test in it becomes a ctest test of its own,
-#   "<folder>.<Suite>.<Case>", run in a process of its own. WRAP routes calls of a C function through the test's
+#   One executable from <Name>.cpp in the current folder, or from <room>/<Name>.cpp; every test in it becomes a ctest
+#   test of its own, "<folder>.<Suite>.<Case>", run in a process of its own. WRAP routes calls of a C function through the test's
 #   __wrap_<symbol>, the real one being __real_<symbol>. SERIAL keeps a test that needs the machine to itself alone.
 include(GoogleTest)
 find_package(GTest REQUIRED)
@@ -8,7 +8,8 @@ find_package(GTest REQUIRED)
 function(feedline_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL" "LABEL;TIMEOUT" "LINK;WRAP")
   cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME folder)
-  set(target ${folder}_${name})
+  cmake_path(GET name FILENAME subject)
+  set(target ${folder}_${subject})
   add_executable(${target} ${name}.cpp)
   feedline_warnings(${target})
   target_link_libraries(${target} PRIVATE ${arg_LINK} GTest::gmock_main)

@@ -12,9 +12,9 @@ std::int32_t AppDelegate::doDeviceInit() {
     hfDevice = nullptr;
     airspyDevice = nullptr;
     const std::int32_t type = deviceType;
-    if (type == DEVICE_AIRSPY)
+    if (type == deviceAirspy)
         return initAirspy(); // An AirSpy's failures show in the log alone.
-    if (type != DEVICE_AIRSPYHF)
+    if (type != deviceAirspyHf)
         return 0;
     const std::int32_t result = initAirspyHF();
     reportHfInitFailure(result);
@@ -54,9 +54,9 @@ void AppDelegate::devicePopupChange() {
 
 std::int32_t AppDelegate::setDeviceFrequency(std::int32_t frequency) {
     switch (deviceType) {
-    case DEVICE_AIRSPYHF:
+    case deviceAirspyHf:
         return setAirSpyHFFrequency(frequency);
-    case DEVICE_AIRSPY:
+    case deviceAirspy:
         return setAirSpyFrequency(frequency);
     default:
         return -102;
@@ -67,16 +67,16 @@ std::int32_t AppDelegate::setDeviceFrequency(std::int32_t frequency) {
 // request.
 
 void AppDelegate::startDevice() {
-    if (deviceType == DEVICE_AIRSPYHF)
+    if (deviceType == deviceAirspyHf)
         startAirSpyHF();
-    if (deviceType == DEVICE_AIRSPY)
+    if (deviceType == deviceAirspy)
         startAirSpy();
 }
 
 void AppDelegate::stopDevice() {
-    if (deviceType == DEVICE_AIRSPYHF)
+    if (deviceType == deviceAirspyHf)
         stopAirSpyHF();
-    if (deviceType == DEVICE_AIRSPY)
+    if (deviceType == deviceAirspy)
         stopAirSpy();
 }
 

@@ -146,7 +146,7 @@ private:
         const bool alike =
             trace().bytes() == model_.expected.bytes() && (isStreaming != 0) == model_.streaming &&
             centerFrequency == model_.frequency && deviceType == model_.type &&
-            clientSocket == clientDescriptor && tcpStatus == TCP_CONNECTED && serverActive;
+            clientSocket == clientDescriptor && tcpStatus == tcpConnected && serverActive;
         if (!alike)
             complain();
         trace().clear();
@@ -175,7 +175,7 @@ private:
     }
 
     std::size_t filling_ = 8200;
-    testing::NoSettings settings_;
+    test::NoSettings settings_;
     FuzzedServer server_;
     ControlStreamModel model_;
 };

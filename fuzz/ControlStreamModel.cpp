@@ -31,14 +31,14 @@ void ControlStreamModel::takeByte(std::uint8_t byte) {
 
 void ControlStreamModel::choose(std::int32_t index) {
     type = index;
-    expected.format(LOGGED, "devicePopupChange %d", index);
+    expected.format(logged, "devicePopupChange %d", index);
 }
 
 void ControlStreamModel::handle() {
     const unsigned kind = kept_[1] / 32U;
     const unsigned code = kept_[2] + 256U * kept_[3];
     if (kept_[0] == 2 && kept_[1] == 0)
-        expected.add(LOGGED, "NAK");
+        expected.add(logged, "NAK");
     else if (kind == 1)
         request(code);
     else if (kind == 0)
@@ -52,7 +52,7 @@ void ControlStreamModel::reply(unsigned code, std::string_view parameters) {
     message += static_cast<char>(code % 256);
     message += static_cast<char>(code / 256);
     message += parameters;
-    expected.add(WRITTEN, message);
+    expected.add(written, message);
 }
 
 void ControlStreamModel::request(unsigned code) {
@@ -69,7 +69,7 @@ void ControlStreamModel::request(unsigned code) {
 
 void ControlStreamModel::change(unsigned code) {
     // The type's own bits are zero here, whatever the other five of the byte are.
-    expected.format(LOGGED, "TYPE_TARG_RESP_CITEM ParseAscpMsg 0 %d %x", int{kept_[0]}, code);
+    expected.format(logged, "TYPE_TARG_RESP_CITEM ParseAscpMsg 0 %d %x", int{kept_[0]}, code);
     const std::uint8_t* const parameters = kept_.data() + 4;
     if (code == 0x18)
         changeState(parameters);
@@ -80,7 +80,7 @@ void ControlStreamModel::change(unsigned code) {
 }
 
 void ControlStreamModel::changeState(const std::uint8_t* parameters) {
-    expected.format(LOGGED, "set state %d   %d   %d", parameters[0], parameters[1], parameters[2]);
+    expected.format(logged, "set state %d   %d   %d", parameters[0], parameters[1], parameters[2]);
     const bool wanted = parameters[1] == 2;
     if (wanted != streaming) {
         const std::int32_t asked = type;
@@ -95,11 +95,11 @@ void ControlStreamModel::run(bool start, bool hf) {
     const bool open = hf ? hfOpen : airspyOpen;
     int result = hf ? -1 : -2;
     if (open) {
-        expected.add(CALL, std::string(hf ? "hf" : "airspy") + (start ? " start" : " stop"));
+        expected.add(call, std::string(hf ? "hf" : "airspy") + (start ? " start" : " stop"));
         result = start ? vendorAnswers().start : vendorAnswers().stop;
     }
     // One line for all four operations.
-    expected.format(LOGGED, "airspyhf_start err %d  ", result);
+    expected.format(logged, "airspyhf_start err %d  ", result);
 }
 
 int ControlStreamModel::tune(std::uint32_t hertz) {
@@ -109,23 +109,23 @@ int ControlStreamModel::tune(std::uint32_t hertz) {
     const bool open = hf ? hfOpen : airspyOpen;
     int result = hf ? -1 : -2;
     if (open) {
-        expected.format(CALL, hf ? "hf tune %u" : "airspy tune %u", hertz);
+        expected.format(call, hf ? "hf tune %u" : "airspy tune %u", hertz);
         result = vendorAnswers().tune;
     }
-    expected.format(LOGGED, hf ? "airspyhf_set_freq err %d  " : "airspy_set_freq err %d  ", result);
+    expected.format(logged, hf ? "airspyhf_set_freq err %d  " : "airspy_set_freq err %d  ", result);
     frequency = static_cast<std::int32_t>(hertz);
     return result;
 }
 
 void ControlStreamModel::alert(const char* text) {
-    expected.add(ALERT, std::string(text) + '|');
+    expected.add(alert, std::string(text) + '|');
     if (chosenWhileAlertIsUp)
         choose(*chosenWhileAlertIsUp);
 }
 
 void ControlStreamModel::changeFrequency(const std::uint8_t* parameters) {
     const std::uint32_t hertz = number(parameters + 1);
-    expected.format(LOGGED, "set frequency %u   %d %d %d %d %d 0", hertz, parameters[0],
+    expected.format(logged, "set frequency %u   %d %d %d %d %d 0", hertz, parameters[0],
                     parameters[1], parameters[2], parameters[3], parameters[4]);
     if (tune(hertz) != 0) {
         if (type == 0)
@@ -139,7 +139,7 @@ void ControlStreamModel::changeFrequency(const std::uint8_t* parameters) {
 }
 
 void ControlStreamModel::changeRate(const std::uint8_t* parameters) {
-    expected.format(LOGGED, "set rate %u   %d %d %d %d %d", number(parameters + 1), parameters[0],
+    expected.format(logged, "set rate %u   %d %d %d %d %d", number(parameters + 1), parameters[0],
                     parameters[1], parameters[2], parameters[3], parameters[4]);
     reply(0xB8, asText(parameters, 5));
 }

@@ -26,9 +26,9 @@ void formatInto(Trace& to, Event event, const char* format, va_list arguments) {
 void resetState() {
     serverPortNumber = 50000;
     udpAddress.clear();
-    deviceType = DEVICE_AIRSPYHF;
+    deviceType = deviceAirspyHf;
     serverActive = true;
-    tcpStatus = TCP_CONNECTED;
+    tcpStatus = tcpConnected;
     listenSocket = -1;
     clientSocket = clientDescriptor;
     hfDevice = nullptr;
@@ -54,7 +54,7 @@ VendorAnswers& vendorAnswers() {
 }
 
 void TracedAlert::runModal(const std::string& message, const std::string& information) {
-    trace().add(ALERT, message + '|' + information);
+    trace().add(alert, message + '|' + information);
     if (whileUp)
         whileUp();
 }
@@ -77,14 +77,14 @@ FuzzedServer::FuzzedServer(SettingsStore& settings)
 void logLine(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    fuzz::formatInto(fuzz::trace(), fuzz::LOGGED, format, arguments);
+    fuzz::formatInto(fuzz::trace(), fuzz::logged, format, arguments);
     va_end(arguments);
 }
 
 void printText(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    fuzz::formatInto(fuzz::trace(), fuzz::PRINTED, format, arguments);
+    fuzz::formatInto(fuzz::trace(), fuzz::printed, format, arguments);
     va_end(arguments);
 }
 
@@ -94,7 +94,7 @@ void fatal(const char* /*format*/, ...) {
 
 } // namespace feedline
 
-using feedline::fuzz::CALL;
+using feedline::fuzz::call;
 using feedline::fuzz::trace;
 using feedline::fuzz::vendorAnswers;
 
@@ -104,32 +104,32 @@ ssize_t __real_write(int descriptor, const void* bytes, size_t count);
 ssize_t __wrap_write(int descriptor, const void* bytes, size_t count) {
     if (descriptor != feedline::fuzz::clientDescriptor)
         return __real_write(descriptor, bytes, count);
-    trace().add(feedline::fuzz::WRITTEN, {static_cast<const char*>(bytes), count});
+    trace().add(feedline::fuzz::written, {static_cast<const char*>(bytes), count});
     return static_cast<ssize_t>(count);
 }
 
 int airspyhf_start(airspyhf_device_t*, airspyhf_sample_block_cb_fn, void*) {
-    trace().add(CALL, "hf start");
+    trace().add(call, "hf start");
     return vendorAnswers().start;
 }
 int airspyhf_stop(airspyhf_device_t*) {
-    trace().add(CALL, "hf stop");
+    trace().add(call, "hf stop");
     return vendorAnswers().stop;
 }
 int airspyhf_set_freq(airspyhf_device_t*, const uint32_t hertz) {
-    trace().format(CALL, "hf tune %u", hertz);
+    trace().format(call, "hf tune %u", hertz);
     return vendorAnswers().tune;
 }
 int airspy_start_rx(airspy_device*, airspy_sample_block_cb_fn, void*) {
-    trace().add(CALL, "airspy start");
+    trace().add(call, "airspy start");
     return vendorAnswers().start;
 }
 int airspy_stop_rx(airspy_device*) {
-    trace().add(CALL, "airspy stop");
+    trace().add(call, "airspy stop");
     return vendorAnswers().stop;
 }
 int airspy_set_freq(airspy_device*, const uint32_t hertz) {
-    trace().format(CALL, "airspy tune %u", hertz);
+    trace().format(call, "airspy tune %u", hertz);
     return vendorAnswers().tune;
 }
 

@@ -19,11 +19,11 @@ namespace feedline::fuzz {
 
 /// Marks what kind of event follows in the trace.
 enum Event : char {
-    LOGGED = 'L',
-    PRINTED = 'P',
-    ALERT = 'A',
-    CALL = 'C',   ///< of a receiver library
-    WRITTEN = 'W' ///< to the client's socket
+    logged = 'L',
+    printed = 'P',
+    alert = 'A',
+    call = 'C',   ///< of a receiver library
+    written = 'W' ///< to the client's socket
 };
 
 /// The events so far. An event is its mark, its text and a zero byte, so that no two sequences of
@@ -100,9 +100,9 @@ struct FuzzedServer {
     HeldField serverPort, status, udpAddr;
     HeldPopUp devicePopup;
     HeldValue gain;
-    testing::NoMainThread mainThread; ///< no task and no timer matters to what is fuzzed here
+    test::NoMainThread mainThread; ///< no task and no timer matters to what is fuzzed here
     TracedAlert alert;
-    testing::NoActivity activities;
+    test::NoActivity activities;
     AppDelegate delegate;
 };
 

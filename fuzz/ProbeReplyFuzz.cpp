@@ -6,8 +6,8 @@
 //
 // Leaves out: connecting, which is done here by putting one end of a pair of sockets in place of
 // the connection, and the time a silent server is given.
-#include "probe/ControlClient.h"
-#include "probe/ExitStatus.h"
+#include "tools/client/ControlClient.h"
+#include "tools/client/Failure.h"
 
 #include <array>
 #include <cstdio>
@@ -19,7 +19,7 @@
 
 namespace {
 
-using namespace feedline::probe;
+using namespace feedline::client;
 using Bytes = std::span<const std::uint8_t>;
 
 Bytes spoken;

@@ -5,7 +5,7 @@
 //
 // Leaves out: the library that takes WAV files apart is not instrumented, so its edges do not guide
 // the fuzzer; its own project fuzzes it. What is played of a recording is the emulator's tests'.
-#include "emulator/Recording.h"
+#include "emulator/signals/Recording.h"
 
 #include <array>
 #include <cstdio>

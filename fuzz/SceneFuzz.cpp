@@ -5,7 +5,7 @@
 //
 // Leaves out: the signals that are made of a scene; they take no more input than the values checked
 // here.
-#include "emulator/Scene.h"
+#include "emulator/signals/Scene.h"
 
 #include <algorithm>
 #include <array>

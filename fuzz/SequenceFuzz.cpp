@@ -7,14 +7,14 @@
 // Leaves out: the socket and what the system says beside each datagram.
 //
 // An input is a list of steps of two bytes, so that short inputs reach far: see `Numbers`.
-#include "probe/SequenceTracker.h"
+#include "tools/client/SequenceTracker.h"
 
 #include <cstdio>
 #include <cstdlib>
 
 namespace {
 
-using namespace feedline::probe;
+using namespace feedline::client;
 
 void require(bool holds, const char* what) {
     if (holds)
@@ -30,7 +30,7 @@ public:
         const Verdict verdict = tracker_.add(number);
         const SequenceCounts& now = tracker_.counts();
         ++added_;
-        if (verdict.arrival != Arrival::Restart) {
+        if (verdict.arrival != Arrival::restart) {
             require(now.received + now.duplicated == before.received + before.duplicated + 1,
                     "every datagram counts once");
             require(now.restarts == before.restarts, "no new start unsaid");
@@ -57,7 +57,7 @@ void forward(const std::uint8_t* data, std::size_t size) {
         position += left + 1;
         lost += left;
         const Verdict verdict = tracker.add(number);
-        require(verdict.arrival == (left == 0 ? Arrival::InOrder : Arrival::AfterGap),
+        require(verdict.arrival == (left == 0 ? Arrival::inOrder : Arrival::afterGap),
                 "the right arrival");
         require(verdict.position == position, "the right position");
         require(tracker.counts().lost == lost && tracker.counts().received == i + 1,

@@ -64,16 +64,16 @@ std::uint32_t valueAfterLeadingByte(std::span<const std::uint8_t> parameters) {
 void answerRequest(std::uint16_t item) {
     CAscpTxMsg reply = replyTo(item);
     switch (item) {
-    case ITEM_TARGET_NAME:
-        addText(reply, deviceType == DEVICE_AIRSPYHF ? "AirSpyHF+" : "AirSpy");
+    case itemTargetName:
+        addText(reply, deviceType == deviceAirspyHf ? "AirSpyHF+" : "AirSpy");
         break;
-    case ITEM_SERIAL_NUMBER:
+    case itemSerialNumber:
         addText(reply, serialNumber);
         break;
-    case ITEM_0004:
+    case itemNumber0004:
         reply.AddParm16(valueOfItem0004);
         break;
-    case ITEM_RECEIVER_STATUS:
+    case itemReceiverStatus:
         reply.AddParm8(isStreaming != 0 ? statusRunning : statusIdle);
         break;
     default:
@@ -87,7 +87,7 @@ void setSampleRate(CAscpRxMsg& message) {
     const auto q = takeParameters<5>(message);
     logLine("set rate %llu   %llu %llu %llu %llu %llu", 0ULL + valueAfterLeadingByte(q),
             0ULL + q[0], 0ULL + q[1], 0ULL + q[2], 0ULL + q[3], 0ULL + q[4]);
-    echo(ITEM_SAMPLE_RATE, q);
+    echo(itemSampleRate, q);
 }
 
 } // namespace
@@ -109,13 +109,13 @@ void AppDelegate::setItem(CAscpRxMsg& message) {
     logLine("TYPE_TARG_RESP_CITEM ParseAscpMsg %x %d %x", message.GetType(), message.GetLength(),
             item);
     switch (item) {
-    case ITEM_RECEIVER_STATE:
+    case itemReceiverState:
         setReceiverState(message);
         break;
-    case ITEM_RECEIVER_FREQUENCY:
+    case itemReceiverFrequency:
         setReceiverFrequency(message);
         break;
-    case ITEM_SAMPLE_RATE:
+    case itemSampleRate:
         setSampleRate(message);
         break;
     default:
@@ -132,7 +132,7 @@ void AppDelegate::setReceiverState(CAscpRxMsg& message) {
         startDevice();
     else if (!run && streaming)
         stopDevice();
-    echo(ITEM_RECEIVER_STATE, p);
+    echo(itemReceiverState, p);
 }
 
 void AppDelegate::setReceiverFrequency(CAscpRxMsg& message) {
@@ -143,12 +143,12 @@ void AppDelegate::setReceiverFrequency(CAscpRxMsg& message) {
             0ULL + b[1], 0ULL + b[2], 0ULL + b[3], 0ULL + b[4], 0ULL + b[5]);
     if (setDeviceFrequency(static_cast<std::int32_t>(frequency)) != 0) {
         // Two readings on purpose: the pop-up may change the type while the first alert is up.
-        if (deviceType == DEVICE_AIRSPYHF)
+        if (deviceType == deviceAirspyHf)
             displayAnAlert("AirSpyHF+ set frequency fail", "");
-        if (deviceType == DEVICE_AIRSPY)
+        if (deviceType == deviceAirspy)
             displayAnAlert("AirSpy set frequency fail", "");
     }
-    echo(ITEM_RECEIVER_FREQUENCY, b);
+    echo(itemReceiverFrequency, b);
 }
 
 } // namespace feedline

@@ -29,13 +29,13 @@ enum MessageType : std::uint8_t {
 
 /// Control item codes.
 enum ControlItem : std::uint16_t {
-    ITEM_TARGET_NAME = 0x0001,
-    ITEM_SERIAL_NUMBER = 0x0002,
-    ITEM_0004 = 0x0004,
-    ITEM_RECEIVER_STATUS = 0x0005,
-    ITEM_RECEIVER_STATE = 0x0018,
-    ITEM_RECEIVER_FREQUENCY = 0x0020,
-    ITEM_SAMPLE_RATE = 0x00B8,
+    itemTargetName = 0x0001,
+    itemSerialNumber = 0x0002,
+    itemNumber0004 = 0x0004,
+    itemReceiverStatus = 0x0005,
+    itemReceiverState = 0x0018,
+    itemReceiverFrequency = 0x0020,
+    itemSampleRate = 0x00B8,
 };
 
 } // namespace feedline

@@ -8,7 +8,7 @@
 namespace feedline {
 
 namespace {
-enum FramingState : std::int32_t { EXPECT_HEADER_0, EXPECT_HEADER_1, COLLECT };
+enum FramingState : std::int32_t { expectHeader0, expectHeader1, collect };
 } // namespace
 
 void AppDelegate::myDidReadData(const std::uint8_t* data, std::int32_t length) {
@@ -22,23 +22,23 @@ void AppDelegate::myDidReadData(const std::uint8_t* data, std::int32_t length) {
 bool AppDelegate::takeByte(std::uint8_t byte) {
     Reassembly& r = reassembly_;
     switch (r.framingState) {
-    case EXPECT_HEADER_0:
+    case expectHeader0:
         r.message->Buf8[0] = byte;
-        r.framingState = EXPECT_HEADER_1;
+        r.framingState = expectHeader1;
         return false;
-    case EXPECT_HEADER_1:
+    case expectHeader1:
         r.message->Buf8[1] = byte;
         r.expectedLength = r.message->GetLength();
         r.byteIndex = control::headerSize;
         if (r.expectedLength == 0)
             r.expectedLength = control::largestMessage;
-        r.framingState = r.expectedLength == control::headerSize ? EXPECT_HEADER_0 : COLLECT;
-        return r.framingState == EXPECT_HEADER_0;
+        r.framingState = r.expectedLength == control::headerSize ? expectHeader0 : collect;
+        return r.framingState == expectHeader0;
     default:
         r.message->Buf8.at(r.byteIndex++) = byte;
         if (r.byteIndex < r.expectedLength)
             return false;
-        r.framingState = EXPECT_HEADER_0;
+        r.framingState = expectHeader0;
         r.byteIndex = 0;
         return true;
     }

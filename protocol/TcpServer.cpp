@@ -95,7 +95,7 @@ bool startListening(OwnDescriptor& listener) {
     printText("TCPThread Socket created\n");
     if (!bindToPort(listener.get(), serverPortNumber)) {
         printText("TCPThread bind failed. Error\n");
-        tcpStatus = TCP_BIND_FAILED;
+        tcpStatus = tcpBindFailed;
         return false; // The socket stays open, and nothing tries again before a new launch.
     }
     printText("TCPThread bind done\n");
@@ -113,7 +113,7 @@ bool acceptClient(const OwnDescriptor& listener, OwnDescriptor& connection) {
     const int accepted = ::accept(waitOn, reinterpret_cast<sockaddr*>(&client), &length);
     if (!connection.share(accepted, clientSocket)) {
         printText("TCPThread accept failed client_sock = %d \r\n", clientSocket.load());
-        tcpStatus = TCP_CONNECT_FAILED;
+        tcpStatus = tcpConnectFailed;
         return false;
     }
     std::array<char, INET_ADDRSTRLEN> dotted{};
@@ -122,7 +122,7 @@ bool acceptClient(const OwnDescriptor& listener, OwnDescriptor& connection) {
     remoteAddress.assign(dotted.data());
     printText("TCPThread Connection accepted %d  %x  %s\r", accepted, remoteAddressRaw.load(),
               dotted.data());
-    tcpStatus = TCP_CONNECTED;
+    tcpStatus = tcpConnected;
     return true;
 }
 
@@ -143,7 +143,7 @@ void AppDelegate::SetUpTcpServerAfterDelay() {
 }
 
 void AppDelegate::TCPThread() {
-    tcpStatus = TCP_WAITING;
+    tcpStatus = tcpWaiting;
     // A restart between accept and here has closed what it found and wants no server: the client is
     // left as it is.
     OwnDescriptor listener;
@@ -167,7 +167,7 @@ void AppDelegate::cleanUpAfterClient(const char* reason) {
     serverActive = false;
     closeSocket(clientSocket);
     closeSocket(listenSocket);
-    tcpStatus = TCP_DISCONNECTED;
+    tcpStatus = tcpDisconnected;
     remoteAddressRaw = 0;
     remoteAddress.clear();
     platform_.mainThread.perform([this] { SetUpTcpServerAfterDelay(); });
@@ -176,7 +176,7 @@ void AppDelegate::cleanUpAfterClient(const char* reason) {
 void AppDelegate::restartServer() {
     doDeviceInit();
     serverActive = false;
-    tcpStatus = TCP_WAITING;
+    tcpStatus = tcpWaiting;
     closeSocket(listenSocket);
     closeSocket(clientSocket);
 }

@@ -88,7 +88,7 @@ int main(int argc, char** argv) {
     for (int i = 0; i < ticks; ++i) {
         centerFrequency = 7000000 + 1000 * i;
         isStreaming = static_cast<std::uint8_t>(i & 1);
-        tcpStatus = (i & 1) != 0 ? TCP_CONNECTED : TCP_WAITING;
+        tcpStatus = (i & 1) != 0 ? tcpConnected : tcpWaiting;
         remoteAddress.assign((i & 1) != 0 ? "192.168.100.100" : "");
         changed.push_back(tick(controller));
     }

@@ -149,7 +149,7 @@ int main() {
     Drain drain;
     udpAddress.assign("127.0.0.1");
     serverPortNumber = drain.port();
-    testing::NoPlatform nothing;
+    test::NoPlatform nothing;
     AppDelegate delegate(nothing.platform);
     if (!makeSampleRing())
         return 1;

@@ -14,7 +14,7 @@
 #include <memory>
 #include <sys/socket.h>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -536,7 +536,7 @@ protected:
         serverActive = false;
         EXPECT_TRUE(waitForLine(printed("UDPThread exit\n")));
         ::shutdown(listenSocket, SHUT_RDWR);
-        EXPECT_TRUE(waitUntil([] { return tcpStatus == TCP_CONNECT_FAILED; }));
+        EXPECT_TRUE(waitUntil([] { return tcpStatus == tcpConnectFailed; }));
         ::close(listenSocket);
     }
 
@@ -562,7 +562,7 @@ protected:
                          printed("TCPThread Waiting for incoming connections...\n")}));
         EXPECT_EQ(countOf(logged("*** UDP Thread  0")), 1);
         EXPECT_TRUE(serverActive);
-        EXPECT_EQ(tcpStatus, TCP_WAITING);
+        EXPECT_EQ(tcpStatus, tcpWaiting);
     }
 
     /// What launch does around the receiver's initialisation.
@@ -687,4 +687,4 @@ INSTANTIATE_TEST_SUITE_P(Each, WholeLaunchOfUnknownType,
                          });
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -9,7 +9,7 @@
 #include <limits>
 #include <utility>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -78,18 +78,18 @@ private:
 };
 
 TEST_F(StatusPanel, AStatusThatMovesOnInMidTickShowsItsNewerTextInTheSameTick) {
-    ChangingField line(TCP_DISCONNECTED);
+    ChangingField line(tcpDisconnected);
     delegate.serverTcpStatus = &line;
-    tcpStatus = TCP_CONNECTED;
+    tcpStatus = tcpConnected;
     delegate.OneSecTimer();
     EXPECT_EQ(line.history(),
               (std::vector<std::string>{"TCP Server: CONNECTED", "TCP Server: DISCONNECTED"}));
 }
 
 TEST_F(StatusPanel, AStatusThatGoesBackInMidTickShowsItsNewerTextOneTickLater) {
-    ChangingField line(TCP_CONNECTED);
+    ChangingField line(tcpConnected);
     delegate.serverTcpStatus = &line;
-    tcpStatus = TCP_WAITING;
+    tcpStatus = tcpWaiting;
     delegate.OneSecTimer();
     EXPECT_EQ(line.history(), std::vector<std::string>{"TCP Server: WAITING FOR CONNECT"});
     delegate.OneSecTimer();
@@ -118,7 +118,7 @@ TEST_F(StatusPanel, TheRunningLineFollowsTheFlag) {
 }
 
 TEST_F(StatusPanel, AnAirspyThatRunsIsShownUnderTheHfsName) {
-    deviceType = DEVICE_AIRSPY;
+    deviceType = deviceAirspy;
     ASSERT_EQ(delegate.doDeviceInit(), 0);
     delegate.startDevice();
     delegate.OneSecTimer();
@@ -171,7 +171,7 @@ TEST_F(StatusPanel, TheLinesAreRewrittenOnceATickAndInTheirOrder) {
 }
 
 TEST_F(StatusPanel, WithoutAnAirspyTheSamplesAreNeitherLoggedNorZeroed) {
-    deviceType = DEVICE_AIRSPYHF;
+    deviceType = deviceAirspyHf;
     ASSERT_EQ(delegate.doDeviceInit(), 0);
     clearRecordedLines();
     samplesStreamed = 1234;
@@ -239,4 +239,4 @@ TEST_F(StatusPanel, NewInfoDataAndNewStatusLogTheirNamesAndDoNothingElse) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -87,7 +87,7 @@ protected:
         QApplication::sendEvent(&widget, &event);
     }
 
-    testing::OffscreenApplication application;
+    test::OffscreenApplication application;
     MainWindow window;
     std::vector<std::int64_t> chosen;
     int restarts = 0;

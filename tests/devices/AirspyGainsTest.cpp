@@ -2,7 +2,7 @@
 
 #include <array>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 class AirspyGains : public DeviceTest {
@@ -78,7 +78,7 @@ TEST_F(AirspyGains, WithoutAnAirspyTheControlsSendAndLogNothing) {
 }
 
 TEST_F(AirspyGains, TheControlsActOnAnOpenAirspyWhateverTypeIsSelected) {
-    deviceType = DEVICE_AIRSPYHF;
+    deviceType = deviceAirspyHf;
     delegate.changedGain(&server.linearity);
     EXPECT_EQ(countOf(noted("airspy_set_linearity_gain 6")), 1);
 }
@@ -142,7 +142,7 @@ TEST_F(AirspyGains, WithoutAnAirspyAWholeSetDoesNothing) {
 }
 
 TEST_F(AirspyGains, ANewlyOpenedReceiverIsNotSentTheControlsPositions) {
-    deviceType = DEVICE_AIRSPY;
+    deviceType = deviceAirspy;
     ASSERT_EQ(delegate.doDeviceInit(), 0);
     for (const Line& line : recordedLines())
         EXPECT_TRUE(line.text.find("gain") == std::string::npos &&
@@ -151,4 +151,4 @@ TEST_F(AirspyGains, ANewlyOpenedReceiverIsNotSentTheControlsPositions) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -3,7 +3,7 @@
 #include "RingMemory.h"
 #include "stream/SampleCallbacks.h"
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 class AirspyHf : public DeviceTest {
@@ -316,4 +316,4 @@ TEST_F(AirspyHf, WithoutAReceiverEveryOperationAnswersItsCodeAndNoCallIsMade) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

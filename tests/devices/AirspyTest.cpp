@@ -3,7 +3,7 @@
 #include "RingMemory.h"
 #include "stream/SampleCallbacks.h"
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 class Airspy : public DeviceTest {
@@ -300,4 +300,4 @@ TEST_F(Airspy, WithoutAReceiverEveryOperationAnswersItsCodeAndNoCallIsMade) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -2,7 +2,7 @@
 
 #include <tuple>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using Shown = RecordingAlert::Shown;
@@ -93,7 +93,7 @@ TEST_F(DeviceDispatch, TheAlertsComeAfterTheInitialisationHasEnded) {
 }
 
 TEST_F(DeviceDispatch, AnInitialisedAirspyLeavesNoHf) {
-    deviceType = DEVICE_AIRSPY;
+    deviceType = deviceAirspy;
     hfDevice = hfHandle();
     EXPECT_EQ(delegate.doDeviceInit(), 0);
     EXPECT_EQ(airspyDevice, airspyHandle());
@@ -102,14 +102,14 @@ TEST_F(DeviceDispatch, AnInitialisedAirspyLeavesNoHf) {
 }
 
 TEST_F(DeviceDispatch, WithoutAnAirspyNoAlertIsShown) {
-    deviceType = DEVICE_AIRSPY;
+    deviceType = deviceAirspy;
     vendors().airspySerials.clear();
     EXPECT_EQ(delegate.doDeviceInit(), -1);
     EXPECT_EQ(server.alert.shown(), std::vector<Shown>{});
 }
 
 TEST_F(DeviceDispatch, EveryAirspyFailureComesBackAsItIsAndWithoutAnAlert) {
-    deviceType = DEVICE_AIRSPY;
+    deviceType = deviceAirspy;
     const std::vector<std::tuple<std::string, std::int32_t, bool>> failures{
         {"airspy_list_devices", -1, false},
         {"airspy_open", -2, false},
@@ -147,7 +147,7 @@ TEST_F(DeviceDispatch, AnUnknownTypeHasNoReceiver) {
 }
 
 TEST_F(DeviceDispatch, ASecondInitialisationForgetsTheReceiverWithoutClosingIt) {
-    for (const std::int32_t type : {DEVICE_AIRSPYHF, DEVICE_AIRSPY}) {
+    for (const std::int32_t type : {deviceAirspyHf, deviceAirspy}) {
         deviceType = type;
         EXPECT_EQ(delegate.doDeviceInit(), 0);
         delegate.startDevice();
@@ -193,7 +193,7 @@ TEST_F(DeviceDispatch, TheHfGetsItsOperations) {
 }
 
 TEST_F(DeviceDispatch, TheAirspyGetsItsOperations) {
-    deviceType = DEVICE_AIRSPY;
+    deviceType = deviceAirspy;
     openBoth();
     delegate.startDevice();
     EXPECT_EQ(isStreaming, 1);
@@ -209,7 +209,7 @@ TEST_F(DeviceDispatch, AFailedTuningOfEitherReceiverComesBackWithoutAnAlert) {
     openBoth();
     vendors().results = {{"airspyhf_set_freq", -1}, {"airspy_set_freq", -1}};
     EXPECT_EQ(delegate.setDeviceFrequency(1), -102);
-    deviceType = DEVICE_AIRSPY;
+    deviceType = deviceAirspy;
     EXPECT_EQ(delegate.setDeviceFrequency(2), -102);
     EXPECT_EQ(centerFrequency, 2);
     EXPECT_EQ(server.alert.shown(), std::vector<Shown>{});
@@ -221,14 +221,14 @@ TEST_F(DeviceDispatch, ThePopUpSetsTheTypeAndNothingElse) {
     clearRecordedLines();
     server.devicePopup.selected = 1;
     delegate.devicePopupChange();
-    EXPECT_EQ(deviceType, DEVICE_AIRSPY);
+    EXPECT_EQ(deviceType, deviceAirspy);
     EXPECT_EQ(recordedLines(), (Lines{logged("devicePopupChange 1")}));
     EXPECT_EQ(hfDevice, hfHandle());
     EXPECT_EQ(isStreaming, 1);
     EXPECT_EQ(server.settings.operations, std::vector<std::string>{});
     server.devicePopup.selected = 0;
     delegate.devicePopupChange();
-    EXPECT_EQ(deviceType, DEVICE_AIRSPYHF);
+    EXPECT_EQ(deviceType, deviceAirspyHf);
 }
 
 TEST_F(DeviceDispatch, APopUpWithNothingSelectedMeansNoReceiver) {
@@ -263,7 +263,7 @@ TEST_F(DeviceDispatch, APopUpChangeWhileTheHfStreamsSendsTheStopToTheAirspy) {
 TEST_F(DeviceDispatch, TheTypeIsReadAfreshByEveryOperation) {
     openBoth();
     EXPECT_EQ(delegate.setDeviceFrequency(1), 0);
-    deviceType = DEVICE_AIRSPY;
+    deviceType = deviceAirspy;
     EXPECT_EQ(delegate.setDeviceFrequency(2), 0);
     EXPECT_EQ(vendors().calls,
               (std::vector<std::string>{"airspyhf_set_freq 1", "airspy_set_freq 2"}));
@@ -273,7 +273,7 @@ TEST_F(DeviceDispatch, APopUpChangeDuringAStartStartsBoth) {
     openBoth();
     vendors().onCall = [](const std::string& call) {
         if (call == "airspyhf_start")
-            deviceType = DEVICE_AIRSPY;
+            deviceType = deviceAirspy;
     };
     delegate.startDevice();
     EXPECT_EQ(vendors().calls, (std::vector<std::string>{"airspyhf_start", "airspy_start_rx"}));
@@ -283,7 +283,7 @@ TEST_F(DeviceDispatch, APopUpChangeDuringAStopStopsBoth) {
     openBoth();
     vendors().onCall = [](const std::string& call) {
         if (call == "airspyhf_stop")
-            deviceType = DEVICE_AIRSPY;
+            deviceType = deviceAirspy;
     };
     delegate.stopDevice();
     EXPECT_EQ(vendors().calls, (std::vector<std::string>{"airspyhf_stop", "airspy_stop_rx"}));
@@ -291,9 +291,9 @@ TEST_F(DeviceDispatch, APopUpChangeDuringAStopStopsBoth) {
 
 TEST_F(DeviceDispatch, AChangeBackDuringTheAirspysStartStartsNoHf) {
     openBoth();
-    deviceType = DEVICE_AIRSPY;
+    deviceType = deviceAirspy;
     vendors().onCall = [](const std::string&) {
-        deviceType = DEVICE_AIRSPYHF;
+        deviceType = deviceAirspyHf;
     };
     delegate.startDevice();
     EXPECT_EQ(vendors().calls, (std::vector<std::string>{"airspy_start_rx"}));
@@ -310,4 +310,4 @@ TEST_F(DeviceDispatch, AFailedStartOrStopIsNotReportedToTheUser) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

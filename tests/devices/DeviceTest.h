@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 /// Every call of a vendor's function is noted between the log lines.
 class DeviceTest : public ::testing::Test {
@@ -34,4 +34,4 @@ protected:
     AppDelegate& delegate = server.delegate;
 };
 
-} // namespace feedline::testing
+} // namespace feedline::test

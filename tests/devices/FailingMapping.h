@@ -8,12 +8,12 @@
 #include <cstddef>
 #include <sys/mman.h>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 inline bool ringMemoryRefused = false;
 inline int ringsMapped = 0;
 
-} // namespace feedline::testing
+} // namespace feedline::test
 
 extern "C" {
 
@@ -24,11 +24,11 @@ void* __real_mmap(void* address, std::size_t length, int protection, int flags, 
 void* __wrap_mmap(void* address, std::size_t length, int protection, int flags, int descriptor,
                   off_t offset) {
     if (length == feedline::ringBytes) {
-        if (feedline::testing::ringMemoryRefused) {
+        if (feedline::test::ringMemoryRefused) {
             errno = ENOMEM;
             return MAP_FAILED;
         }
-        ++feedline::testing::ringsMapped;
+        ++feedline::test::ringsMapped;
     }
     return __real_mmap(address, length, protection, flags, descriptor, offset);
 }

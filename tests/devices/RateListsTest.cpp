@@ -6,7 +6,7 @@
 
 #include <array>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 TEST(RateLists, AListIsZeroedAndWritableToItsEnd) {
@@ -47,4 +47,4 @@ TEST(RateLists, NoRateHasNoLine) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

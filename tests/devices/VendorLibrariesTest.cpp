@@ -3,7 +3,7 @@
 #include "DeviceTest.h"
 #include "stream/SampleCallbacks.h"
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 class VendorLibraries : public DeviceTest {};
@@ -43,4 +43,4 @@ TEST_F(VendorLibraries, AnOpenAirspyGetsItsCallsAndTheirResultsComeBack) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

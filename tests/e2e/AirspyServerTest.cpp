@@ -9,7 +9,7 @@
 #include <iostream>
 #include <regex>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -21,7 +21,7 @@ constexpr double tolerance = sanitized ? 1000 : 2 * binWidth;
 constexpr std::size_t block = 256; // datagrams
 
 struct AirspyServer : ::testing::Test {
-    EmulatedServer server{AIRSPY, {.devices = "airspy"}};
+    EmulatedServer server{receiverAirspy, {.devices = "airspy"}};
 
     void TearDown() override {
         EXPECT_TRUE(server.process.running());
@@ -205,4 +205,4 @@ TEST_F(AirspyServer, EveryLineOfASession) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -9,7 +9,7 @@
 #include <iostream>
 #include <regex>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -22,7 +22,7 @@ constexpr double binWidth = hfRate / 65536;
 constexpr double tolerance = sanitized ? 1000 : 2 * binWidth;
 
 struct HfServer : ::testing::Test {
-    EmulatedServer server{HF};
+    EmulatedServer server{receiverHf};
 
     void TearDown() override {
         EXPECT_TRUE(server.process.running());
@@ -250,4 +250,4 @@ TEST_F(HfServer, EveryLineOfASession) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

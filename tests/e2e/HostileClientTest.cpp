@@ -12,7 +12,7 @@
 #include <random>
 #include <thread>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -23,7 +23,7 @@ const Bytes serialAnswer{0x0E, 0x00, 0x02, 0x00, '1', '2', '3', '4', '5', '6', '
 struct HostileClient : ::testing::Test {
     LocalPort local;
     const std::uint16_t port = local.port();
-    ServerProcess server{{.settings = {port, NO_RECEIVER, "127.0.0.1"}}};
+    ServerProcess server{{.settings = {port, noReceiver, "127.0.0.1"}}};
 
     void TearDown() override {
         EXPECT_TRUE(server.running());
@@ -165,7 +165,7 @@ TEST_F(HostileClient, AClientThatVanishesKeepsItsPlace) {
 }
 
 TEST(VanishedClient, IsFollowedByTheNextOnceAnAnswerFindsNobody) {
-    EmulatedServer server(HF);
+    EmulatedServer server(receiverHf);
     ControlConnection gone(server.port());
     ASSERT_EQ(gone.ask(askStatus()), statusAnswer(idle));
     server.receiver.tell("hang hf request:2");
@@ -188,4 +188,4 @@ TEST_F(HostileClient, AClientThatLeavesAtOnceIsFollowedByTheNext) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

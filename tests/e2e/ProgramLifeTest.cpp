@@ -9,7 +9,7 @@
 #include <random>
 #include <thread>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -27,7 +27,7 @@ struct ProgramLife : ::testing::Test {
     const std::string portLine = "portToUse " + std::to_string(port);
 
     ServerProcess::Launch launch(int type, const std::string& devices,
-                                 Program program = Program::FEEDLINED) const {
+                                 Program program = Program::feedlined) const {
         return {program, {port, type, "127.0.0.1"}, {{"FEEDLINE_EMULATOR_DEVICES", devices}}};
     }
 };
@@ -89,7 +89,7 @@ TEST_F(ProgramLife, APortInUseIsSaidAndEndsNothing) {
 }
 
 TEST_F(ProgramLife, WithoutADisplayTheWindowIsRefusedInALine) {
-    auto start = launch(noReceiver, "none", Program::FEEDLINE);
+    auto start = launch(noReceiver, "none", Program::feedline);
     start.environment["QT_QPA_PLATFORM"] = "nowhere";
     ServerProcess server(start);
     EXPECT_EQ(server.waitForExit(), 1);
@@ -102,7 +102,7 @@ TEST_F(ProgramLife, WithoutADisplayTheWindowIsRefusedInALine) {
 // feedline's alert is a modal box, and nobody is there to press its button.
 TEST_F(ProgramLife, SignalsEndTheWindowUnderAnAlert) {
     for (const int signal : {SIGTERM, SIGINT}) {
-        ServerProcess server(launch(hf, "none", Program::FEEDLINE));
+        ServerProcess server(launch(hf, "none", Program::feedline));
         ASSERT_TRUE(server.log.waitFor("n 0\n"));
         // The box comes up now, and does not show from outside; it must end well before, too.
         std::this_thread::sleep_for(signal == SIGTERM ? 500ms : 0ms);
@@ -112,7 +112,7 @@ TEST_F(ProgramLife, SignalsEndTheWindowUnderAnAlert) {
 }
 
 TEST_F(ProgramLife, SignalsEndAnIdleServer) {
-    for (const Program program : {Program::FEEDLINED, Program::FEEDLINE})
+    for (const Program program : {Program::feedlined, Program::feedline})
         for (const int signal : {SIGTERM, SIGINT}) {
             ServerProcess server(launch(noReceiver, "none", program));
             ASSERT_TRUE(server.output.waitFor("Waiting for incoming connections...\n"));
@@ -138,7 +138,7 @@ TEST_F(ProgramLife, SignalsAtAnyMomentOfTheStartLoseNothing) {
     std::uniform_int_distribution<int> microseconds(0, sanitized ? 300000 : 30000);
     for (int i = 0; i < 30; ++i) {
         auto start =
-            launch(noReceiver, "none", i % 3 == 2 ? Program::FEEDLINE : Program::FEEDLINED);
+            launch(noReceiver, "none", i % 3 == 2 ? Program::feedline : Program::feedlined);
         start.signalsBlocked = true;
         ServerProcess server(start);
         const std::chrono::microseconds delay(microseconds(generator));
@@ -151,4 +151,4 @@ TEST_F(ProgramLife, SignalsAtAnyMomentOfTheStartLoseNothing) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -7,7 +7,7 @@
 
 #include <algorithm>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -53,7 +53,7 @@ int countOf(const ServerProcess& process, const std::string& line) {
 // Launch, AirSpy HF+.
 
 TEST(HfLaunchFault, AReceiverThatAnotherProgramHasIsTwoAlerts) {
-    EmulatedServer server(HF, {.faults = "claim hf"});
+    EmulatedServer server(receiverHf, {.faults = "claim hf"});
     ASSERT_TRUE(server.process.log.waitFor("ALERT: ", 2));
     expectNoServer(server, "receiver taken");
     EXPECT_THAT(tail(server.process, 3), ElementsAre("err -1", "ALERT: Could not open AirSpyHF+",
@@ -62,7 +62,7 @@ TEST(HfLaunchFault, AReceiverThatAnotherProgramHasIsTwoAlerts) {
 
 // The library opens a receiver to list it, and leaves out one that it may not open.
 TEST(HfLaunchFault, AReceiverThatMayNotBeOpenedIsNotFound) {
-    EmulatedServer server(HF, {.faults = "claim hf access"});
+    EmulatedServer server(receiverHf, {.faults = "claim hf access"});
     ASSERT_TRUE(server.process.log.waitFor("ALERT: "));
     expectNoServer(server, "no permission");
     EXPECT_THAT(tail(server.process, 2),
@@ -70,7 +70,7 @@ TEST(HfLaunchFault, AReceiverThatMayNotBeOpenedIsNotFound) {
 }
 
 TEST(HfLaunchFault, ARefusedSampleRateIsAnAlert) {
-    EmulatedServer server(HF, {.faults = "fail hf request:4 io"});
+    EmulatedServer server(receiverHf, {.faults = "fail hf request:4 io"});
     ASSERT_TRUE(server.process.log.waitFor("ALERT: "));
     expectNoServer(server, "rate refused");
     EXPECT_THAT(tail(server.process, 2), ElementsAre("airspyhf_set_samplerate err -1  ",
@@ -80,7 +80,7 @@ TEST(HfLaunchFault, ARefusedSampleRateIsAnAlert) {
 // The second tuning request; the first one belongs to setting the rate. Only a short transfer
 // fails in this library.
 TEST(HfLaunchFault, ARefusedTuningIsAnAlert) {
-    EmulatedServer server(HF, {.faults = "fail hf request:2 2 at 2"});
+    EmulatedServer server(receiverHf, {.faults = "fail hf request:2 2 at 2"});
     ASSERT_TRUE(server.process.log.waitFor("ALERT: "));
     expectNoServer(server, "tuning refused");
     EXPECT_THAT(tail(server.process, 2),
@@ -88,8 +88,9 @@ TEST(HfLaunchFault, ARefusedTuningIsAnAlert) {
 }
 
 TEST(HfLaunchFault, WhatIsOnlyLoggedStopsNothing) {
-    EmulatedServer server(HF, {.faults = "fail hf request:7 io; fail hf request:9 io;"
-                                         "fail hf request:5 io always; fail hf request:14 io"});
+    EmulatedServer server(receiverHf,
+                          {.faults = "fail hf request:7 io; fail hf request:9 io;"
+                                     "fail hf request:5 io always; fail hf request:14 io"});
     ControlConnection client(server.port());
     EXPECT_EQ(client.ask(askStatus()), statusAnswer(idle));
     EXPECT_THAT(server.process.logLines(),
@@ -99,7 +100,7 @@ TEST(HfLaunchFault, WhatIsOnlyLoggedStopsNothing) {
 }
 
 TEST(HfLaunchFault, RatesThatCannotBeReadFallBackToTheLibrarysOwn) {
-    EmulatedServer server(HF, {.faults = "fail hf request:3 io always"});
+    EmulatedServer server(receiverHf, {.faults = "fail hf request:3 io always"});
     ControlConnection client(server.port());
     EXPECT_EQ(client.ask(askStatus()), statusAnswer(idle));
     EXPECT_THAT(server.process.logLines(), Contains("err 0  numSampleRates 1"));
@@ -108,7 +109,7 @@ TEST(HfLaunchFault, RatesThatCannotBeReadFallBackToTheLibrarysOwn) {
 }
 
 TEST(HfLaunchFault, TheFirstOfTwoReceiversIsOpened) {
-    EmulatedServer server(HF, {.devices = "hf,hf"});
+    EmulatedServer server(receiverHf, {.devices = "hf,hf"});
     ControlConnection client(server.port());
     EXPECT_EQ(client.ask(askStatus()), statusAnswer(idle));
     EXPECT_THAT(server.process.logLines(), Contains("n 2"));
@@ -120,21 +121,22 @@ TEST(HfLaunchFault, TheFirstOfTwoReceiversIsOpened) {
 // Launch, AirSpy: no alert, ever.
 
 TEST(AirspyLaunchFault, AReceiverThatAnotherProgramHasIsLoggedOnly) {
-    EmulatedServer server(AIRSPY, {.devices = "airspy", .faults = "claim airspy"});
+    EmulatedServer server(receiverAirspy, {.devices = "airspy", .faults = "claim airspy"});
     ASSERT_TRUE(server.process.log.waitFor("err -5\n"));
     expectNoServer(server, "receiver taken");
     EXPECT_THAT(server.process.log.text(), Not(::testing::HasSubstr("ALERT")));
 }
 
 TEST(AirspyLaunchFault, ABiasSupplyThatStaysOnKeepsTheServerAway) {
-    EmulatedServer server(AIRSPY, {.devices = "airspy", .faults = "fail airspy request:21 io"});
+    EmulatedServer server(receiverAirspy,
+                          {.devices = "airspy", .faults = "fail airspy request:21 io"});
     ASSERT_TRUE(server.process.log.waitFor("airspy_set_rf_bias err "));
     expectNoServer(server, "bias supply");
     EXPECT_THAT(tail(server.process, 1), ElementsAre("airspy_set_rf_bias err -1000  "));
 }
 
 TEST(AirspyLaunchFault, WhatIsOnlyLoggedStopsNothing) {
-    EmulatedServer server(AIRSPY,
+    EmulatedServer server(receiverAirspy,
                           {.devices = "airspy",
                            .faults = "fail airspy request:11 io; fail airspy request:10 io;"
                                      "fail airspy request:12 io; fail airspy request:26 io at 2"});
@@ -150,7 +152,8 @@ TEST(AirspyLaunchFault, WhatIsOnlyLoggedStopsNothing) {
 
 TEST(AirspyLaunchFault, AReceiverWithASingleRateServes) {
     EmulatedServer server(
-        AIRSPY, {.devices = "airspy", .more = {{"FEEDLINE_EMULATOR_RATES_AIRSPY", "3000000"}}});
+        receiverAirspy,
+        {.devices = "airspy", .more = {{"FEEDLINE_EMULATOR_RATES_AIRSPY", "3000000"}}});
     ControlConnection client(server.port());
     EXPECT_EQ(client.ask(askStatus()), statusAnswer(idle));
     EXPECT_THAT(server.process.logLines(), Contains("err 0  numSampleRates 1"));
@@ -173,7 +176,7 @@ void PrintTo(const Kind& kind, std::ostream* out) {
     *out << kind.device;
 }
 
-const Kind hfKind{HF,
+const Kind hfKind{receiverHf,
                   "hf",
                   hfCentre,
                   "airspyhf_start err -1  ",
@@ -181,7 +184,7 @@ const Kind hfKind{HF,
                   "request:2",
                   "fail hf request:2 2",
                   "ALERT: AirSpyHF+ set frequency fail"};
-const Kind airspyKind{AIRSPY,
+const Kind airspyKind{receiverAirspy,
                       "airspy",
                       airspyCentre,
                       "airspyhf_start err -1000  ",
@@ -367,7 +370,7 @@ TEST_P(ReceiverFault, ASingleTransferThatFails) {
         expectAnswers(client, running);
         const bool restarted = restartUntilItRuns(client);
         expectAnswers(client, running);
-        EXPECT_TRUE(restarted || kind.type == HF);
+        EXPECT_TRUE(restarted || kind.type == receiverHf);
         if (!restarted)
             break;
     }
@@ -390,4 +393,4 @@ TEST_P(ReceiverFault, ASilentReceiverGoesOnWhereItLeftOff) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -24,7 +24,7 @@ __tsan_default_options() { // NOLINT(bugprone-reserved-identifier)
 }
 #endif
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -202,4 +202,4 @@ TEST_P(AnyOrder, NeitherCrashesNorHangs) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

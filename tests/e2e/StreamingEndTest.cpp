@@ -5,12 +5,12 @@
 
 #include <string>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using namespace std::chrono_literals;
 
-constexpr Program programs[] = {Program::FEEDLINED, Program::FEEDLINE};
+constexpr Program programs[] = {Program::feedlined, Program::feedline};
 constexpr int signals[] = {SIGTERM, SIGINT};
 
 void expectGoodEnd(EmulatedServer& server, int signal, const std::string& moment) {
@@ -26,17 +26,18 @@ void stream(EmulatedServer& server, ControlConnection& client) {
 TEST(StreamingEnd, WhileStreaming) {
     for (const Program program : programs)
         for (const int signal : signals)
-            for (const int type : {HF, AIRSPY}) {
+            for (const int type : {receiverHf, receiverAirspy}) {
                 EmulatedServer server(type, {.devices = "hf,airspy", .program = program});
                 ControlConnection client(server.port());
                 stream(server, client);
-                expectGoodEnd(server, signal, type == HF ? "HF+ streams" : "AirSpy streams");
+                expectGoodEnd(server, signal,
+                              type == receiverHf ? "HF+ streams" : "AirSpy streams");
             }
 }
 
 TEST(StreamingEnd, WithABacklogPending) {
     for (const int signal : signals) {
-        EmulatedServer server(HF);
+        EmulatedServer server(receiverHf);
         {
             ControlConnection client(server.port());
             stream(server, client);
@@ -51,7 +52,8 @@ TEST(StreamingEnd, WhileARequestHangsOnTheMainThread) {
     for (const Program program : programs)
         for (const char* point : {"open", "claim", "request:3", "request:4", "request:9"}) {
             EmulatedServer server(
-                HF, {.faults = std::string("hang hf ") + point + " always", .program = program});
+                receiverHf,
+                {.faults = std::string("hang hf ") + point + " always", .program = program});
             ASSERT_TRUE(server.process.log.waitFor("initAirspy\n"));
             expectGoodEnd(server, SIGTERM, std::string("launch hangs in ") + point);
         }
@@ -59,8 +61,8 @@ TEST(StreamingEnd, WhileARequestHangsOnTheMainThread) {
 
 TEST(StreamingEnd, WhileARequestHangsOnTheTcpThread) {
     for (const Program program : programs)
-        for (const int type : {HF, AIRSPY}) {
-            const std::string device = type == HF ? "hf" : "airspy";
+        for (const int type : {receiverHf, receiverAirspy}) {
+            const std::string device = type == receiverHf ? "hf" : "airspy";
             EmulatedServer server(type, {.devices = device, .program = program});
             ControlConnection client(server.port());
             ASSERT_EQ(client.ask(askStatus()), statusAnswer(idle));
@@ -73,7 +75,7 @@ TEST(StreamingEnd, WhileARequestHangsOnTheTcpThread) {
 
 TEST(StreamingEnd, WhileAClientsTuningHasAnAlertOpen) {
     for (const int signal : signals) {
-        EmulatedServer server(AIRSPY, {.devices = "airspy", .program = Program::FEEDLINE});
+        EmulatedServer server(receiverAirspy, {.devices = "airspy", .program = Program::feedline});
         ControlConnection client(server.port());
         ASSERT_EQ(client.ask(askStatus()), statusAnswer(idle));
         server.receiver.tell("fail airspy request:13 io always");
@@ -86,7 +88,7 @@ TEST(StreamingEnd, WhileAClientsTuningHasAnAlertOpen) {
 }
 
 TEST(StreamingEnd, WhileStopWaitsForAReceiverThatSaysNothing) {
-    EmulatedServer server(HF);
+    EmulatedServer server(receiverHf);
     ControlConnection client(server.port());
     stream(server, client);
     server.receiver.tell("hang hf request:1 always");
@@ -96,4 +98,4 @@ TEST(StreamingEnd, WhileStopWaitsForAReceiverThatSaysNothing) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

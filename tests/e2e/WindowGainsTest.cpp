@@ -6,7 +6,7 @@
 #include "RecordingLog.h"
 #include "ServerProcess.h"
 #include "app/RunTimeState.h"
-#include "app/WindowedServer.h"
+#include "programs/WindowedServer.h"
 
 #include <QCheckBox>
 #include <QSlider>
@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -91,7 +91,7 @@ class WindowGain : public ::testing::TestWithParam<OneControl> {};
 
 TEST_P(WindowGain, ChangesItsOwnSettingAlone) {
     const OneControl& control = GetParam();
-    const Attached& attached = Attached::make(DEVICE_AIRSPY);
+    const Attached& attached = Attached::make(deviceAirspy);
     (attached.*control.move)(control.name);
     EXPECT_EQ(attached.requests(), control.requests);
     EXPECT_EQ(attached.state(control.setting), "1");
@@ -129,7 +129,7 @@ INSTANTIATE_TEST_SUITE_P(Controls, WindowGain,
 class WindowPreset : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(WindowPreset, SwitchesBothAgcsOffInTheReceiverWhileTheirButtonsStay) {
-    const Attached& attached = Attached::make(DEVICE_AIRSPY);
+    const Attached& attached = Attached::make(deviceAirspy);
     for (const char* agc : {"lnaAgcButton", "mixerAgcButton"})
         attached.click(agc);
     ASSERT_EQ(attached.state("lna-agc") + attached.state("mixer-agc"), "11");
@@ -145,7 +145,7 @@ INSTANTIATE_TEST_SUITE_P(Presets, WindowPreset,
                          ::testing::Values("linearitySlider", "sensitivitySlider"));
 
 TEST(WindowGains, WithTheHfSelectedNothingIsSentOrLogged) {
-    const Attached& attached = Attached::make(DEVICE_AIRSPYHF);
+    const Attached& attached = Attached::make(deviceAirspyHf);
     attached.click("lnaAgcButton");
     attached.click("mixerAgcButton");
     for (const char* slider : {"lnaGainSlider", "mixerGainSlider", "vgaGainSlider",
@@ -156,4 +156,4 @@ TEST(WindowGains, WithTheHfSelectedNothingIsSentOrLogged) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -7,7 +7,7 @@
 #include "ServerProcess.h"
 #include "WireClient.h"
 #include "app/RunTimeState.h"
-#include "app/WindowedServer.h"
+#include "programs/WindowedServer.h"
 
 #include <QComboBox>
 #include <QLabel>
@@ -27,7 +27,7 @@
 #include <string>
 #include <vector>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -155,7 +155,7 @@ constexpr auto acceptLine = "TCPThread Waiting for incoming connections...\n";
 // Status
 
 TEST(WindowServer, ShowsAServerThatNobodyHasCalledYet) {
-    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
+    auto& desktop = Desktop::make(deviceAirspyHf, "hf");
     desktop.launch();
     EXPECT_TRUE(desktop.shows("serverCenterFrequency", "Center Frequency: 1600.000 kHz"));
     EXPECT_EQ(desktop.line("serverTcpStatus"), waitingText);
@@ -164,7 +164,7 @@ TEST(WindowServer, ShowsAServerThatNobodyHasCalledYet) {
 }
 
 TEST(WindowServer, FollowsAClientUntilTheNextOneCanCome) {
-    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
+    auto& desktop = Desktop::make(deviceAirspyHf, "hf");
     desktop.launch();
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
     ControlConnection client(desktop.port.port());
@@ -186,7 +186,7 @@ TEST(WindowServer, FollowsAClientUntilTheNextOneCanCome) {
 }
 
 TEST(WindowServer, ShowsAPortThatAnotherProgramHas) {
-    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
+    auto& desktop = Desktop::make(deviceAirspyHf, "hf");
     auto other = std::make_unique<ControlListener>(desktop.port.port());
     desktop.answerAlerts(); // Restart finds the receiver taken, by this very process.
     desktop.launch();
@@ -203,13 +203,13 @@ TEST(WindowServer, ShowsAPortThatAnotherProgramHas) {
 // Restart
 
 TEST(WindowServer, RestartBringsAServerBackThatServedAClient) {
-    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf,airspy");
+    auto& desktop = Desktop::make(deviceAirspyHf, "hf,airspy");
     desktop.launch();
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
     const ControlConnection client(desktop.port.port());
     EXPECT_TRUE(desktop.showsStatus(connectedText));
     desktop.chooseAirspy();
-    EXPECT_EQ(deviceType, DEVICE_AIRSPY);
+    EXPECT_EQ(deviceType, deviceAirspy);
     EXPECT_EQ(airspyDevice.load(), nullptr) << "opened before Restart";
     desktop.pressRestart();
     EXPECT_NE(airspyDevice.load(), nullptr);
@@ -223,7 +223,7 @@ TEST(WindowServer, RestartBringsAServerBackThatServedAClient) {
 }
 
 TEST(WindowServer, RestartEndsAServerThatWaitedForAClient) {
-    auto& desktop = Desktop::make(DEVICE_AIRSPY, "airspy");
+    auto& desktop = Desktop::make(deviceAirspy, "airspy");
     desktop.answerAlerts();
     desktop.launch();
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
@@ -240,7 +240,7 @@ TEST(WindowServer, RestartEndsAServerThatWaitedForAClient) {
 // The receiver misbehaves
 
 TEST(WindowServer, StaysAliveWhileTheReceiverIsPulledOutAndWhileARequestHangs) {
-    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
+    auto& desktop = Desktop::make(deviceAirspyHf, "hf");
     desktop.launch();
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
     const ControlConnection client(desktop.port.port());
@@ -263,13 +263,13 @@ TEST(WindowServer, StaysAliveWhileTheReceiverIsPulledOutAndWhileARequestHangs) {
     EXPECT_TRUE(desktop.shows("serverCenterFrequency", "Center Frequency: 7100.000 kHz"));
     client.ask(setState(2)); // Refused, and shown as asked for.
     EXPECT_TRUE(desktop.shows("serverRunning", "AirSpyHF+ RUNNING"));
-    EXPECT_EQ(desktop.close(), (Settings{desktop.port.port(), DEVICE_AIRSPYHF, "192.168.1.20"}));
+    EXPECT_EQ(desktop.close(), (Settings{desktop.port.port(), deviceAirspyHf, "192.168.1.20"}));
 }
 
 // Edits
 
 TEST(WindowServer, AnEditedPortIsTheNextServersAndTheNextStarts) {
-    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
+    auto& desktop = Desktop::make(deviceAirspyHf, "hf");
     const LocalPort other;
     desktop.launch();
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
@@ -285,11 +285,11 @@ TEST(WindowServer, AnEditedPortIsTheNextServersAndTheNextStarts) {
     EXPECT_FALSE(listening(desktop.port.port()));
     const ControlConnection client(other.port());
     EXPECT_TRUE(desktop.showsStatus(connectedText));
-    EXPECT_EQ(desktop.close(), (Settings{other.port(), DEVICE_AIRSPYHF, "127.0.0.1"}));
+    EXPECT_EQ(desktop.close(), (Settings{other.port(), deviceAirspyHf, "127.0.0.1"}));
 }
 
 TEST(WindowServer, AnEditedAddressWaitsForTheNextStart) {
-    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
+    auto& desktop = Desktop::make(deviceAirspyHf, "hf");
     desktop.answerAlerts();
     desktop.launch();
     EXPECT_TRUE(desktop.shows("serverCenterFrequency", "Center Frequency: 1600.000 kHz"));
@@ -302,30 +302,30 @@ TEST(WindowServer, AnEditedAddressWaitsForTheNextStart) {
     }
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 2; }));
     EXPECT_EQ(udpAddress.str(), "127.0.0.1") << "taken at a Restart or a new set-up";
-    EXPECT_EQ(desktop.close(), (Settings{desktop.port.port(), DEVICE_AIRSPYHF, "192.168.1.20"}));
+    EXPECT_EQ(desktop.close(), (Settings{desktop.port.port(), deviceAirspyHf, "192.168.1.20"}));
 }
 
 TEST(WindowServer, DoubtfulEditsAreSavedAsTheyStand) {
-    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf,airspy");
+    auto& desktop = Desktop::make(deviceAirspyHf, "hf,airspy");
     desktop.launch();
     EXPECT_TRUE(desktop.shows("serverCenterFrequency", "Center Frequency: 1600.000 kHz"));
     desktop.retype("serverPort", "");
     desktop.retype("udpAddr", "nowhere");
     desktop.chooseAirspy(); // Never applied, but chosen.
-    EXPECT_EQ(desktop.close(), (Settings{0, DEVICE_AIRSPY, "nowhere"}));
+    EXPECT_EQ(desktop.close(), (Settings{0, deviceAirspy, "nowhere"}));
 }
 
 // Alerts
 
 TEST(WindowServer, AMissingReceiverHoldsLaunchUntilTheAlertIsDismissed) {
-    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "none");
+    auto& desktop = Desktop::make(deviceAirspyHf, "none");
     desktop.answerAlerts([] { EXPECT_EQ(countOf(logged("So long, app nap")), 0); });
     desktop.launch();
     ASSERT_TRUE(comes([] { return countOf(logged("So long, app nap")) == 1; }));
     EXPECT_THAT(desktop.alerts, ElementsAre("No AirSpyHF+ found|Is it plugged in?"));
     EXPECT_FALSE(listening(desktop.port.port()));
     EXPECT_EQ(desktop.line("serverTcpStatus"), waitingText);
-    EXPECT_EQ(desktop.close(), (Settings{desktop.port.port(), DEVICE_AIRSPYHF, "127.0.0.1"}));
+    EXPECT_EQ(desktop.close(), (Settings{desktop.port.port(), deviceAirspyHf, "127.0.0.1"}));
 }
 
 struct Refusal {
@@ -342,7 +342,7 @@ class WindowLaunch : public ::testing::TestWithParam<Refusal> {};
 
 TEST_P(WindowLaunch, TellsWhatTheReceiverRefusedAndServesNobody) {
     setenv("FEEDLINE_EMULATOR_FAULTS", GetParam().faults, 1);
-    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
+    auto& desktop = Desktop::make(deviceAirspyHf, "hf");
     desktop.answerAlerts();
     desktop.launch();
     ASSERT_TRUE(comes([] { return countOf(logged("So long, app nap")) == 1; }));
@@ -359,7 +359,7 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& refusal) { return refusal.param.name; });
 
 TEST(WindowServer, ARefusedFrequencyHoldsTheClientWhileTheStatusGoesOn) {
-    auto& desktop = Desktop::make(DEVICE_AIRSPYHF, "hf");
+    auto& desktop = Desktop::make(deviceAirspyHf, "hf");
     desktop.launch();
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
     const ControlConnection client(desktop.port.port());
@@ -381,4 +381,4 @@ TEST(WindowServer, ARefusedFrequencyHoldsTheClientWhileTheStatusGoesOn) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

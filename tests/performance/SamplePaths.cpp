@@ -62,9 +62,9 @@ long request() {
     if (::socketpair(AF_UNIX, SOCK_STREAM, 0, connection.data()) != 0)
         throw std::runtime_error("no connection");
     clientSocket = connection[0];
-    testing::NoPlatform nothing;
+    test::NoPlatform nothing;
     AppDelegate controller(nothing.platform);
-    const std::array<std::uint8_t, 4> askStatus{4, TYPE_REQUEST_CITEM, ITEM_RECEIVER_STATUS, 0};
+    const std::array<std::uint8_t, 4> askStatus{4, TYPE_REQUEST_CITEM, itemReceiverStatus, 0};
     count([&] { controller.myDidReadData(askStatus.data(), askStatus.size()); });
     std::array<std::uint8_t, 64> answers{};
     if (::recv(connection[1], answers.data(), answers.size(), 0) != 10)

@@ -49,7 +49,7 @@ TEST(LeadingInteger, BeyondItsRangeIsTheNearestBound) {
 }
 
 TEST(TextField, ShowsAnIntegerInDecimalAndReadsItBack) {
-    testing::MemoryField field;
+    test::MemoryField field;
     for (const std::int32_t value : {0, 50000, 70000, -1, 2147483647, -2147483647 - 1}) {
         field.setIntValue(value);
         EXPECT_EQ(field.stringValue(), std::to_string(value));
@@ -58,7 +58,7 @@ TEST(TextField, ShowsAnIntegerInDecimalAndReadsItBack) {
 }
 
 TEST(TextField, ReadsATypedTextAsItsLeadingInteger) {
-    testing::MemoryField field;
+    test::MemoryField field;
     EXPECT_EQ(field.intValue(), 0);
     field.setStringValue(" 8080x");
     EXPECT_EQ(field.intValue(), 8080);

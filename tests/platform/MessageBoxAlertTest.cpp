@@ -43,7 +43,7 @@ protected:
         whenShown([](QMessageBox& box) { box.button(QMessageBox::Ok)->click(); });
     }
 
-    testing::OffscreenApplication application;
+    test::OffscreenApplication application;
     feedline::QtMainThread main;
     QWidget window;
     feedline::MessageBoxAlert alert{main, window};

@@ -35,7 +35,7 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 std::string contents(const CAscpTxMsg& message) {
-    return testing::hex(std::span(message.Buf8).first(message.GetLength()));
+    return test::hex(std::span(message.Buf8).first(message.GetLength()));
 }
 
 CAscpTxMsg messageOfLength(std::size_t length) {
@@ -68,7 +68,7 @@ protected:
     }
 
     std::vector<Write> writes;
-    testing::ReplyPeer peer;
+    test::ReplyPeer peer;
 };
 
 TEST(CAscpTxMsg, StartsZeroed) {
@@ -160,7 +160,7 @@ TEST_F(CAscpTxMsgSending, GoesToTheClientAsItIs) {
 }
 
 TEST_F(CAscpTxMsgSending, GoesToTheClientSocketWhateverTheArgument) {
-    const testing::OwnedDescriptor other(::dup(STDERR_FILENO));
+    const test::OwnedDescriptor other(::dup(STDERR_FILENO));
     messageOfLength(4).SendAscpMsg(other.get());
     messageOfLength(5).SendAscpMsg(-1);
     EXPECT_THAT(peer.take(), ElementsAre("04 00 18 00", "05 00 18 00 04"));

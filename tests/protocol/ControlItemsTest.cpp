@@ -16,21 +16,21 @@
 namespace feedline {
 namespace {
 
-using testing::Bytes;
+using test::Bytes;
+using test::Line;
+using test::logged;
+using test::vendors;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using testing::Line;
-using testing::logged;
-using testing::vendors;
 
 constexpr std::int32_t noReceiver = 7;
 
 class ControlItems : public ::testing::Test {
 protected:
     ControlItems() {
-        testing::resetVendors();
-        hfDevice = testing::hfHandle();
-        airspyDevice = testing::airspyHandle();
+        test::resetVendors();
+        hfDevice = test::hfHandle();
+        airspyDevice = test::airspyHandle();
     }
 
     void receive(const Bytes& message) {
@@ -39,15 +39,15 @@ protected:
     std::vector<std::string> replies() { return peer.take(); }
 
     static std::vector<Line> lines() {
-        std::vector<Line> all = testing::recordedLines();
-        testing::clearRecordedLines();
+        std::vector<Line> all = test::recordedLines();
+        test::clearRecordedLines();
         return all;
     }
 
     static std::vector<std::string> vendorCalls() { return std::exchange(vendors().calls, {}); }
 
-    testing::Server server;
-    testing::ReplyPeer peer;
+    test::Server server;
+    test::ReplyPeer peer;
 };
 
 Line setLine(int length, unsigned item) {
@@ -202,10 +202,10 @@ TEST_F(ControlItems, StateStartsTheReceiverBeforeItsReply) {
 }
 
 TEST_F(ControlItems, StateDependsOnItsSecondByteAndTheStreamAlone) {
-    for (const std::int32_t type : {DEVICE_AIRSPYHF, DEVICE_AIRSPY}) {
+    for (const std::int32_t type : {deviceAirspyHf, deviceAirspy}) {
         deviceType = type;
-        const std::string start = type == DEVICE_AIRSPY ? "airspy_start_rx" : "airspyhf_start";
-        const std::string stop = type == DEVICE_AIRSPY ? "airspy_stop_rx" : "airspyhf_stop";
+        const std::string start = type == deviceAirspy ? "airspy_start_rx" : "airspyhf_start";
+        const std::string stop = type == deviceAirspy ? "airspy_stop_rx" : "airspyhf_stop";
         for (const bool streaming : {false, true})
             for (unsigned p2 = 0; p2 <= 255; ++p2) {
                 isStreaming = streaming ? 1 : 0;
@@ -218,7 +218,7 @@ TEST_F(ControlItems, StateDependsOnItsSecondByteAndTheStreamAlone) {
                 EXPECT_EQ(vendorCalls(), expected) << p2 << streaming;
                 EXPECT_EQ(isStreaming, p2 == 2 ? 1 : 0);
                 EXPECT_EQ(replies(), std::vector{"08 00 18 00 02 " +
-                                                 testing::hex(Bytes{std::uint8_t(p2)}) + " 02 02"});
+                                                 test::hex(Bytes{std::uint8_t(p2)}) + " 02 02"});
             }
     }
 }
@@ -249,7 +249,7 @@ TEST_F(ControlItems, FrequencysSixthByteIsZeroInLogAndReply) {
 }
 
 TEST_F(ControlItems, FrequencyBeyond31BitsReachesTheReceiverWhole) {
-    deviceType = DEVICE_AIRSPY;
+    deviceType = deviceAirspy;
     receive({0x0A, 0x00, 0x20, 0x00, 0x01, 0xFF, 0xFE, 0xFD, 0xFC, 0x00});
     EXPECT_THAT(vendorCalls(), ElementsAre("airspy_set_freq 4244504319"));
     EXPECT_EQ(lines().at(1), logged("set frequency 4244504319   1 255 254 253 252 0"));
@@ -289,7 +289,7 @@ TEST_F(RefusedFrequency, OfAnHfShowsItsAlertAndIsEchoed) {
 }
 
 TEST_F(RefusedFrequency, OfAnAirspyShowsItsAlertAndIsEchoed) {
-    deviceType = DEVICE_AIRSPY;
+    deviceType = deviceAirspy;
     tune();
     EXPECT_THAT(alerts(), ElementsAre("AirSpy set frequency fail|"));
     EXPECT_THAT(replies(), ElementsAre(echoed));
@@ -305,7 +305,7 @@ TEST_F(RefusedFrequency, OfNoReceiverShowsNothingAndIsEchoed) {
 
 TEST_F(RefusedFrequency, ShowsBothAlertsWhenTheAirspyIsChosenWhileTheFirstIsUp) {
     server.alert.whileUp = [] {
-        deviceType = DEVICE_AIRSPY;
+        deviceType = deviceAirspy;
     };
     tune();
     EXPECT_THAT(alerts(),
@@ -313,9 +313,9 @@ TEST_F(RefusedFrequency, ShowsBothAlertsWhenTheAirspyIsChosenWhileTheFirstIsUp) 
 }
 
 TEST_F(RefusedFrequency, ShowsOneAlertWhenTheHfIsChosenWhileTheAirspysIsUp) {
-    deviceType = DEVICE_AIRSPY;
+    deviceType = deviceAirspy;
     server.alert.whileUp = [] {
-        deviceType = DEVICE_AIRSPYHF;
+        deviceType = deviceAirspyHf;
     };
     tune();
     EXPECT_THAT(alerts(), ElementsAre("AirSpy set frequency fail|"));

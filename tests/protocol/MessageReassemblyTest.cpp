@@ -18,10 +18,10 @@
 namespace feedline {
 namespace {
 
-using testing::Bytes;
+using test::Bytes;
+using test::logged;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using testing::logged;
 
 const auto nak = logged("NAK");
 const Bytes statusRequest{0x04, 0x20, 0x05, 0x00};
@@ -30,7 +30,7 @@ const std::string statusReply = "05 00 05 00 0B";
 /// A server without connection whose replies and lines can be looked at.
 struct Reassembler {
     Reassembler() {
-        testing::resetVendors();
+        test::resetVendors();
         deviceType = 2; // No receiver.
     }
 
@@ -41,14 +41,14 @@ struct Reassembler {
     /// What the messages did since the last call.
     std::vector<std::string> calls() {
         std::vector<std::string> all = peer.take();
-        for (const auto& line : testing::recordedLines())
+        for (const auto& line : test::recordedLines())
             all.push_back(line.text);
-        testing::clearRecordedLines();
+        test::clearRecordedLines();
         return all;
     }
 
-    testing::Server server;
-    testing::ReplyPeer peer;
+    test::Server server;
+    test::ReplyPeer peer;
 };
 
 void append(Bytes& to, const Bytes& bytes) {
@@ -103,7 +103,7 @@ TEST(MessageReassembly, HeaderOnlyMessageIsCompleteAtOnce) {
 TEST(MessageReassembly, TwoMessagesInOneChunkAreTwoCallsInTheirOrder) {
     Reassembler reassembler;
     reassembler.read({0x05, 0x00, 0x05, 0x00, 0x0C, 0x02, 0x00});
-    EXPECT_THAT(testing::recordedLines(),
+    EXPECT_THAT(test::recordedLines(),
                 ElementsAre(logged("TYPE_TARG_RESP_CITEM ParseAscpMsg 0 5 5"), nak));
 }
 
@@ -113,7 +113,7 @@ TEST(MessageReassembly, ByteByByteTheCallsComeAtTheSamePoints) {
     std::vector<std::size_t> callsAfter;
     for (const std::uint8_t byte : bytes) {
         reassembler.read({byte});
-        callsAfter.push_back(testing::recordedLines().size());
+        callsAfter.push_back(test::recordedLines().size());
     }
     EXPECT_THAT(callsAfter, ElementsAre(0, 0, 0, 0, 1, 1, 2));
 }

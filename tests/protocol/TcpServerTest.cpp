@@ -180,16 +180,16 @@ namespace feedline {
 namespace {
 
 using namespace std::chrono_literals;
-using testing::Bytes;
-using testing::ControlClient;
+using test::Bytes;
+using test::ControlClient;
+using test::Line;
+using test::logged;
+using test::printed;
+using test::ReservedPort;
+using test::waitForLine;
+using test::waitUntil;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using testing::Line;
-using testing::logged;
-using testing::printed;
-using testing::ReservedPort;
-using testing::waitForLine;
-using testing::waitUntil;
 
 const Bytes statusRequest{0x04, 0x20, 0x05, 0x00};
 const std::string idleReply = "05 00 05 00 0B";
@@ -208,7 +208,7 @@ bool isUdpLine(const Line& line) {
 }
 
 std::vector<Line> serverLines() {
-    std::vector<Line> lines = testing::recordedLines();
+    std::vector<Line> lines = test::recordedLines();
     std::erase_if(lines, isUdpLine);
     return lines;
 }
@@ -225,14 +225,14 @@ public:
                 ::close(taken);
             }
         EXPECT_TRUE(threadsHaveEnded());
-        testing::resetRunTimeState();
+        test::resetRunTimeState();
     }
 
 protected:
     TcpServer() {
         std::signal(SIGPIPE, SIG_IGN); // As the programs do.
         sockets().clear();             // The reserved port's own.
-        testing::resetVendors();
+        test::resetVendors();
         udpAddress.assign("127.0.0.1");
         deviceType = noReceiver;
         setPort(port.text());
@@ -274,7 +274,7 @@ protected:
     }
 
     bool threadsHaveEnded() const {
-        return waitUntil([&] { return testing::runningThreads() <= threadsBefore; });
+        return waitUntil([&] { return test::runningThreads() <= threadsBefore; });
     }
 
     /// The request for a new set-up reaches the main thread, and both threads end, for which they
@@ -285,7 +285,7 @@ protected:
     }
 
     void letTheServerComeBack() {
-        const int times = testing::countOf(waiting) + 1;
+        const int times = test::countOf(waiting) + 1;
         letTheClientBeLost();
         server.mainThread.advance(5s);
         ASSERT_TRUE(waitForLine(waiting, times));
@@ -299,20 +299,20 @@ protected:
         return server.mainThread.timers.empty();
     }
 
-    std::size_t threadsBefore = testing::threadsAtRest();
-    testing::Server& server = testing::Server::make();
+    std::size_t threadsBefore = test::threadsAtRest();
+    test::Server& server = test::Server::make();
     ReservedPort port;
 };
 
 TEST_F(TcpServer, ServesAClientAndComesBackAfterFiveSecondsOnThePortThenInTheField) {
     startServer();
-    EXPECT_EQ(tcpStatus, TCP_WAITING);
+    EXPECT_EQ(tcpStatus, tcpWaiting);
     EXPECT_EQ(serverPortNumber, port.number());
     EXPECT_TRUE(remoteAddress.empty());
 
     auto client = servedClient();
     const int clientDescriptor = clientSocket;
-    EXPECT_EQ(tcpStatus, TCP_CONNECTED);
+    EXPECT_EQ(tcpStatus, tcpConnected);
     EXPECT_EQ(remoteAddress.str(), "127.0.0.1");
     EXPECT_EQ(remoteAddressRaw, htonl(INADDR_LOOPBACK));
     EXPECT_TRUE(serverActive);
@@ -320,7 +320,7 @@ TEST_F(TcpServer, ServesAClientAndComesBackAfterFiveSecondsOnThePortThenInTheFie
     client->disconnect();
     ASSERT_TRUE(waitForLine(disconnected));
     letTheClientBeLost();
-    EXPECT_EQ(tcpStatus, TCP_DISCONNECTED);
+    EXPECT_EQ(tcpStatus, tcpDisconnected);
     EXPECT_TRUE(remoteAddress.empty());
     EXPECT_EQ(remoteAddressRaw, 0U);
     EXPECT_FALSE(serverActive);
@@ -329,12 +329,12 @@ TEST_F(TcpServer, ServesAClientAndComesBackAfterFiveSecondsOnThePortThenInTheFie
 
     const ReservedPort next;
     server.mainThread.advance(4999ms);
-    EXPECT_EQ(testing::countOf(logged("SetUpTcpServer")), 1);
-    EXPECT_EQ(tcpStatus, TCP_DISCONNECTED);
+    EXPECT_EQ(test::countOf(logged("SetUpTcpServer")), 1);
+    EXPECT_EQ(tcpStatus, tcpDisconnected);
     setPort(next.text());
     server.mainThread.advance(1ms);
     ASSERT_TRUE(waitForLine(waiting, 2));
-    EXPECT_EQ(tcpStatus, TCP_WAITING);
+    EXPECT_EQ(tcpStatus, tcpWaiting);
     EXPECT_EQ(serverPortNumber, next.number());
     EXPECT_TRUE(serverActive);
     auto second = servedClient(next);
@@ -376,7 +376,7 @@ TEST_F(TcpServer, EverySetUpStartsTheUdpThreadTooAndALostClientEndsIt) {
     EXPECT_NE(firstTcp, std::thread::id{});
     EXPECT_NE(firstUdp, firstTcp);
     ASSERT_TRUE(waitForLine(logged("*** UDP Thread  0")));
-    EXPECT_EQ(testing::countOf(printed("UDPThread exit\n")), 0);
+    EXPECT_EQ(test::countOf(printed("UDPThread exit\n")), 0);
     servedClient()->disconnect();
     ASSERT_TRUE(waitForLine(printed("UDPThread exit\n")));
     letTheServerComeBack();
@@ -386,9 +386,9 @@ TEST_F(TcpServer, EverySetUpStartsTheUdpThreadTooAndALostClientEndsIt) {
 TEST_F(TcpServer, ClientThatGoesAtOnceIsAClientThatHasGone) {
     startServer();
     ControlClient(port.number()).disconnect();
-    waitForStatus(TCP_DISCONNECTED);
+    waitForStatus(tcpDisconnected);
     letTheServerComeBack();
-    EXPECT_EQ(tcpStatus, TCP_WAITING);
+    EXPECT_EQ(tcpStatus, tcpWaiting);
     servedClient();
 }
 
@@ -414,12 +414,12 @@ TEST_F(TcpServer, ReceiveThatFailsIsALostClient) {
     client->send(statusRequest); // The receive that waits still succeeds; the next one fails.
     ASSERT_TRUE(waitForLine(printed("TCPThread recv failed\n")));
     letTheClientBeLost();
-    EXPECT_EQ(tcpStatus, TCP_DISCONNECTED);
+    EXPECT_EQ(tcpStatus, tcpDisconnected);
     EXPECT_FALSE(serverActive);
     EXPECT_EQ(clientSocket, -1);
     EXPECT_EQ(listenSocket, -1);
     EXPECT_EQ(server.mainThread.timers.size(), 1U);
-    EXPECT_EQ(testing::countOf(disconnected), 0);
+    EXPECT_EQ(test::countOf(disconnected), 0);
 }
 
 TEST_F(TcpServer, PortThatIsTakenIsNotTriedAgain) {
@@ -427,12 +427,12 @@ TEST_F(TcpServer, PortThatIsTakenIsNotTriedAgain) {
     sockets().clear();
     server.delegate.SetUpTcpServer();
     ASSERT_TRUE(waitForLine(printed("TCPThread bind failed. Error\n")));
-    waitForStatus(TCP_BIND_FAILED);
+    waitForStatus(tcpBindFailed);
     EXPECT_THAT(serverLines(),
                 ElementsAre(logged("SetUpTcpServer"), logged("portToUse " + port.text()),
                             printed("TCPThread Socket created\n"),
                             printed("TCPThread bind failed. Error\n")));
-    EXPECT_TRUE(testing::isOpen(listenSocket));
+    EXPECT_TRUE(test::isOpen(listenSocket));
     EXPECT_EQ(sockets().count("close " + std::to_string(listenSocket)), 0);
     EXPECT_TRUE(serverActive);
 
@@ -442,11 +442,10 @@ TEST_F(TcpServer, PortThatIsTakenIsNotTriedAgain) {
 
 TEST_F(TcpServer, SocketThatCannotBeMadeEndsTheThread) {
     sockets().fail("socket", EMFILE);
-    tcpStatus = TCP_DISCONNECTED;
+    tcpStatus = tcpDisconnected;
     server.delegate.TCPThread();
-    EXPECT_THAT(testing::recordedLines(),
-                ElementsAre(printed("TCPThread Could not create socket")));
-    EXPECT_EQ(tcpStatus, TCP_WAITING);
+    EXPECT_THAT(test::recordedLines(), ElementsAre(printed("TCPThread Could not create socket")));
+    EXPECT_EQ(tcpStatus, tcpWaiting);
     EXPECT_EQ(listenSocket, -1);
     EXPECT_TRUE(nothingIsScheduled());
 }
@@ -456,7 +455,7 @@ TEST_F(TcpServer, RefusedReuseOfTheAddressIsPrintedAndPassedOver) {
     sockets().fail("reuse", EINVAL);
     sockets().fail("accept", ECONNABORTED);
     server.delegate.TCPThread();
-    EXPECT_THAT(testing::recordedLines(),
+    EXPECT_THAT(test::recordedLines(),
                 ElementsAre(printed("TCPThread Socket created\n"), printed("setsockopt\n"),
                             printed("TCPThread bind done\n"), waiting, acceptFailed));
 }
@@ -465,7 +464,7 @@ TEST_F(TcpServer, ListenIsNotExamined) {
     serverPortNumber = 0;
     sockets().fail("listen", EOPNOTSUPP);
     server.delegate.TCPThread(); // The system's own accept fails on a socket that does not listen.
-    EXPECT_THAT(testing::recordedLines(),
+    EXPECT_THAT(test::recordedLines(),
                 ElementsAre(printed("TCPThread Socket created\n"), printed("TCPThread bind done\n"),
                             waiting, acceptFailed));
 }
@@ -474,9 +473,9 @@ TEST_F(TcpServer, AcceptThatFailsEndsTheThreadAndClosesNothing) {
     serverPortNumber = 0;
     sockets().fail("accept", EMFILE);
     server.delegate.TCPThread();
-    EXPECT_EQ(tcpStatus, TCP_CONNECT_FAILED);
+    EXPECT_EQ(tcpStatus, tcpConnectFailed);
     EXPECT_EQ(clientSocket, -1);
-    EXPECT_TRUE(testing::isOpen(listenSocket));
+    EXPECT_TRUE(test::isOpen(listenSocket));
     EXPECT_EQ(sockets().count("close " + std::to_string(listenSocket)), 0);
     EXPECT_TRUE(serverActive);
     EXPECT_TRUE(remoteAddress.empty());
@@ -490,7 +489,7 @@ TEST_F(TcpServer, PortsLowSixteenBitsCountAndTextThatIsNoNumberIsPortZero) {
         sockets().clear();
         sockets().fail("bind", EACCES);
         setPort(text);
-        const int times = testing::countOf(printed("TCPThread bind failed. Error\n")) + 1;
+        const int times = test::countOf(printed("TCPThread bind failed. Error\n")) + 1;
         server.delegate.SetUpTcpServer();
         ASSERT_TRUE(waitForLine(printed("TCPThread bind failed. Error\n"), times));
         EXPECT_EQ(sockets().count("bind 0.0.0.0:" + bound), 1) << text;
@@ -498,8 +497,8 @@ TEST_F(TcpServer, PortsLowSixteenBitsCountAndTextThatIsNoNumberIsPortZero) {
         ASSERT_TRUE(threadsHaveEnded());
         ::close(listenSocket.exchange(-1));
     }
-    EXPECT_EQ(testing::countOf(logged("portToUse 70000")), 1);
-    EXPECT_EQ(testing::countOf(logged("portToUse 0")), 2);
+    EXPECT_EQ(test::countOf(logged("portToUse 70000")), 1);
+    EXPECT_EQ(test::countOf(logged("portToUse 0")), 2);
 }
 
 TEST_F(TcpServer, SecondClientIsNotAccepted) {
@@ -515,7 +514,7 @@ TEST_F(TcpServer, SecondClientIsNotAccepted) {
     first->disconnect();
     letTheClientBeLost();
     EXPECT_EQ(second.receive(5), ""); // Its connection goes with the listener.
-    EXPECT_EQ(testing::countOf(accepted(clientSocket)), 0);
+    EXPECT_EQ(test::countOf(accepted(clientSocket)), 0);
 }
 
 TEST_F(TcpServer, RestartWhileServingBringsTheServerBackAfterFiveSeconds) {
@@ -526,7 +525,7 @@ TEST_F(TcpServer, RestartWhileServingBringsTheServerBackAfterFiveSeconds) {
     sockets().clear();
     server.delegate.restartServer();
     letTheClientBeLost();
-    EXPECT_EQ(tcpStatus, TCP_DISCONNECTED);
+    EXPECT_EQ(tcpStatus, tcpDisconnected);
     EXPECT_EQ(client->receive(1), "");
 
     // Whoever of the two threads closed which: each was shut and closed once.
@@ -539,8 +538,7 @@ TEST_F(TcpServer, RestartWhileServingBringsTheServerBackAfterFiveSeconds) {
     EXPECT_LT(place("shutdown " + listener), place("close " + listener));
     EXPECT_LT(place("shutdown " + clients), place("close " + clients));
 
-    EXPECT_EQ(testing::countOf(disconnected) + testing::countOf(printed("TCPThread recv failed\n")),
-              1);
+    EXPECT_EQ(test::countOf(disconnected) + test::countOf(printed("TCPThread recv failed\n")), 1);
     server.mainThread.advance(5s);
     ASSERT_TRUE(waitForLine(waiting, 2));
     servedClient();
@@ -553,7 +551,7 @@ TEST_F(TcpServer, RestartWhileWaitingForAClientEndsTheServer) {
     sockets().clear();
     server.delegate.restartServer();
     ASSERT_TRUE(waitForLine(acceptFailed));
-    waitForStatus(TCP_CONNECT_FAILED);
+    waitForStatus(tcpConnectFailed);
     EXPECT_FALSE(serverActive);
     EXPECT_TRUE(nothingIsScheduled());
     EXPECT_THAT(closingCalls({listener}), ElementsAre("shutdown " + listener, "close " + listener));
@@ -565,13 +563,13 @@ TEST_F(TcpServer, RestartBeforeTheSocketListensEndsTheServer) {
         server.delegate.restartServer();
     };
     server.delegate.TCPThread();
-    EXPECT_EQ(testing::recordedLines().back(), acceptFailed);
-    EXPECT_EQ(tcpStatus, TCP_CONNECT_FAILED);
+    EXPECT_EQ(test::recordedLines().back(), acceptFailed);
+    EXPECT_EQ(tcpStatus, tcpConnectFailed);
     EXPECT_TRUE(nothingIsScheduled());
 }
 
 TEST_F(TcpServer, ThreadBlocksOnDescriptorsThatNobodyElseCloses) {
-    const std::size_t descriptors = testing::openDescriptors();
+    const std::size_t descriptors = test::openDescriptors();
     startServer();
     auto client = servedClient();
     EXPECT_NE(sockets().acceptedOn, listenSocket);
@@ -579,24 +577,24 @@ TEST_F(TcpServer, ThreadBlocksOnDescriptorsThatNobodyElseCloses) {
     server.delegate.restartServer();
     letTheClientBeLost();
     client->disconnect();
-    EXPECT_EQ(testing::openDescriptors(), descriptors + 1); // The UDP thread's.
+    EXPECT_EQ(test::openDescriptors(), descriptors + 1); // The UDP thread's.
 }
 
 TEST_F(TcpServer, RestartWithoutAServerBringsNothingBack) {
     port.occupy();
     server.delegate.SetUpTcpServer();
-    waitForStatus(TCP_BIND_FAILED);
+    waitForStatus(tcpBindFailed);
     const std::string listener = std::to_string(listenSocket);
     sockets().clear();
     server.delegate.restartServer();
-    EXPECT_EQ(tcpStatus, TCP_WAITING);
+    EXPECT_EQ(tcpStatus, tcpWaiting);
     EXPECT_THAT(closingCalls({listener}), ElementsAre("shutdown " + listener, "close " + listener));
     EXPECT_TRUE(nothingIsScheduled());
 
     sockets().clear();
     server.delegate.restartServer(); // Nothing is left to close.
     EXPECT_THAT(sockets().calls(), IsEmpty());
-    EXPECT_EQ(tcpStatus, TCP_WAITING);
+    EXPECT_EQ(tcpStatus, tcpWaiting);
 }
 
 TEST_F(TcpServer, RestartBetweenAcceptAndServingLeavesTheClientAsItIs) {
@@ -609,12 +607,12 @@ TEST_F(TcpServer, RestartBetweenAcceptAndServingLeavesTheClientAsItIs) {
         server.delegate.restartServer();
     };
     server.delegate.TCPThread();
-    EXPECT_EQ(tcpStatus, TCP_CONNECTED);
-    EXPECT_TRUE(testing::isOpen(clientSocket));
+    EXPECT_EQ(tcpStatus, tcpConnected);
+    EXPECT_TRUE(test::isOpen(clientSocket));
     EXPECT_EQ(remoteAddress.str(), "127.0.0.1");
     EXPECT_FALSE(client->hasInput());
     EXPECT_EQ(sockets().countOfCall("recv"), 0);
-    EXPECT_EQ(testing::recordedLines().back(), accepted(clientSocket));
+    EXPECT_EQ(test::recordedLines().back(), accepted(clientSocket));
     EXPECT_TRUE(nothingIsScheduled());
 }
 
@@ -628,9 +626,9 @@ TEST_F(TcpServer, InactiveServerLeavesBothSocketsOpenAfterAccept) {
         serverActive = false;
     };
     server.delegate.TCPThread();
-    EXPECT_EQ(tcpStatus, TCP_CONNECTED);
-    EXPECT_TRUE(testing::isOpen(clientSocket));
-    EXPECT_TRUE(testing::isOpen(listenSocket));
+    EXPECT_EQ(tcpStatus, tcpConnected);
+    EXPECT_TRUE(test::isOpen(clientSocket));
+    EXPECT_TRUE(test::isOpen(listenSocket));
     EXPECT_EQ(sockets().count("close " + std::to_string(listenSocket)), 0);
     EXPECT_EQ(sockets().count("close " + std::to_string(clientSocket)), 0);
     EXPECT_TRUE(nothingIsScheduled());
@@ -643,29 +641,29 @@ TEST_F(TcpServer, RestartDuringTheFiveSecondsDoesNotHoldTheServerBack) {
     server.mainThread.advance(2s);
     sockets().clear();
     server.delegate.restartServer();
-    EXPECT_EQ(tcpStatus, TCP_WAITING);
+    EXPECT_EQ(tcpStatus, tcpWaiting);
     EXPECT_THAT(sockets().calls(), IsEmpty());
     server.mainThread.advance(2999ms);
-    EXPECT_EQ(testing::countOf(logged("SetUpTcpServer")), 1);
+    EXPECT_EQ(test::countOf(logged("SetUpTcpServer")), 1);
     server.mainThread.advance(1ms);
     ASSERT_TRUE(waitForLine(waiting, 2));
     servedClient();
 }
 
 TEST_F(TcpServer, RestartInitialisesTheReceiverAndIgnoresTheResult) {
-    deviceType = DEVICE_AIRSPYHF;
-    testing::vendors().hfSerials.clear();
+    deviceType = deviceAirspyHf;
+    test::vendors().hfSerials.clear();
     server.delegate.restartServer();
-    EXPECT_EQ(testing::vendors().count("airspyhf_list_devices"), 1);
+    EXPECT_EQ(test::vendors().count("airspyhf_list_devices"), 1);
     EXPECT_THAT(server.alert.shown(), ::testing::SizeIs(1));
-    EXPECT_EQ(tcpStatus, TCP_WAITING);
+    EXPECT_EQ(tcpStatus, tcpWaiting);
     EXPECT_FALSE(serverActive);
 }
 
 TEST_F(TcpServer, AlertHoldsTheRepliesBackUntilItIsDismissed) {
-    deviceType = DEVICE_AIRSPYHF;
-    hfDevice = testing::hfHandle();
-    testing::vendors().results["airspyhf_set_freq"] = -1;
+    deviceType = deviceAirspyHf;
+    hfDevice = test::hfHandle();
+    test::vendors().results["airspyhf_set_freq"] = -1;
     startServer();
     auto client = servedClient();
     server.alert.hold(true);
@@ -717,9 +715,9 @@ private:
 };
 
 TEST_F(TcpServer, SurvivesMegabytesOfNoise) {
-    deviceType = DEVICE_AIRSPYHF;
-    hfDevice = testing::hfHandle();
-    testing::vendors().results["airspyhf_set_freq#3"] = -1;
+    deviceType = deviceAirspyHf;
+    hfDevice = test::hfHandle();
+    test::vendors().results["airspyhf_set_freq#3"] = -1;
     startServer();
     auto client = std::make_unique<ControlClient>(port.number());
     std::mt19937 random(3); // NOLINT(cert-msc51-cpp): the same noise at every run.
@@ -730,7 +728,7 @@ TEST_F(TcpServer, SurvivesMegabytesOfNoise) {
             framing.take(byte = static_cast<std::uint8_t>(random()));
         client->send(noise);
         client->takeInput(); // Replies are few: what one block brings fits the system's buffers.
-        testing::clearRecordedLines();
+        test::clearRecordedLines();
     }
     client->finish(); // A mere close with replies unread would throw the end of the noise away.
     letTheClientBeLost();
@@ -745,7 +743,7 @@ TEST_F(TcpServer, SurvivesMegabytesOfNoise) {
     ASSERT_TRUE(waitUntil([&] {
         const Bytes more = next->takeInput();
         replies.insert(replies.end(), more.begin(), more.end());
-        return testing::hex(replies).ends_with("06 00 04 00 7B 00");
+        return test::hex(replies).ends_with("06 00 04 00 7B 00");
     }));
 }
 
@@ -768,21 +766,21 @@ TEST_F(TcpServer, ClientsThatAskAndResetCostOneDatagramSocketEachAndNoMemory) {
         client.reset();
         letTheServerComeBack();
         // The lines must not count as the server's memory.
-        testing::clearRecordedLines();
+        test::clearRecordedLines();
         ASSERT_TRUE(waitUntil([&] {
             return sockets().datagramSockets == udpSocketsBefore + round + 1 &&
-                   testing::runningThreads() == threadsBefore + 2;
+                   test::runningThreads() == threadsBefore + 2;
         }));
     };
     int round = 0;
     while (round < 10)
         serveOne(++round);
     sockets().clear();
-    const std::size_t descriptors = testing::openDescriptors();
+    const std::size_t descriptors = test::openDescriptors();
     const std::size_t heap = heapInUse();
     while (round < 110)
         serveOne(++round);
-    EXPECT_EQ(testing::openDescriptors(), descriptors + 100);
+    EXPECT_EQ(test::openDescriptors(), descriptors + 100);
     sockets().clear();
     EXPECT_LT(heapInUse(), heap + 65536);
     servedClient();

@@ -4,11 +4,11 @@
 #include <cstdint>
 #include <cstdlib>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 inline std::uint64_t amount(const char* variable, std::uint64_t shortForm) {
     const char* text = std::getenv(variable);
     return text != nullptr ? std::strtoull(text, nullptr, 10) : shortForm;
 }
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -13,7 +13,7 @@
 #include <cstdio>
 #include <vector>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 constexpr std::uint64_t allInputs = std::uint64_t{1} << 32U;
@@ -70,4 +70,4 @@ TEST(Conversion, IsExactForEveryInput) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -27,7 +27,7 @@
 #include <utility>
 #include <vector>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -147,7 +147,7 @@ std::string panelText(std::int32_t status) {
 struct Expectation {
     std::map<std::string, int> calls;
     std::vector<std::string> lines, alerts;
-    std::int32_t status = TCP_WAITING;
+    std::int32_t status = tcpWaiting;
     bool receiverOpen = false; ///< a handle is held
     bool running = false;      ///< a start was asked for, and no stop since
     bool delivering = false;   ///< a start succeeded, and no stop since
@@ -262,7 +262,7 @@ private:
     void restartWhileWaiting() {
         expectInit();
         expected_.lines.emplace_back("TCPThread accept failed client_sock = -1 \r\n");
-        expected_.status = TCP_CONNECT_FAILED;
+        expected_.status = tcpConnectFailed;
         asServer([&] { server_.delegate.restartServer(); });
         expectThreadsToEnd();
         nothingComesBack();
@@ -272,7 +272,7 @@ private:
     void restartAfterTheEnd() {
         nothingComesBack();
         expectInit();
-        expected_.status = TCP_WAITING;
+        expected_.status = tcpWaiting;
         expected_.listenersLeftOpen = 0;
         asServer([&] { server_.delegate.restartServer(); });
         expectThreadsToEnd();
@@ -320,14 +320,14 @@ private:
     }
 
     void expectTcpThread() {
-        expected_.status = TCP_WAITING;
+        expected_.status = tcpWaiting;
         if (expected_.fails("control socket", "TCPThread Could not create socket") ||
             expected_.fails("dup", "TCPThread Could not create socket"))
             return;
         expected_.lines.emplace_back("TCPThread Socket created\n");
         expected_.fails("setsockopt", "setsockopt\n");
         if (expected_.fails("bind", "TCPThread bind failed. Error\n")) {
-            expected_.status = TCP_BIND_FAILED;
+            expected_.status = tcpBindFailed;
             expected_.listenersLeftOpen = 1;
             return;
         }
@@ -343,7 +343,7 @@ private:
 
     void expectAcceptToFail() {
         expected_.lines.emplace_back("TCPThread accept failed client_sock = -1 \r\n");
-        expected_.status = TCP_CONNECT_FAILED;
+        expected_.status = tcpConnectFailed;
         expected_.listening = false;
         expected_.listenersLeftOpen = 1;
     }
@@ -394,7 +394,7 @@ private:
     }
 
     void expectTicks(int count) {
-        for (int i = 0; i < count && receiver_.type == DEVICE_AIRSPY; ++i)
+        for (int i = 0; i < count && receiver_.type == deviceAirspy; ++i)
             expectAirspyTick();
     }
 
@@ -433,7 +433,7 @@ private:
         if (!expected_.delivering)
             return;
         ++block_;
-        if (receiver_.type == DEVICE_AIRSPY)
+        if (receiver_.type == deviceAirspy)
             deliverAirspyBlock();
         else
             deliverHfBlock();
@@ -476,7 +476,7 @@ private:
 
     /// The user moves every control once, then a whole set is applied.
     void moveGains() {
-        if (receiver_.type != DEVICE_AIRSPY || std::exchange(gainsMoved_, true))
+        if (receiver_.type != deviceAirspy || std::exchange(gainsMoved_, true))
             return;
         // The library is asked stage by stage first and for the presets last, each time.
         for (const char* gain : {"lna_gain", "mixer_gain", "vga_gain", "lna_agc", "mixer_agc",
@@ -505,7 +505,7 @@ private:
             client.reset();
             return false;
         }
-        expected_.status = TCP_CONNECTED;
+        expected_.status = tcpConnected;
         serving_ = true;
         receiveAgain();
         if (serving_)
@@ -535,7 +535,7 @@ private:
     /// From a client that has gone to a server that listens again; false when it does not.
     bool comeBack() {
         must(server_.mainThread.waitAndRunTasks(), "no new set-up was asked for");
-        expected_.status = TCP_DISCONNECTED;
+        expected_.status = tcpDisconnected;
         expectThreadsToEnd();
         threadsAreAsExpected();
         tick();
@@ -622,4 +622,4 @@ std::string liveOnce(const Receiver& receiver) {
     }
 }
 
-} // namespace feedline::testing
+} // namespace feedline::test

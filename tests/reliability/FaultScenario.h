@@ -12,10 +12,10 @@
 
 #include <string>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 /// Lives that life once; empty, or the first thing that was not as it should be. Once a process:
 /// the server's threads may be running afterwards.
 std::string liveOnce(const Receiver& receiver);
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -23,7 +23,7 @@
 #include <unistd.h>
 #include <vector>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -187,4 +187,4 @@ TEST(FaultScenario, RunsToItsEndWithoutAFault) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -14,7 +14,7 @@
 #include <unistd.h>
 #include <utility>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 // Never destroyed: server threads may outlive main().
@@ -114,9 +114,9 @@ bool vendorCallFails(const std::string& function) {
     return Call(function).fails(0);
 }
 
-} // namespace feedline::testing
+} // namespace feedline::test
 
-using feedline::testing::Call;
+using feedline::test::Call;
 
 // What std::thread starts a thread with, as far as the linker is concerned.
 using Start = void(std::thread*, std::unique_ptr<std::thread::_State>, void (*)());

@@ -7,7 +7,7 @@
 #include <map>
 #include <string>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 /// Which calls of which function fail: those numbered `first` to `last`, from 1.
 ///
@@ -47,4 +47,4 @@ void asServer(const std::function<void()>& piece);
 /// Counts a call of a vendor's function; true when it is to fail.
 bool vendorCallFails(const std::string& function);
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -22,7 +22,7 @@
 #include <sys/resource.h>
 #include <thread>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -118,7 +118,7 @@ protected:
     /// From the client that has gone to the server that listens again.
     void comeBack() {
         ASSERT_TRUE(server.mainThread.waitAndRunTasks());
-        ASSERT_EQ(tcpStatus, TCP_DISCONNECTED);
+        ASSERT_EQ(tcpStatus, tcpDisconnected);
         ASSERT_TRUE(waitForLine(printed("UDPThread exit\n")));
         clearRecordedLines();
         vendors().calls.clear();
@@ -182,4 +182,4 @@ TEST_F(LifeCycle, ReinitialisationCostsOneRateList) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -19,7 +19,7 @@
 #include <thread>
 #include <unistd.h>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -85,7 +85,7 @@ struct ProgramPowerCut : ::testing::Test {
     }
     /// Its file lacks two of the keys, so that old and new differ.
     static ServerProcess::Launch launch() {
-        return {Program::FEEDLINED,
+        return {Program::feedlined,
                 {std::nullopt, std::nullopt, "192.0.2.1"},
                 {{"FEEDLINE_EMULATOR_DEVICES", "none"}}};
     }
@@ -163,4 +163,4 @@ INSTANTIATE_TEST_SUITE_P(PowerCut, UnwritableHome, ::testing::Bool(),
                          [](const auto& disk) { return disk.param ? "FullDisk" : "ReadOnly"; });
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

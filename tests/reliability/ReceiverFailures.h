@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 /// A call that an initialisation makes.
 struct InitStep {
@@ -30,7 +30,7 @@ struct Receiver {
 
 inline const Receiver& airspyHf() {
     static const Receiver receiver{
-        .type = DEVICE_AIRSPYHF,
+        .type = deviceAirspyHf,
         .error = -1,
         .nameReply = "0E 00 01 00 41 69 72 53 70 79 48 46 2B 00",
         .startFunction = "airspyhf_start",
@@ -63,7 +63,7 @@ inline const Receiver& airspyHf() {
 /// Its initialisation fails without alerts, and goes on after most failures.
 inline const Receiver& airspy() {
     static const Receiver receiver{
-        .type = DEVICE_AIRSPY,
+        .type = deviceAirspy,
         .error = -2,
         .nameReply = "0B 00 01 00 41 69 72 53 70 79 00",
         .startFunction = "airspy_start_rx",
@@ -90,4 +90,4 @@ inline const Receiver& airspy() {
     return receiver;
 }
 
-} // namespace feedline::testing
+} // namespace feedline::test

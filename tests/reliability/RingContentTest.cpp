@@ -66,7 +66,7 @@ extern "C" ssize_t __wrap_sendto(int, const void* data, size_t length, int, cons
 }
 // NOLINTEND(bugprone-reserved-identifier)
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 constexpr int blockPairs = 2048;
@@ -175,4 +175,4 @@ TEST(RingContent, TwoCallbacksAtOnceKeepEveryIndexInPlace) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

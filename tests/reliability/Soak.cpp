@@ -1,6 +1,6 @@
 // feedlined over an emulated receiver, at the receiver's own pace, for as long as asked: counts
 // datagrams, gaps and content errors, asks the server for its status all the while, and watches its
-// memory, descriptors and threads. `./soak` builds and runs it.
+// memory, descriptors and threads. `scripts/soak` builds and runs it.
 //
 //   feedline_soak hf|airspy MINUTES            one stream, uninterrupted
 //   feedline_soak hf|airspy cycles NUMBER      connect, run, stop, leave, and again
@@ -23,7 +23,7 @@
 #include <sys/socket.h>
 #include <thread>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -168,7 +168,7 @@ class Soak {
 public:
     explicit Soak(bool airspy)
         : airspy_(airspy), scene_(writeScene()),
-          server_({Program::FEEDLINED,
+          server_({Program::feedlined,
                    {socket_.port(), airspy ? 1 : 0, "127.0.0.1"},
                    {{"FEEDLINE_EMULATOR_DEVICES", airspy ? "airspy" : "hf"},
                     {"FEEDLINE_EMULATOR_SCENE", scene_},
@@ -193,7 +193,7 @@ private:
     }
     void askStatus(const ControlConnection& client) {
         ++asked_;
-        check(client.ask(testing::askStatus()) == Bytes{5, 0, 5, 0, 12}, "status while running");
+        check(client.ask(test::askStatus()) == Bytes{5, 0, 5, 0, 12}, "status while running");
     }
     void watch(const ControlConnection& client, Clock::time_point begin, Clock::time_point end);
     void report(const char* when, const Counts& counts, Holdings holdings, double seconds) const;
@@ -333,7 +333,7 @@ bool Soak::cycle(int number) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test
 
 int main(int argc, char* argv[]) { // NOLINT(bugprone-exception-escape): ends the soak, loudly
     const std::string receiver = argc > 1 ? argv[1] : "";
@@ -343,7 +343,7 @@ int main(int argc, char* argv[]) { // NOLINT(bugprone-exception-escape): ends th
         std::fprintf(stderr, "usage: %s hf|airspy MINUTES | cycles NUMBER\n", argv[0]);
         return 2;
     }
-    feedline::testing::Soak soak(receiver == "airspy");
+    feedline::test::Soak soak(receiver == "airspy");
     const bool good = cycles ? soak.cycle(static_cast<int>(amount)) : soak.stream(amount);
     std::printf("%s: %s\n", receiver.c_str(), good ? "passed" : "FAILED");
     return good ? 0 : 1;

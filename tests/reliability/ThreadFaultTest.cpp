@@ -35,7 +35,7 @@ void startOrRefuse(std::thread* thread, std::unique_ptr<std::thread::_State> sta
     realStart(thread, std::move(state), depend);
 }
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -83,7 +83,7 @@ TEST_F(ThreadFault, WithoutAServerThreadNobodyListensAndTheStatusStays) {
     ASSERT_TRUE(waitForLine(udpStarted));
     EXPECT_EQ(countOf(noTcpThread), 1);
     EXPECT_EQ(countOf(listens), 0);
-    EXPECT_EQ(tcpStatus, TCP_WAITING);
+    EXPECT_EQ(tcpStatus, tcpWaiting);
     EXPECT_EQ(server.alert.shown().size(), 0U);
 }
 
@@ -98,4 +98,4 @@ TEST_F(ThreadFault, WithoutAnyThreadTheProgramStillTicksAndSaves) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

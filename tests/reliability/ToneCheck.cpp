@@ -4,7 +4,7 @@
 #include <cmath>
 #include <numbers>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 /// To -pi .. pi.
@@ -63,4 +63,4 @@ bool ToneCheck::take(const Pairs& pairs, bool afterGap) {
     return good;
 }
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -10,7 +10,7 @@
 #include <complex>
 #include <cstdint>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 class ToneCheck {
 public:
@@ -45,4 +45,4 @@ private:
     Pairs rotation_{}; ///< the tone over one datagram
 };
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -5,7 +5,7 @@
 
 #include <cmath>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 constexpr double turnsPerPair = 0.0917;
@@ -70,4 +70,4 @@ TEST(ToneCheck, StartsAnewAfterAKnownGap) {
 }
 
 } // namespace
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -56,28 +56,28 @@ extern "C" void* __wrap_realloc(void* before, size_t size) {
 namespace feedline {
 namespace {
 
+using test::logged;
+using test::printed;
+using test::Sending;
+using test::wire;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using testing::logged;
-using testing::printed;
-using testing::Sending;
 using ::testing::SizeIs;
-using testing::wire;
 
 const auto failed = printed("sendto failed\n");
 
 class AirspySender : public ::testing::Test {
 public:
     ~AirspySender() override {
-        testing::resetWire();
-        testing::resetRunTimeState();
+        test::resetWire();
+        test::resetRunTimeState();
     }
 
 protected:
     AirspySender() {
-        testing::resetRunTimeState();
-        testing::resetWire();
-        testing::clearRecordedLines();
+        test::resetRunTimeState();
+        test::resetWire();
+        test::clearRecordedLines();
         udpAddress.assign("127.0.0.1");
         wire().onSend = [this](const Sending& sending) {
             numbers.push_back(sending.number());
@@ -113,7 +113,7 @@ TEST_F(AirspySender, BlocksOfLessThan256PairsSendNothingAndAreCounted) {
     }
     EXPECT_EQ(wire().sendings, 0U);
     EXPECT_EQ(dataSequence, 0);
-    EXPECT_THAT(testing::recordedLines(), IsEmpty());
+    EXPECT_THAT(test::recordedLines(), IsEmpty());
 }
 
 TEST_F(AirspySender, ExactlyOneGroupIsOneDatagram) {
@@ -165,7 +165,7 @@ TEST_F(AirspySender, SamplesAreSentAsTheyAre) {
     samples[2] = -1;
     samples[3] = 0x1234;
     wire().onSend = [](const Sending& sending) {
-        EXPECT_EQ(testing::hex(sending.bytes.subspan(4, 8)), "00 80 FF 7F FF FF 34 12");
+        EXPECT_EQ(test::hex(sending.bytes.subspan(4, 8)), "00 80 FF 7F FF FF 34 12");
         return ssize_t{1028};
     };
     deliver(samples, 256);
@@ -175,7 +175,7 @@ TEST_F(AirspySender, SamplesAreSentAsTheyAre) {
 TEST_F(AirspySender, NumbersRunOnAcrossBlocksAndServerStates) {
     deliver(512);
     serverActive = false;
-    tcpStatus = TCP_DISCONNECTED;
+    tcpStatus = tcpDisconnected;
     clientSocket = -1;
     deliver(300); // Nobody is connected; the stream does not care.
     isStreaming = 0;
@@ -208,7 +208,7 @@ TEST_F(AirspySender, FailedSendUsesItsNumberAndTheNextFollows) {
     };
     EXPECT_EQ(deliver(5 * 256), 0);
     EXPECT_THAT(numbers, ElementsAre(0, 1, 2, 3, 4));
-    EXPECT_THAT(testing::recordedLines(), ElementsAre(failed));
+    EXPECT_THAT(test::recordedLines(), ElementsAre(failed));
     EXPECT_EQ(samplesStreamed, 5 * 256);
 }
 
@@ -223,14 +223,14 @@ TEST_F(AirspySender, SocketIsMadeOnceWithTheFirstBlock) {
 }
 
 TEST_F(AirspySender, SocketThatCannotBeMadeIsTriedAgainWithTheNextBlock) {
-    testing::DatagramReceiver receiver;
+    test::DatagramReceiver receiver;
     wire().onSocket = [] {
         return -1;
     };
     wire().onSend = nullptr; // The system refuses to send on -1.
     EXPECT_EQ(deliver(512), 0);
     EXPECT_EQ(wire().sendings, 2U);
-    EXPECT_THAT(testing::recordedLines(), ElementsAre(failed, failed));
+    EXPECT_THAT(test::recordedLines(), ElementsAre(failed, failed));
     EXPECT_EQ(udpSocket, -1);
     EXPECT_EQ(dataSequence, 2);
     EXPECT_EQ(samplesStreamed, 512);
@@ -239,9 +239,9 @@ TEST_F(AirspySender, SocketThatCannotBeMadeIsTriedAgainWithTheNextBlock) {
     serverPortNumber = receiver.port();
     deliver(256);
     EXPECT_NE(udpSocket, -1);
-    const testing::Bytes received = receiver.receive();
+    const test::Bytes received = receiver.receive();
     ASSERT_EQ(received.size(), 1028U);
-    EXPECT_EQ(testing::hex(std::span(received).first(4)), "04 84 02 00");
+    EXPECT_EQ(test::hex(std::span(received).first(4)), "04 84 02 00");
 }
 
 TEST_F(AirspySender, DestinationIsThatOfTheFirstBlock) {
@@ -262,7 +262,7 @@ TEST_F(AirspySender, AddressThatCannotBeReadIsNotDetected) {
     udpAddress.assign("somewhere");
     wire().onSend = nullptr; // The system refuses to send there.
     deliver(512);
-    EXPECT_THAT(testing::recordedLines(), ElementsAre(failed, failed));
+    EXPECT_THAT(test::recordedLines(), ElementsAre(failed, failed));
 }
 
 TEST_F(AirspySender, CountWrapsLikeARegister) {
@@ -273,13 +273,13 @@ TEST_F(AirspySender, CountWrapsLikeARegister) {
 
 TEST_F(AirspySender, DroppedSamplesAreLoggedAndChangeNothing) {
     EXPECT_EQ(deliver(300, 7), 0);
-    EXPECT_THAT(testing::recordedLines(),
+    EXPECT_THAT(test::recordedLines(),
                 ElementsAre(logged("myCallback 2 300 7 9999999.000000 0.000000")));
     EXPECT_THAT(numbers, ElementsAre(0));
     EXPECT_EQ(samplesStreamed, 300);
-    testing::clearRecordedLines();
+    test::clearRecordedLines();
     deliver(0, std::numeric_limits<std::uint64_t>::max());
-    EXPECT_THAT(testing::recordedLines(),
+    EXPECT_THAT(test::recordedLines(),
                 ElementsAre(logged("myCallback 2 0 18446744073709551615 9999999.000000 0.000000")));
 }
 
@@ -288,7 +288,7 @@ TEST_F(AirspySender, DroppedSamplesAreLoggedAfterTheSends) {
         return ssize_t{-1};
     };
     deliver(256, 1);
-    EXPECT_THAT(testing::recordedLines(),
+    EXPECT_THAT(test::recordedLines(),
                 ElementsAre(failed, logged("myCallback 2 256 1 9999999.000000 0.000000")));
 }
 
@@ -310,14 +310,14 @@ TEST_F(AirspySender, AllocatesNothingAndSendsOncePerGroup) {
 }
 
 TEST_F(AirspySender, DatagramsArriveOverTheNetwork) {
-    testing::DatagramReceiver receiver;
+    test::DatagramReceiver receiver;
     serverPortNumber = receiver.port();
     wire().onSend = nullptr;
     std::size_t next = 0;
     for (int block = 0; block < 100; ++block) {
         deliver(32 * 256, 0, static_cast<std::int16_t>(next));
         for (int k = 0; k < 32; ++k) {
-            const testing::Bytes bytes = receiver.receive();
+            const test::Bytes bytes = receiver.receive();
             ASSERT_EQ(bytes.size(), 1028U);
             const Sending sending{0, bytes, 0, {}, 0};
             ASSERT_EQ(sending.number(), next / 512);
@@ -326,7 +326,7 @@ TEST_F(AirspySender, DatagramsArriveOverTheNetwork) {
         }
     }
     EXPECT_FALSE(receiver.hasInput());
-    EXPECT_THAT(testing::recordedLines(), IsEmpty());
+    EXPECT_THAT(test::recordedLines(), IsEmpty());
 }
 
 } // namespace

@@ -60,7 +60,7 @@ std::int16_t converted(std::uint32_t bits) {
 
 class HfSampleCallback : public ::testing::Test {
 public:
-    ~HfSampleCallback() override { testing::resetRunTimeState(); }
+    ~HfSampleCallback() override { test::resetRunTimeState(); }
 
     static std::int16_t sampleOf(float value) {
         ringWriteIndex = 0;
@@ -71,7 +71,7 @@ public:
 
 protected:
     HfSampleCallback() {
-        testing::resetRunTimeState();
+        test::resetRunTimeState();
         EXPECT_TRUE(makeSampleRing());
     }
 
@@ -236,7 +236,7 @@ TEST_F(HfSampleCallback, BlocksOfEveryLengthAtEveryPlaceLeaveTheirPairsAndNothin
             };
             for (int pair = -1; pair <= length; ++pair)
                 for (const int part : {0, 1})
-                    testing::storeEntry(entryOf(pair) + part, 777);
+                    test::storeEntry(entryOf(pair) + part, 777);
             ringWriteIndex = entryOf(0);
             deliver(pairs);
             ASSERT_EQ(ringWriteIndex, entryOf(length)) << length << " pairs, " << before;

@@ -41,7 +41,7 @@ extern "C" int __real_madvise(void* at, size_t length, int advice) noexcept;
 extern "C" int __wrap_madvise(void* at, size_t length, int advice) noexcept {
     if (length != feedline::ringBytes)
         return __real_madvise(at, length, advice);
-    adviceBeforeAnyPage = feedline::testing::ringPagesInMemory() == 0 ? advice : -1;
+    adviceBeforeAnyPage = feedline::test::ringPagesInMemory() == 0 ? advice : -1;
     if (!refuseLargePages)
         return __real_madvise(at, length, advice);
     errno = EINVAL;
@@ -52,9 +52,9 @@ extern "C" int __wrap_madvise(void* at, size_t length, int advice) noexcept {
 namespace feedline {
 namespace {
 
+using test::logged;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using testing::logged;
 
 TEST(SampleRingIndices, PairsFollowEachOtherRoundTheRing) {
     EXPECT_EQ(nextPair(0), 2);
@@ -94,13 +94,13 @@ public:
     ~SampleRing() override {
         refuseMappings = false;
         refuseLargePages = false;
-        testing::resetRunTimeState();
+        test::resetRunTimeState();
     }
 
 protected:
     SampleRing() {
-        testing::resetRunTimeState();
-        testing::clearRecordedLines();
+        test::resetRunTimeState();
+        test::clearRecordedLines();
         mappingsAskedFor = 0;
         adviceBeforeAnyPage = -1;
     }
@@ -113,15 +113,15 @@ TEST_F(SampleRing, IsMadeWithBothIndicesAtZero) {
     EXPECT_NE(sampleRing.load(), nullptr);
     EXPECT_EQ(ringWriteIndex, 0);
     EXPECT_EQ(ringReadIndex, 0);
-    EXPECT_THAT(testing::recordedLines(), IsEmpty());
+    EXPECT_THAT(test::recordedLines(), IsEmpty());
 }
 
 TEST_F(SampleRing, HoldsSixteenMillionEntries) {
     EXPECT_EQ(ringEntries, 16777216);
     EXPECT_EQ(ringBytes, 0x2000000U);
     ASSERT_TRUE(makeSampleRing());
-    testing::storeEntry(0, 1);
-    testing::storeEntry(ringEntries - 1, -2);
+    test::storeEntry(0, 1);
+    test::storeEntry(ringEntries - 1, -2);
     EXPECT_EQ(sampleRing[0], 1);
     EXPECT_EQ(sampleRing[ringEntries - 1], -2);
 }
@@ -134,10 +134,10 @@ TEST_F(SampleRing, BeginsAtAPageBoundary) {
 
 TEST_F(SampleRing, TakesNoMemoryUntilItIsPopulated) {
     ASSERT_TRUE(makeSampleRing());
-    EXPECT_EQ(testing::ringPagesInMemory(), 0U);
+    EXPECT_EQ(test::ringPagesInMemory(), 0U);
     populateSampleRing();
-    EXPECT_EQ(testing::ringPagesInMemory(), testing::ringPages());
-    EXPECT_THAT(testing::recordedLines(), IsEmpty());
+    EXPECT_EQ(test::ringPagesInMemory(), test::ringPages());
+    EXPECT_THAT(test::recordedLines(), IsEmpty());
 }
 
 TEST_F(SampleRing, PopulatedAgainKeepsItsIndicesAndContent) {
@@ -145,8 +145,8 @@ TEST_F(SampleRing, PopulatedAgainKeepsItsIndicesAndContent) {
     populateSampleRing();
     ringWriteIndex = 1024;
     ringReadIndex = 512;
-    testing::storeEntry(512, 77);
-    testing::storeEntry(ringEntries - 1, -77);
+    test::storeEntry(512, 77);
+    test::storeEntry(ringEntries - 1, -77);
     populateSampleRing();
     EXPECT_EQ(ringWriteIndex, 1024);
     EXPECT_EQ(ringReadIndex, 512);
@@ -164,8 +164,8 @@ TEST_F(SampleRing, IsPopulatedWithoutLargePages) {
     ASSERT_TRUE(makeSampleRing());
     refuseLargePages = true;
     populateSampleRing();
-    EXPECT_EQ(testing::ringPagesInMemory(), testing::ringPages());
-    EXPECT_THAT(testing::recordedLines(), IsEmpty());
+    EXPECT_EQ(test::ringPagesInMemory(), test::ringPages());
+    EXPECT_THAT(test::recordedLines(), IsEmpty());
 }
 
 TEST_F(SampleRing, IsMadeOnceAndThenKeptWithItsIndicesAndContent) {
@@ -173,7 +173,7 @@ TEST_F(SampleRing, IsMadeOnceAndThenKeptWithItsIndicesAndContent) {
     const std::int16_t* const ring = sampleRing;
     ringWriteIndex = 1024;
     ringReadIndex = 512;
-    testing::storeEntry(512, 77);
+    test::storeEntry(512, 77);
     EXPECT_TRUE(makeSampleRing());
     EXPECT_EQ(sampleRing.load(), ring);
     EXPECT_EQ(ringWriteIndex, 1024);
@@ -186,7 +186,7 @@ TEST_F(SampleRing, ThatCannotBeMadeIsReportedInOneLine) {
     refuseMappings = true;
     EXPECT_FALSE(makeSampleRing());
     EXPECT_EQ(sampleRing.load(), nullptr);
-    EXPECT_THAT(testing::recordedLines(),
+    EXPECT_THAT(test::recordedLines(),
                 ElementsAre(logged(
                     "sample ring of 33554432 bytes could not be made: Cannot allocate memory")));
 }
@@ -202,7 +202,7 @@ TEST_F(SampleRing, ThatCouldNotBeMadeIsTriedAgain) {
 TEST_F(SampleRing, SliceIsCopiedWholeAndNothingElse) {
     ASSERT_TRUE(makeSampleRing());
     for (std::int32_t i = 0; i < 3 * sliceEntries; ++i)
-        testing::storeEntry(i, static_cast<std::int16_t>(i - 700));
+        test::storeEntry(i, static_cast<std::int16_t>(i - 700));
     std::array<std::int16_t, sliceEntries + 1> copy{};
     copy.back() = 4242;
     copySlice(reinterpret_cast<std::uint8_t*>(copy.data()), sampleRing + sliceEntries);
@@ -213,7 +213,7 @@ TEST_F(SampleRing, SliceIsCopiedWholeAndNothingElse) {
 
 TEST_F(SampleRing, SliceCanGoToAnUnalignedPlace) {
     ASSERT_TRUE(makeSampleRing());
-    testing::storeEntry(0, 0x1234);
+    test::storeEntry(0, 0x1234);
     std::array<std::uint8_t, datagram::sampleBytes + 1> copy{};
     copySlice(copy.data() + 1, sampleRing);
     std::int16_t first = 0;

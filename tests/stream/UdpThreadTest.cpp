@@ -41,13 +41,13 @@ extern "C" int __wrap_usleep(useconds_t duration) {
 namespace feedline {
 namespace {
 
+using test::logged;
+using test::printed;
+using test::Sending;
+using test::wire;
 using ::testing::Each;
 using ::testing::ElementsAre;
-using testing::logged;
-using testing::printed;
-using testing::Sending;
 using ::testing::SizeIs;
-using testing::wire;
 
 const auto started = logged("*** UDP Thread  0");
 const auto ended = printed("UDPThread exit\n");
@@ -57,13 +57,13 @@ class UdpThread : public ::testing::Test {
 public:
     ~UdpThread() override {
         onSleep = nullptr;
-        testing::resetWire();
-        testing::resetRunTimeState();
+        test::resetWire();
+        test::resetRunTimeState();
     }
 
 protected:
     UdpThread() {
-        testing::resetWire();
+        test::resetWire();
         udpAddress.assign("127.0.0.1");
         EXPECT_TRUE(makeSampleRing());
         onSleep = [this](useconds_t duration) {
@@ -85,10 +85,10 @@ protected:
     /// Marks every slice of the ring with its own number.
     static void markSlices() {
         for (std::int32_t slice = 0; slice < ringEntries / sliceEntries; ++slice)
-            testing::storeEntry(slice * sliceEntries, static_cast<std::int16_t>(slice));
+            test::storeEntry(slice * sliceEntries, static_cast<std::int16_t>(slice));
     }
 
-    testing::Server server;
+    test::Server server;
     std::vector<useconds_t> sleeps;
     std::vector<std::uint16_t> numbers;
     std::vector<std::int16_t> firstEntries;
@@ -104,7 +104,7 @@ TEST_F(UdpThread, SleepsAHundredMicrosecondsWhile511EntriesWait) {
     EXPECT_THAT(sleeps, ElementsAre(100, 100, 100, 100, 100));
     EXPECT_EQ(wire().sendings, 0U);
     EXPECT_EQ(ringReadIndex, 0);
-    EXPECT_THAT(testing::recordedLines(), ElementsAre(started, ended));
+    EXPECT_THAT(test::recordedLines(), ElementsAre(started, ended));
 }
 
 TEST_F(UdpThread, SendsOneDatagramFor512Entries) {
@@ -125,12 +125,12 @@ TEST_F(UdpThread, SendsWithoutAPauseWhileEnoughWaits) {
 
 TEST_F(UdpThread, DatagramHoldsTheSliceInItsOrder) {
     for (std::int32_t i = 0; i < 3 * 512; ++i)
-        testing::storeEntry(i, static_cast<std::int16_t>(i * 41));
+        test::storeEntry(i, static_cast<std::int16_t>(i * 41));
     ringReadIndex = 512;
     ringWriteIndex = 1024;
     wire().onSend = [](const Sending& sending) {
         EXPECT_EQ(sending.bytes.size(), 1028U);
-        EXPECT_EQ(testing::hex(sending.bytes.first(4)), "04 84 00 00");
+        EXPECT_EQ(test::hex(sending.bytes.first(4)), "04 84 00 00");
         EXPECT_EQ(sending.flags, 0);
         EXPECT_EQ(sending.toLength, 16U);
         EXPECT_EQ(sending.socket, wire().lastSocket);
@@ -158,8 +158,8 @@ TEST_F(UdpThread, LastSliceOfTheRingIsFollowedByTheFirst) {
 }
 
 TEST_F(UdpThread, LastSliceHoldsTheRingsLastEntries) {
-    testing::storeEntry(0xFFFE00, 11);
-    testing::storeEntry(0xFFFFFF, 22);
+    test::storeEntry(0xFFFE00, 11);
+    test::storeEntry(0xFFFFFF, 22);
     ringReadIndex = 0xFFFE00;
     ringWriteIndex = 0;
     wire().onSend = [](const Sending& sending) {
@@ -240,7 +240,7 @@ TEST_F(UdpThread, FailedSendLosesTheSliceAndUsesItsNumber) {
     EXPECT_THAT(numbers, ElementsAre(0, 1, 2, 3));
     EXPECT_THAT(firstEntries, ElementsAre(0, 1, 2, 3));
     EXPECT_EQ(ringReadIndex, 4 * 512);
-    EXPECT_THAT(testing::recordedLines(), ElementsAre(started, failed, ended));
+    EXPECT_THAT(test::recordedLines(), ElementsAre(started, failed, ended));
 }
 
 TEST_F(UdpThread, WithoutASocketItEndsAtOnceAndLeavesTheRing) {
@@ -249,7 +249,7 @@ TEST_F(UdpThread, WithoutASocketItEndsAtOnceAndLeavesTheRing) {
         return -1;
     };
     runThread();
-    EXPECT_THAT(testing::recordedLines(),
+    EXPECT_THAT(test::recordedLines(),
                 ElementsAre(started, printed("cannot create UDP send socket\n")));
     EXPECT_EQ(wire().sendings, 0U);
     EXPECT_EQ(ringReadIndex, 0);
@@ -257,7 +257,7 @@ TEST_F(UdpThread, WithoutASocketItEndsAtOnceAndLeavesTheRing) {
 }
 
 TEST_F(UdpThread, PollsWithoutTouchingARingThatWasNeverMade) {
-    testing::resetRunTimeState();
+    test::resetRunTimeState();
     onSleep = [this](useconds_t duration) {
         sleeps.push_back(duration);
         serverActive = sleeps.size() < 3;
@@ -272,7 +272,7 @@ TEST_F(UdpThread, InactiveServerEndsItBeforeItSendsAnything) {
     ringWriteIndex = 1024;
     serverActive = false;
     server.delegate.UDPThread();
-    EXPECT_THAT(testing::recordedLines(), ElementsAre(started, ended));
+    EXPECT_THAT(test::recordedLines(), ElementsAre(started, ended));
     EXPECT_EQ(wire().sendings, 0U);
     EXPECT_EQ(wire().socketsAskedFor, 1);
 }
@@ -298,7 +298,7 @@ TEST_F(UdpThread, EveryRunLeavesItsSocketOpen) {
     EXPECT_NE(made[0], made[1]);
     EXPECT_NE(made[1], made[2]);
     for (const int socket : made) {
-        EXPECT_TRUE(testing::isOpen(socket));
+        EXPECT_TRUE(test::isOpen(socket));
         ::close(socket);
     }
 }
@@ -325,7 +325,7 @@ TEST_F(UdpThread, AddressThatCannotBeReadIsNotDetected) {
     ringWriteIndex = 512;
     wire().onSend = nullptr; // The system refuses to send there.
     runThread();
-    EXPECT_THAT(testing::recordedLines(), ElementsAre(started, failed, ended));
+    EXPECT_THAT(test::recordedLines(), ElementsAre(started, failed, ended));
 }
 
 /// The nth entry of the test's receiver: far from its neighbours, and not from block to block the
@@ -342,9 +342,9 @@ float floatThatBecomes(std::int16_t entry) {
 TEST_F(UdpThread, MillionsOfPairsArriveAsTheyWereDelivered) {
     constexpr std::size_t datagrams = 12000; // 3,072,000 pairs
     constexpr std::size_t mostUnderWay = 32; // What a receive buffer surely holds.
-    testing::resetWire();
+    test::resetWire();
     onSleep = nullptr;
-    testing::DatagramReceiver receiver;
+    test::DatagramReceiver receiver;
     serverPortNumber = receiver.port();
     ringReadIndex = ringEntries - 1000 * sliceEntries; // The ring's end comes on the way.
     ringWriteIndex = ringReadIndex.load();
@@ -368,7 +368,7 @@ TEST_F(UdpThread, MillionsOfPairsArriveAsTheyWereDelivered) {
     for (; right && received < datagrams; ++received) {
         while (written < datagrams && written < received + mostUnderWay)
             writeDatagram();
-        const testing::Bytes bytes = receiver.receive();
+        const test::Bytes bytes = receiver.receive();
         ASSERT_EQ(bytes.size(), 1028U);
         const Sending sending{0, bytes, 0, {}, 0};
         right = sending.number() == received && bytes[0] == 0x04 && bytes[1] == 0x84;
@@ -378,7 +378,7 @@ TEST_F(UdpThread, MillionsOfPairsArriveAsTheyWereDelivered) {
     EXPECT_TRUE(right) << "datagram " << received - 1;
     serverActive = false;
     thread.join();
-    EXPECT_EQ(testing::countOf(failed), 0);
+    EXPECT_EQ(test::countOf(failed), 0);
 }
 
 } // namespace

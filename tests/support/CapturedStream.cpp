@@ -6,7 +6,7 @@
 #include <poll.h>
 #include <unistd.h>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 CapturedStream::~CapturedStream() {
     if (thread_.joinable())
@@ -73,4 +73,4 @@ int occurrences(const std::string& wanted, const std::string& text) {
     return count;
 }
 
-} // namespace feedline::testing
+} // namespace feedline::test

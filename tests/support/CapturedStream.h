@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 /// How long a test waits for something that only a broken build keeps from happening.
 constexpr std::chrono::seconds patience{60};
@@ -50,4 +50,4 @@ private:
 
 int occurrences(const std::string& wanted, const std::string& text);
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <sys/socket.h>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 std::uint16_t Sending::number() const {
     return static_cast<std::uint16_t>(bytes[2] | bytes[3] << 8U);
@@ -27,9 +27,9 @@ void resetWire() {
     wire() = DatagramWire{};
 }
 
-} // namespace feedline::testing
+} // namespace feedline::test
 
-using namespace feedline::testing;
+using namespace feedline::test;
 
 extern "C" {
 

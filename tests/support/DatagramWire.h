@@ -9,7 +9,7 @@
 #include <string>
 #include <sys/types.h>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 /// One call of sendto, as it was made.
 struct Sending {
@@ -40,4 +40,4 @@ struct DatagramWire {
 DatagramWire& wire();
 void resetWire();
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -10,10 +10,10 @@
 #include <map>
 #include <string>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 /// Types of receiver as the settings name them.
-enum ReceiverType { HF = 0, AIRSPY = 1, NO_RECEIVER = 2 };
+enum ReceiverType { receiverHf = 0, receiverAirspy = 1, noReceiver = 2 };
 
 constexpr double hfRate = 768000;      ///< pairs per second
 constexpr double airspyRate = 2500000; ///< pairs per second
@@ -28,7 +28,7 @@ struct Emulated {
     std::string devices = "hf";
     std::string faults{};
     std::map<std::string, std::string> more{}; ///< further variables
-    Program program = Program::FEEDLINED;
+    Program program = Program::feedlined;
     bool fails = false; ///< the test has the receiver fail while it streams
 };
 
@@ -68,4 +68,4 @@ inline Bytes statusAnswer(std::uint8_t status) {
 constexpr std::uint8_t idle = 11;
 constexpr std::uint8_t running = 12;
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -12,7 +12,7 @@
 #include <system_error>
 #include <unistd.h>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 int checked(int result, const char* call) {
@@ -169,4 +169,4 @@ bool DatagramReceiver::hasInput() const {
     return inputWaits(socket_.get());
 }
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -94,4 +94,4 @@ private:
     std::uint16_t port_ = 0;
 };
 
-} // namespace feedline::testing
+} // namespace feedline::test

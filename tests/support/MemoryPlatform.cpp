@@ -8,7 +8,7 @@
 #include <sys/mman.h>
 #include <utility>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 using namespace std::chrono_literals;
 
@@ -168,9 +168,9 @@ std::shared_ptr<void> RecordingActivities::beginActivity(std::uint64_t options,
 void resetRunTimeState() {
     serverPortNumber = 50000;
     udpAddress.clear();
-    deviceType = DEVICE_AIRSPYHF;
+    deviceType = deviceAirspyHf;
     serverActive = true;
-    tcpStatus = TCP_WAITING;
+    tcpStatus = tcpWaiting;
     listenSocket = -1;
     clientSocket = -1;
     remoteAddress.clear();
@@ -213,4 +213,4 @@ Server& Server::make() {
     return *kept.emplace_back(new Server);
 }
 
-} // namespace feedline::testing
+} // namespace feedline::test

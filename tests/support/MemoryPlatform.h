@@ -18,7 +18,7 @@
 #include <variant>
 #include <vector>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 class MemoryField : public TextField {
 public:
@@ -158,4 +158,4 @@ struct Server {
     static Server& make();
 };
 
-} // namespace feedline::testing
+} // namespace feedline::test

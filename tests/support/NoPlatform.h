@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 class NoSettings : public SettingsStore {
     std::int64_t integerForKey(const std::string& /*key*/) const override { return 0; }
@@ -50,4 +50,4 @@ struct NoPlatform {
     Platform platform{settings, mainThread, alert, activities};
 };
 
-} // namespace feedline::testing
+} // namespace feedline::test

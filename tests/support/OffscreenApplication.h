@@ -4,7 +4,7 @@
 
 #include <QApplication>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 class OffscreenApplication {
 public:
@@ -22,4 +22,4 @@ private:
     QApplication application_{count_, arguments_};
 };
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -9,7 +9,7 @@
 #include <thread>
 #include <unistd.h>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 std::size_t entriesIn(const char* directory) {
@@ -38,4 +38,4 @@ bool isOpen(int descriptor) {
     return ::fcntl(descriptor, F_GETFD) >= 0;
 }
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 std::size_t openDescriptors(); ///< how many this process has open
 std::size_t runningThreads();  ///< how many threads this process has
@@ -14,4 +14,4 @@ std::size_t threadsAtRest();
 
 bool isOpen(int descriptor);
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -19,7 +19,7 @@ namespace {
 struct Record {
     std::mutex mutex;
     std::condition_variable changed;
-    std::vector<testing::Line> lines;
+    std::vector<test::Line> lines;
 };
 Record& record() {
     static auto& only = *new Record;
@@ -32,7 +32,7 @@ std::string formatted(const char* format, va_list arguments) {
     return text.data();
 }
 
-void keep(testing::Line line) {
+void keep(test::Line line) {
     Record& r = record();
     const std::lock_guard lock(r.mutex);
     r.lines.push_back(std::move(line));
@@ -44,14 +44,14 @@ void keep(testing::Line line) {
 void logLine(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    keep({testing::Line::LOGGED, formatted(format, arguments)});
+    keep({test::Line::logged, formatted(format, arguments)});
     va_end(arguments);
 }
 
 void printText(const char* format, ...) {
     va_list arguments;
     va_start(arguments, format);
-    keep({testing::Line::PRINTED, formatted(format, arguments)});
+    keep({test::Line::printed, formatted(format, arguments)});
     va_end(arguments);
 }
 
@@ -63,7 +63,7 @@ void fatal(const char* format, ...) {
     std::abort();
 }
 
-namespace testing {
+namespace test {
 
 void PrintTo(const Line& line, std::ostream* out) {
     constexpr std::array streams{"logged", "printed", "noted"};
@@ -108,5 +108,5 @@ bool waitUntil(const std::function<bool()>& condition) {
     return true;
 }
 
-} // namespace testing
+} // namespace test
 } // namespace feedline

@@ -6,23 +6,23 @@
 #include <utility>
 #include <vector>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 struct Line {
-    enum Stream { LOGGED, PRINTED, NOTED } stream;
-    std::string text; ///< as handed over: no prefix, and for PRINTED with its line end
+    enum Stream { logged, printed, noted } stream;
+    std::string text; ///< as handed over: no prefix, and for printed with its line end
 
     bool operator==(const Line&) const = default;
 };
 
 inline Line logged(std::string text) {
-    return {Line::LOGGED, std::move(text)};
+    return {Line::logged, std::move(text)};
 }
 inline Line printed(std::string text) {
-    return {Line::PRINTED, std::move(text)};
+    return {Line::printed, std::move(text)};
 }
 inline Line noted(std::string text) {
-    return {Line::NOTED, std::move(text)};
+    return {Line::noted, std::move(text)};
 }
 void PrintTo(const Line& line, std::ostream* out);
 
@@ -44,4 +44,4 @@ bool waitForLine(const Line& line, int times = 1);
 /// Waits until the condition holds, looking again at each new line and every few milliseconds.
 bool waitUntil(const std::function<bool()>& condition);
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -7,7 +7,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 /// Holds a bound socket that does not listen: with SO_REUSEADDR on both sides the server may bind
 /// and listen beside it, while the system gives the port to no one who asks for any.
@@ -36,4 +36,4 @@ private:
     std::int32_t number_ = 0;
 };
 
-} // namespace feedline::testing
+} // namespace feedline::test

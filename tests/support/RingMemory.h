@@ -13,7 +13,7 @@
 #include <unistd.h>
 #include <vector>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 inline void storeEntry(std::int32_t index, std::int16_t value) {
     __atomic_store_n(sampleRing + index, value, __ATOMIC_RELAXED);
@@ -30,4 +30,4 @@ inline std::size_t ringPagesInMemory() {
         pages.begin(), pages.end(), [](unsigned char state) { return (state & 1U) != 0; }));
 }
 
-} // namespace feedline::testing
+} // namespace feedline::test

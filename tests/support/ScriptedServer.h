@@ -24,7 +24,7 @@
 #include <unistd.h>
 #include <vector>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 class ScriptedServer {
 public:
@@ -38,35 +38,35 @@ public:
     using Script = std::function<Answer(const Bytes& message)>;
     using Samples = std::array<std::int16_t, datagram::entries>;
 
-    explicit ScriptedServer(Script script = properAnswer) : m_script(std::move(script)) {
+    explicit ScriptedServer(Script script = properAnswer) : script_(std::move(script)) {
         while (!takePort()) {
         }
-        m_thread = std::thread([this] { serve(); });
+        thread_ = std::thread([this] { serve(); });
     }
     ScriptedServer(const ScriptedServer&) = delete;
     ScriptedServer& operator=(const ScriptedServer&) = delete;
     ~ScriptedServer() {
-        shutdown(m_listen, SHUT_RDWR);
+        shutdown(listen_, SHUT_RDWR);
         hangUp();
-        m_thread.join();
-        close(m_listen);
-        close(m_udp);
+        thread_.join();
+        close(listen_);
+        close(udp_);
     }
 
-    std::uint16_t port() const { return m_port; }
+    std::uint16_t port() const { return port_; }
 
     /// What the real server answers with an idle HF+; sets are echoed.
     static Answer properAnswer(const Bytes& message) {
         if ((message[1] & control::typeMask) != TYPE_REQUEST_CITEM)
             return {message, false};
         switch (message[2]) {
-        case ITEM_TARGET_NAME:
+        case itemTargetName:
             return {reply(message, {'A', 'i', 'r', 'S', 'p', 'y', 'H', 'F', '+', 0}), false};
-        case ITEM_SERIAL_NUMBER:
+        case itemSerialNumber:
             return {reply(message, {'1', '2', '3', '4', '5', '6', '7', '8', '9', 0}), false};
-        case ITEM_0004:
+        case itemNumber0004:
             return {reply(message, {123, 0}), false};
-        case ITEM_RECEIVER_STATUS:
+        case itemReceiverStatus:
             return {reply(message, {11}), false};
         default:
             return {};
@@ -81,15 +81,15 @@ public:
 
     /// The messages received so far.
     std::vector<Bytes> messages() {
-        const std::lock_guard lock(m_mutex);
-        return m_messages;
+        const std::lock_guard lock(mutex_);
+        return messages_;
     }
 
     /// Waits until a message with these first bytes has been answered. False after 60 s.
     bool waitForMessage(const Bytes& beginning) {
-        std::unique_lock lock(m_mutex);
-        return m_changed.wait_for(lock, std::chrono::seconds(60), [&] {
-            for (const Bytes& message : m_messages)
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, std::chrono::seconds(60), [&] {
+            for (const Bytes& message : messages_)
                 if (message.size() >= beginning.size() &&
                     std::equal(beginning.begin(), beginning.end(), message.begin()))
                     return true;
@@ -108,16 +108,16 @@ public:
     }
 
     void sendBytes(const std::uint8_t* bytes, std::size_t count) {
-        const sockaddr_in to = loopback(m_port);
-        sendto(m_udp, bytes, count, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
+        const sockaddr_in to = loopback(port_);
+        sendto(udp_, bytes, count, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
     }
 
     /// Ends the client's connection.
     void hangUp() {
-        const std::lock_guard lock(m_mutex);
-        m_hungUp = true;
-        if (m_client >= 0)
-            shutdown(m_client, SHUT_RDWR);
+        const std::lock_guard lock(mutex_);
+        hungUp_ = true;
+        if (client_ >= 0)
+            shutdown(client_, SHUT_RDWR);
     }
 
 private:
@@ -135,27 +135,27 @@ private:
     }
 
     bool takePort() {
-        m_listen = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        if (!bindTo(m_listen, 0) || listen(m_listen, 3) != 0)
+        listen_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        if (!bindTo(listen_, 0) || listen(listen_, 3) != 0)
             throw std::runtime_error("no port to listen on");
         sockaddr_in local{};
         socklen_t length = sizeof local;
-        getsockname(m_listen, reinterpret_cast<sockaddr*>(&local), &length);
-        m_port = ntohs(local.sin_port);
-        m_udp = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        getsockname(listen_, reinterpret_cast<sockaddr*>(&local), &length);
+        port_ = ntohs(local.sin_port);
+        udp_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
         const int trial = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        const bool isFree = bindTo(trial, m_port);
+        const bool isFree = bindTo(trial, port_);
         close(trial);
         if (!isFree) {
-            close(m_listen);
-            close(m_udp);
+            close(listen_);
+            close(udp_);
         }
         return isFree;
     }
 
     void serve() {
         for (;;) {
-            const int client = accept(m_listen, nullptr, nullptr);
+            const int client = accept(listen_, nullptr, nullptr);
             if (client < 0)
                 return;
             setClient(client);
@@ -168,9 +168,9 @@ private:
     }
 
     void setClient(int client) {
-        const std::lock_guard lock(m_mutex);
-        m_client = client;
-        if (m_hungUp && client >= 0)
+        const std::lock_guard lock(mutex_);
+        client_ = client;
+        if (hungUp_ && client >= 0)
             shutdown(client, SHUT_RDWR);
     }
 
@@ -186,26 +186,26 @@ private:
     }
 
     bool answer(int client, const Bytes& message) {
-        const Answer answer = m_script(message);
+        const Answer answer = script_(message);
         send(client, answer.bytes.data(), answer.bytes.size(), MSG_NOSIGNAL);
         {
-            const std::lock_guard lock(m_mutex);
-            m_messages.push_back(message);
+            const std::lock_guard lock(mutex_);
+            messages_.push_back(message);
         }
-        m_changed.notify_all();
+        changed_.notify_all();
         return !answer.thenClose;
     }
 
-    Script m_script;
-    int m_listen = -1;
-    int m_udp = -1;
-    std::uint16_t m_port = 0;
-    std::mutex m_mutex; ///< guards everything below
-    std::condition_variable m_changed;
-    std::vector<Bytes> m_messages;
-    int m_client = -1;
-    bool m_hungUp = false;
-    std::thread m_thread;
+    Script script_;
+    int listen_ = -1;
+    int udp_ = -1;
+    std::uint16_t port_ = 0;
+    std::mutex mutex_; ///< guards everything below
+    std::condition_variable changed_;
+    std::vector<Bytes> messages_;
+    int client_ = -1;
+    bool hungUp_ = false;
+    std::thread thread_;
 };
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 ScriptedVendors script;
@@ -86,9 +86,9 @@ airspy_device* airspyHandle() {
     return reinterpret_cast<airspy_device*>(&airspyObject);
 }
 
-} // namespace feedline::testing
+} // namespace feedline::test
 
-using namespace feedline::testing;
+using namespace feedline::test;
 
 extern "C" {
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 struct ScriptedVendors {
     // Calls so far: the function and its plain arguments, e.g. "airspyhf_set_freq 1600000". The
@@ -50,4 +50,4 @@ void resetVendors();
 airspyhf_device_t* hfHandle();
 airspy_device* airspyHandle();
 
-} // namespace feedline::testing
+} // namespace feedline::test

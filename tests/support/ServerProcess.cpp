@@ -15,7 +15,7 @@
 #include <thread>
 #include <unistd.h>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -23,7 +23,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 std::string programFile(Program program) {
-    return program == Program::FEEDLINE ? FEEDLINE_PROGRAM : FEEDLINED_PROGRAM;
+    return program == Program::feedline ? FEEDLINE_PROGRAM : FEEDLINED_PROGRAM;
 }
 
 /// The child's end of the pipe goes on to its standard streams alone.
@@ -264,4 +264,4 @@ Settings ServerProcess::savedSettings() const {
     return saved;
 }
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -14,9 +14,9 @@
 #include <sys/types.h>
 #include <vector>
 
-namespace feedline::testing {
+namespace feedline::test {
 
-enum class Program { FEEDLINED, FEEDLINE };
+enum class Program { feedlined, feedline };
 
 struct Settings {
     std::optional<std::int64_t> port;
@@ -46,7 +46,7 @@ private:
 class ServerProcess {
 public:
     struct Launch {
-        Program program = Program::FEEDLINED;
+        Program program = Program::feedlined;
         Settings settings{}; ///< written to the settings file beforehand
         std::map<std::string, std::string> environment{};
         bool signalsBlocked = false; ///< SIGTERM and SIGINT, at the start
@@ -104,4 +104,4 @@ private:
 /// shorten what measures.
 constexpr bool sanitized = FEEDLINE_SANITIZED != 0;
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -7,7 +7,7 @@
 #include <memory>
 #include <numbers>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 /// Four-term Blackman-Harris.
@@ -70,4 +70,4 @@ double levelAt(const Samples& samples, double rate, double hertz) {
     return decibels(*loudest, median(spectrum));
 }
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -3,7 +3,7 @@
 
 #include "WireClient.h"
 
-namespace feedline::testing {
+namespace feedline::test {
 
 struct Peak {
     double hertz;      ///< from the centre, negative below it
@@ -17,4 +17,4 @@ Peak strongestLine(const Samples& samples, double rate);
 /// The level at an offset, in decibels over the median: the strongest of the bins within 30 Hz.
 double levelAt(const Samples& samples, double rate, double hertz);
 
-} // namespace feedline::testing
+} // namespace feedline::test

@@ -16,7 +16,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace feedline::testing {
+namespace feedline::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -360,4 +360,4 @@ double pairRate(const std::vector<StreamClient::Arrival>& arrivals, std::size_t 
     return both / squares * static_cast<double>(burst * pairsPerDatagram);
 }
 
-} // namespace feedline::testing
+} // namespace feedline::test

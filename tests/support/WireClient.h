@@ -16,7 +16,7 @@
 #include <thread>
 #include <vector>
 
-namespace feedline::testing {
+namespace feedline::test {
 
 using Bytes = std::vector<std::uint8_t>;
 using Samples = std::vector<std::complex<float>>; ///< full scale is 1
@@ -157,4 +157,4 @@ private:
 /// every `burst`, so that one that was late counts for little.
 double pairRate(const std::vector<StreamClient::Arrival>& arrivals, std::size_t burst);
 
-} // namespace feedline::testing
+} // namespace feedline::test

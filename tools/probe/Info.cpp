@@ -1,6 +1,6 @@
-#include "probe/Info.h"
+#include "tools/probe/Info.h"
 
-#include "probe/ControlClient.h"
+#include "tools/client/ControlClient.h"
 
 #include <nlohmann/json.hpp>
 
@@ -20,8 +20,9 @@ struct Facts {
 };
 
 Facts ask(const Options& options) {
-    ControlClient client(options.host, options.port, ControlClient::Seconds(options.timeout),
-                         ControlClient::Seconds(options.wait));
+    client::ControlClient client(options.host, options.port,
+                                 client::ControlClient::Seconds(options.timeout),
+                                 client::ControlClient::Seconds(options.wait));
     Facts facts;
     facts.target = client.targetName();
     facts.roundTrip = client.roundTrip().count() * 1e3;

@@ -1,7 +1,7 @@
 // Who is there?
 #pragma once
 
-#include "probe/Options.h"
+#include "tools/probe/Options.h"
 
 #include <ostream>
 

@@ -1,7 +1,7 @@
-#include "probe/Options.h"
+#include "tools/probe/Options.h"
 
-#include "probe/ExitStatus.h"
-#include "probe/Recording.h"
+#include "tools/probe/ExitStatus.h"
+#include "tools/probe/recording/Recording.h"
 
 #include <CLI/CLI.hpp>
 
@@ -111,10 +111,10 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         const int status = app.exit(error, std::cout, std::cerr);
-        parsed.exit = status == 0 ? 0 : static_cast<int>(ExitStatus::BadArguments);
+        parsed.exit = status == 0 ? 0 : static_cast<int>(ExitStatus::badArguments);
         return parsed;
     }
-    options.command = app.got_subcommand(stream) ? Command::Stream : Command::Info;
+    options.command = app.got_subcommand(stream) ? Command::stream : Command::info;
     takeTexts(texts, options);
     return parsed;
 }

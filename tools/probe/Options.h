@@ -7,10 +7,10 @@
 
 namespace feedline::probe {
 
-enum class Command { Info, Stream };
+enum class Command { info, stream };
 
 struct Options {
-    Command command = Command::Info;
+    Command command = Command::info;
     std::string host;                  ///< name or dotted IPv4 address
     std::uint16_t port = 50000;        ///< TCP, and the UDP port that datagrams come to
     double timeout = 3.0;              ///< seconds to wait for a connection or an answer

@@ -1,6 +1,6 @@
-#include "probe/Session.h"
+#include "tools/probe/Session.h"
 
-#include "probe/SignalEvents.h"
+#include "tools/probe/SignalEvents.h"
 
 #include <algorithm>
 #include <array>
@@ -17,38 +17,38 @@ constexpr auto betweenSpectra = std::chrono::milliseconds(200);
 } // namespace
 
 Session::Session(const Options& options, Presenter& presenter, std::ostream& notes)
-    : m_options(options), m_presenter(presenter), m_notes(notes), m_stop(eventfd(0, EFD_CLOEXEC)),
-      m_recorder(makeRecorder()), m_plot(makePlot()), m_analyser(!options.plot.empty()),
-      m_receiver(options.bind, options.port),
-      m_client(options.host, options.port, ControlClient::Seconds(options.timeout),
-               ControlClient::Seconds(options.wait)) {
-    m_facts.target = m_client.targetName();
-    m_facts.server = options.host + ":" + std::to_string(options.port);
-    m_facts.frequency = options.tune;
-    m_facts.length = options.seconds;
-    m_facts.recording = options.recording;
-    m_facts.wantedBuffer = DatagramReceiver::wantedBuffer;
-    m_facts.grantedBuffer = m_receiver.grantedBuffer();
+    : options_(options), presenter_(presenter), notes_(notes), stop_(eventfd(0, EFD_CLOEXEC)),
+      recorder_(makeRecorder()), plot_(makePlot()), analyser_(!options.plot.empty()),
+      receiver_(options.bind, options.port),
+      client_(options.host, options.port, client::ControlClient::Seconds(options.timeout),
+              client::ControlClient::Seconds(options.wait)) {
+    facts_.target = client_.targetName();
+    facts_.server = options.host + ":" + std::to_string(options.port);
+    facts_.frequency = options.tune;
+    facts_.length = options.seconds;
+    facts_.recording = options.recording;
+    facts_.wantedBuffer = client::DatagramReceiver::wantedBuffer;
+    facts_.grantedBuffer = receiver_.grantedBuffer();
     remarkOnBuffer();
 }
 
 std::unique_ptr<Recorder> Session::makeRecorder() {
-    if (m_options.recording.empty())
+    if (options_.recording.empty())
         return nullptr;
-    return std::make_unique<Recorder>(m_options.recording, m_options.force, m_options.rate,
+    return std::make_unique<Recorder>(options_.recording, options_.force, options_.rate,
                                       [this] { requestStop(); });
 }
 
 std::unique_ptr<PlotOutput> Session::makePlot() const {
-    if (m_options.plot.empty())
+    if (options_.plot.empty())
         return nullptr;
-    return std::make_unique<PlotOutput>(m_options.plot, m_options.force);
+    return std::make_unique<PlotOutput>(options_.plot, options_.force);
 }
 
 void Session::remarkOnBuffer() {
-    if (m_facts.grantedBuffer < m_facts.wantedBuffer)
-        note("the system grants " + std::to_string(m_facts.grantedBuffer >> 10) + " of " +
-             std::to_string(m_facts.wantedBuffer >> 10) +
+    if (facts_.grantedBuffer < facts_.wantedBuffer)
+        note("the system grants " + std::to_string(facts_.grantedBuffer >> 10) + " of " +
+             std::to_string(facts_.wantedBuffer >> 10) +
              " KiB of receive buffer; net.core.rmem_max is the limit (sysctl)");
 }
 
@@ -60,122 +60,121 @@ ExitStatus Session::run() {
 }
 
 void Session::startWorkers() {
-    std::vector<BatchQueue*> queues{&m_analyser.queue()};
-    m_analyser.start();
-    if (m_recorder) {
-        m_recorder->start(m_facts.target, m_facts.frequency);
-        queues.push_back(&m_recorder->queue());
+    std::vector<client::BatchQueue*> queues{&analyser_.queue()};
+    analyser_.start();
+    if (recorder_) {
+        recorder_->start(facts_.target, facts_.frequency);
+        queues.push_back(&recorder_->queue());
     }
-    m_receiver.start(queues);
+    receiver_.start(queues);
 }
 
 void Session::requestStop() {
-    eventfd_write(m_stop.get(), 1);
+    eventfd_write(stop_.get(), 1);
 }
 
 void Session::startReceiver() {
-    if (m_options.tune)
-        m_client.setFrequency(*m_options.tune);
-    m_client.setRunning(true);
-    m_begin = Clock::now();
-    m_nextSecond = m_begin + second;
-    m_nextSpectrum =
-        m_presenter.wantsSpectra() ? m_begin + betweenSpectra : Clock::time_point::max();
-    m_end = Clock::time_point::max();
-    if (m_options.seconds)
-        m_end = m_begin + std::chrono::duration_cast<Clock::duration>(
-                              std::chrono::duration<double>(*m_options.seconds));
+    if (options_.tune)
+        client_.setFrequency(*options_.tune);
+    client_.setRunning(true);
+    begin_ = Clock::now();
+    nextSecond_ = begin_ + second;
+    nextSpectrum_ = presenter_.wantsSpectra() ? begin_ + betweenSpectra : Clock::time_point::max();
+    end_ = Clock::time_point::max();
+    if (options_.seconds)
+        end_ = begin_ + std::chrono::duration_cast<Clock::duration>(
+                            std::chrono::duration<double>(*options_.seconds));
 }
 
 Session::End Session::watch(const SignalEvents& signals) {
     std::array<pollfd, 3> waiting{
-        {{signals.fd(), POLLIN, 0}, {m_stop.get(), POLLIN, 0}, {m_client.fd(), POLLIN, 0}}};
-    while (!timeIsOver() && m_presenter.works()) {
+        {{signals.fd(), POLLIN, 0}, {stop_.get(), POLLIN, 0}, {client_.fd(), POLLIN, 0}}};
+    while (!timeIsOver() && presenter_.works()) {
         present();
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(nextEvent() - Clock::now());
         if (poll(waiting.data(), waiting.size(), std::max(0, static_cast<int>(left.count()))) <= 0)
             continue;
         if (waiting[0].revents != 0 || waiting[1].revents != 0)
             break;
-        if (waiting[2].revents != 0 && !m_client.alive())
-            return End::ServerGone;
+        if (waiting[2].revents != 0 && !client_.alive())
+            return End::serverGone;
     }
-    return End::Asked;
+    return End::asked;
 }
 
 Session::End Session::stopReceiver(End end) {
-    if (end == End::ServerGone)
+    if (end == End::serverGone)
         return end;
     try {
-        m_client.setRunning(false);
-    } catch (const Failure& failure) {
+        client_.setRunning(false);
+    } catch (const client::Failure& failure) {
         note(std::string(failure.what()) + "; the receiver may be running still");
-        return End::ServerGone;
+        return End::serverGone;
     }
     return end;
 }
 
 Session::Clock::time_point Session::nextEvent() const {
-    return std::min({m_nextSecond, m_nextSpectrum, m_end});
+    return std::min({nextSecond_, nextSpectrum_, end_});
 }
 
 bool Session::timeIsOver() const {
-    return Clock::now() >= m_end;
+    return Clock::now() >= end_;
 }
 
 void Session::present() {
     const auto now = Clock::now();
-    if (now >= m_nextSecond) {
-        m_nextSecond += second;
-        m_latest = figures(m_analyser.takeSecond(), m_receiver.figures().currentRate);
-        m_presenter.second(m_facts, m_latest);
+    if (now >= nextSecond_) {
+        nextSecond_ += second;
+        latest_ = figures(analyser_.takeSecond(), receiver_.figures().currentRate);
+        presenter_.second(facts_, latest_);
     }
-    if (now >= m_nextSpectrum) {
-        m_nextSpectrum += betweenSpectra;
-        m_presenter.spectrum(m_facts, m_latest, m_analyser.takeView().average());
+    if (now >= nextSpectrum_) {
+        nextSpectrum_ += betweenSpectra;
+        presenter_.spectrum(facts_, latest_, analyser_.takeView().average());
     }
 }
 
 Figures Session::figures(const Analyser::Result& result, double measuredRate) {
     Figures figures;
-    figures.elapsed = std::chrono::duration<double>(Clock::now() - m_begin).count();
+    figures.elapsed = std::chrono::duration<double>(Clock::now() - begin_).count();
     figures.sampleRate = measuredRate;
-    figures.reception = m_receiver.figures();
-    figures.axisRate = m_options.rate.value_or(plausibleRate(figures.reception.overallRate));
+    figures.reception = receiver_.figures();
+    figures.axisRate = options_.rate.value_or(client::plausibleRate(figures.reception.overallRate));
     figures.levels = result.levels;
     figures.carrier = strongestCarrier(result.power.average(), figures.axisRate);
     return figures;
 }
 
 ExitStatus Session::conclude(End end) {
-    m_receiver.stop();
-    m_analyser.finish();
-    Figures total = figures(m_analyser.total(), m_receiver.figures().overallRate);
-    total.unanalysed = m_analyser.queue().refusedCount();
-    if (m_recorder)
-        total.recording = m_recorder->finish();
-    m_presenter.summary(m_facts, total);
+    receiver_.stop();
+    analyser_.finish();
+    Figures total = figures(analyser_.total(), receiver_.figures().overallRate);
+    total.unanalysed = analyser_.queue().refusedCount();
+    if (recorder_)
+        total.recording = recorder_->finish();
+    presenter_.summary(facts_, total);
     return judge(end, total);
 }
 
 // The gravest outcome decides; each has its line.
 ExitStatus Session::judge(End end, const Figures& total) {
-    const SequenceCounts& counts = total.reception.counts;
-    ExitStatus status = ExitStatus::Success;
+    const client::SequenceCounts& counts = total.reception.counts;
+    ExitStatus status = ExitStatus::success;
     if (counts.lost != 0) {
         note("lost " + std::to_string(counts.lost) + " datagrams");
-        status = ExitStatus::SamplesLost;
+        status = ExitStatus::samplesLost;
     }
     if (counts.received == 0) {
         note("no datagrams came; the server sends them to the address in its settings, UDP port " +
-             std::to_string(m_options.port));
-        status = ExitStatus::NothingReceived;
+             std::to_string(options_.port));
+        status = ExitStatus::nothingReceived;
     }
-    if (end == End::ServerGone) {
-        note(m_facts.server + " closed the connection while the stream ran");
-        status = ExitStatus::ConnectionLost;
+    if (end == End::serverGone) {
+        note(facts_.server + " closed the connection while the stream ran");
+        status = ExitStatus::connectionLost;
     }
-    return outputFailed(total) ? ExitStatus::OutputFailed : status;
+    return outputFailed(total) ? ExitStatus::outputFailed : status;
 }
 
 bool Session::outputFailed(const Figures& total) {
@@ -189,7 +188,7 @@ bool Session::outputFailed(const Figures& total) {
              " IQ pairs came but are missing in the recording");
         failed = true;
     }
-    if (!m_presenter.works()) {
+    if (!presenter_.works()) {
         note("cannot write to standard output");
         failed = true;
     }
@@ -197,11 +196,11 @@ bool Session::outputFailed(const Figures& total) {
 }
 
 bool Session::writePicture(const Figures& total) {
-    const Spectrum spectrum = m_analyser.total().power.average();
-    if (!m_plot || spectrum.empty())
-        return !m_plot;
+    const Spectrum spectrum = analyser_.total().power.average();
+    if (!plot_ || spectrum.empty())
+        return !plot_;
     try {
-        m_plot->write(m_facts, total, spectrum, m_analyser.history());
+        plot_->write(facts_, total, spectrum, analyser_.history());
     } catch (const Failure& failure) {
         note(failure.what());
         return false;
@@ -210,7 +209,7 @@ bool Session::writePicture(const Figures& total) {
 }
 
 void Session::note(const std::string& line) {
-    m_notes << "feedline-probe: " << line << std::endl;
+    notes_ << "feedline-probe: " << line << std::endl;
 }
 
 } // namespace feedline::probe

@@ -1,14 +1,14 @@
 // One run of the receiver, from the connection to the summary.
 #pragma once
 
-#include "probe/Analyser.h"
-#include "probe/ControlClient.h"
-#include "probe/DatagramReceiver.h"
-#include "probe/ExitStatus.h"
-#include "probe/Figures.h"
-#include "probe/Options.h"
-#include "probe/PlotOutput.h"
-#include "probe/Recorder.h"
+#include "tools/client/ControlClient.h"
+#include "tools/client/DatagramReceiver.h"
+#include "tools/probe/ExitStatus.h"
+#include "tools/probe/Options.h"
+#include "tools/probe/analysis/Analyser.h"
+#include "tools/probe/output/Figures.h"
+#include "tools/probe/output/PlotOutput.h"
+#include "tools/probe/recording/Recorder.h"
 
 #include <chrono>
 #include <memory>
@@ -31,11 +31,11 @@ public:
 
     /// Any thread.
     void requestStop();
-    ReceptionFigures reception() const { return m_receiver.figures(); }
+    client::ReceptionFigures reception() const { return receiver_.figures(); }
 
 private:
     using Clock = std::chrono::steady_clock;
-    enum class End { Asked, ServerGone };
+    enum class End { asked, serverGone };
 
     std::unique_ptr<Recorder> makeRecorder();
     std::unique_ptr<PlotOutput> makePlot() const;
@@ -54,21 +54,21 @@ private:
     bool writePicture(const Figures& total);
     void note(const std::string& line);
 
-    const Options& m_options;
-    Presenter& m_presenter;
-    std::ostream& m_notes;
-    UniqueFd m_stop;
-    std::unique_ptr<Recorder> m_recorder; ///< null when nothing is to be recorded
-    std::unique_ptr<PlotOutput> m_plot;   ///< null when no picture is to be drawn
-    Analyser m_analyser;
-    DatagramReceiver m_receiver;
-    ControlClient m_client;
-    StreamFacts m_facts;
-    Clock::time_point m_begin;
-    Clock::time_point m_nextSecond;
-    Clock::time_point m_nextSpectrum;
-    Clock::time_point m_end; ///< far away when the length is not known
-    Figures m_latest;
+    const Options& options_;
+    Presenter& presenter_;
+    std::ostream& notes_;
+    client::UniqueFd stop_;
+    std::unique_ptr<Recorder> recorder_; ///< null when nothing is to be recorded
+    std::unique_ptr<PlotOutput> plot_;   ///< null when no picture is to be drawn
+    Analyser analyser_;
+    client::DatagramReceiver receiver_;
+    client::ControlClient client_;
+    StreamFacts facts_;
+    Clock::time_point begin_;
+    Clock::time_point nextSecond_;
+    Clock::time_point nextSpectrum_;
+    Clock::time_point end_; ///< far away when the length is not known
+    Figures latest_;
 };
 
 } // namespace feedline::probe

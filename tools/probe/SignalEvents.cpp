@@ -1,4 +1,4 @@
-#include "probe/SignalEvents.h"
+#include "tools/probe/SignalEvents.h"
 
 #include <sys/signalfd.h>
 
@@ -19,16 +19,16 @@ sigset_t endSignals() {
 
 SignalEvents::SignalEvents() {
     const sigset_t set = endSignals();
-    pthread_sigmask(SIG_BLOCK, &set, &m_before);
-    m_fd = UniqueFd(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
+    pthread_sigmask(SIG_BLOCK, &set, &before_);
+    fd_ = client::UniqueFd(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
 // Signals that came are taken: they have been obeyed, and would otherwise end the process now.
 SignalEvents::~SignalEvents() {
     signalfd_siginfo info{};
-    while (read(m_fd.get(), &info, sizeof info) > 0) {
+    while (read(fd_.get(), &info, sizeof info) > 0) {
     }
-    pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
 
 } // namespace feedline::probe

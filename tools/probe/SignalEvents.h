@@ -1,7 +1,7 @@
 // SIGINT, SIGTERM and SIGHUP as something to wait for.
 #pragma once
 
-#include "probe/UniqueFd.h"
+#include "tools/client/UniqueFd.h"
 
 #include <csignal>
 
@@ -17,11 +17,11 @@ public:
     SignalEvents& operator=(const SignalEvents&) = delete;
 
     /// For poll(): readable when a signal has come.
-    int fd() const { return m_fd.get(); }
+    int fd() const { return fd_.get(); }
 
 private:
-    sigset_t m_before{};
-    UniqueFd m_fd;
+    sigset_t before_{};
+    client::UniqueFd fd_;
 };
 
 } // namespace feedline::probe

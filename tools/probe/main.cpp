@@ -1,11 +1,11 @@
 // feedline-probe: see what a client of the server would see.
-#include "probe/ExitStatus.h"
-#include "probe/Info.h"
-#include "probe/JsonLines.h"
-#include "probe/Options.h"
-#include "probe/Session.h"
-#include "probe/StatusLine.h"
-#include "probe/TerminalView.h"
+#include "tools/probe/ExitStatus.h"
+#include "tools/probe/Info.h"
+#include "tools/probe/Options.h"
+#include "tools/probe/Session.h"
+#include "tools/probe/output/JsonLines.h"
+#include "tools/probe/output/StatusLine.h"
+#include "tools/probe/output/TerminalView.h"
 
 #include <csignal>
 #include <iostream>
@@ -33,10 +33,10 @@ void ignoreDeadlySignals() {
 
 ExitStatus execute(const Options& options) {
     if (options.spectrum && isatty(STDOUT_FILENO) == 0)
-        throw Failure(ExitStatus::BadArguments, "--spectrum needs a terminal");
-    if (options.command == Command::Info) {
+        throw Failure(ExitStatus::badArguments, "--spectrum needs a terminal");
+    if (options.command == Command::info) {
         printInfo(options, std::cout);
-        return ExitStatus::Success;
+        return ExitStatus::success;
     }
     const auto presenter = makePresenter(options);
     return Session(options, *presenter, std::cerr).run();
@@ -49,10 +49,15 @@ int main(int argc, char** argv) {
     if (parsed.exit)
         return *parsed.exit;
     ignoreDeadlySignals();
+    const auto giveUp = [](ExitStatus status, const std::exception& failure) {
+        std::cerr << "feedline-probe: " << failure.what() << std::endl;
+        return static_cast<int>(status);
+    };
     try {
         return static_cast<int>(execute(parsed.options));
     } catch (const Failure& failure) {
-        std::cerr << "feedline-probe: " << failure.what() << std::endl;
-        return static_cast<int>(failure.status);
+        return giveUp(failure.status, failure);
+    } catch (const feedline::client::Failure& failure) {
+        return giveUp(statusFor(failure.trouble), failure);
     }
 }

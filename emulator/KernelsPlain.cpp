@@ -1,3 +1,0 @@
-#define FEEDLINE_KERNELS plainKernels
-#define FEEDLINE_VECTOR 16
-#include "emulator/KernelBodies.h"

@@ -1,0 +1,70 @@
+// The AirSpy as its firmware answers.
+#pragma once
+
+#include "emulator/receivers/Receiver.h"
+
+#include <array>
+#include <map>
+
+namespace feedline::emulator {
+
+/// Steps of the three gain stages.
+struct AirspyGains {
+    unsigned lna = 8;
+    unsigned mixer = 8;
+    unsigned vga = 8;
+
+    static constexpr unsigned mostLna = 14;
+    static constexpr unsigned mostMixer = 15;
+    static constexpr unsigned mostVga = 15;
+
+    /// Against all stages at 8, where a scene's levels hold.
+    double decibel() const;
+};
+
+class AirspyReceiver final : public Receiver {
+public:
+    /// `number` counts the receivers of this kind from 0; `rates` are those of the IQ pairs.
+    AirspyReceiver(unsigned number, std::vector<std::uint32_t> rates, const Content& content);
+
+    const Identity& identity() const override { return self; }
+    int answer(const Request& request) override;
+    bool streaming() const override { return mode; }
+    StreamSettings settings() const override;
+    State state() const override;
+    void powerUp() override;
+
+private:
+    using Registers = std::array<std::uint8_t, 256>;
+
+    int take(const Request& request);
+    int tell(const Request& request);
+    int tellSetting(const Request& request);
+    int selectRate(const Request& request);
+    int flashRequest(const Request& request);
+    int setGain(const Request& request, unsigned& stage, unsigned most);
+    AirspyGains gains() const;
+    View view() const;
+    std::uint32_t rate() const;
+
+    unsigned number;
+    Identity self;
+    std::uint64_t serial;
+    std::vector<std::uint32_t> rates;
+    const Content& content;
+    std::vector<std::uint8_t> flash;
+
+    bool mode = false;
+    std::uint32_t hertz = 0;
+    unsigned rateIndex = 0;
+    bool packing = false;
+    AirspyGains set; ///< as asked for; an AGC overrides its stage
+    bool lnaAgc = false;
+    bool mixerAgc = false;
+    Registers clock{};
+    Registers tuner{};
+    Registers pins{};
+    Registers directions{};
+};
+
+} // namespace feedline::emulator

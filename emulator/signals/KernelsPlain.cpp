@@ -1,0 +1,3 @@
+#define FEEDLINE_KERNELS plainKernels
+#define FEEDLINE_VECTOR 16
+#include "emulator/signals/KernelBodies.h"

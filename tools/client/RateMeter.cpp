@@ -1,0 +1,66 @@
+#include "tools/client/RateMeter.h"
+
+#include "stream/DataDatagram.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace feedline::client {
+
+namespace {
+
+constexpr std::int64_t windowLength = 1'000'000'000; // ns
+
+// Hz. The rates that receivers of the HF+ and of the AirSpy family list.
+constexpr std::array knownRates{192e3, 256e3, 384e3, 456e3, 768e3, 912e3, 2.5e6, 3e6, 6e6, 10e6};
+
+} // namespace
+
+void RateMeter::Line::add(double x, double y) {
+    n_ += 1;
+    x_ += x;
+    y_ += y;
+    xx_ += x * x;
+    xy_ += x * y;
+}
+
+double RateMeter::Line::slope() const {
+    const double spread = n_ * xx_ - x_ * x_;
+    return spread > 0 ? (n_ * xy_ - x_ * y_) / spread : 0;
+}
+
+void RateMeter::add(std::int64_t position, std::int64_t nanoseconds) {
+    if (!started_ || nanoseconds - windowStart_ >= windowLength) {
+        if (started_)
+            windows_.push_back(line_.slope());
+        started_ = true;
+        line_ = {};
+        windowStart_ = nanoseconds;
+        windowPosition_ = position;
+    }
+    line_.add(static_cast<double>(nanoseconds - windowStart_) * 1e-9,
+              static_cast<double>(position - windowPosition_));
+}
+
+double RateMeter::current() const {
+    return datagram::pairs * (windows_.empty() ? line_.slope() : windows_.back());
+}
+
+double RateMeter::overall() const {
+    if (windows_.empty())
+        return current();
+    auto sorted = windows_;
+    const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
+    std::nth_element(sorted.begin(), middle, sorted.end());
+    return datagram::pairs * *middle;
+}
+
+double plausibleRate(double measured) {
+    for (const double known : knownRates)
+        if (std::abs(measured - known) <= 0.01 * known)
+            return known;
+    return std::round(measured);
+}
+
+} // namespace feedline::client

@@ -1,0 +1,48 @@
+// The sample rate, measured from the datagrams' arrival times.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace feedline::client {
+
+/// A sender may deliver its samples in blocks, many datagrams back to back. A count between two
+/// moments would be off by up to a block, so the rate is the slope of a straight line laid through
+/// all arrivals. A backlog sent at the start would tilt that line; the whole run's rate is
+/// therefore the median of windows of one second. Not synchronised.
+class RateMeter {
+public:
+    /// @param position     place in the stream, in datagrams, lost ones counted
+    /// @param nanoseconds  time of arrival, any epoch
+    void add(std::int64_t position, std::int64_t nanoseconds);
+
+    /// IQ pairs a second over the last complete window, else over what there is; 0 when unknown.
+    double current() const;
+    /// IQ pairs a second over the whole run; 0 when unknown.
+    double overall() const;
+    /// Complete windows so far.
+    std::size_t windows() const { return windows_.size(); }
+
+private:
+    class Line {
+    public:
+        void add(double x, double y);
+        double slope() const; ///< 0 when there are too few points
+
+    private:
+        double n_ = 0, x_ = 0, y_ = 0, xx_ = 0, xy_ = 0;
+    };
+
+    std::int64_t windowStart_ = 0;
+    std::int64_t windowPosition_ = 0;
+    bool started_ = false;
+    Line line_;
+    std::vector<double> windows_; ///< datagrams a second, one entry for each complete window
+};
+
+/// The rate that a receiver is set to, when the measured one is within 1 % of it; else the measured
+/// rate itself, in whole hertz.
+double plausibleRate(double measured);
+
+} // namespace feedline::client
