@@ -27,6 +27,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <sys/types.h>
 
 namespace feedline {
 
@@ -174,6 +175,7 @@ private:
     void setReceiverState(CAscpRxMsg& message);
     void setReceiverFrequency(CAscpRxMsg& message);
     void serveClient(int connection);
+    ssize_t receiveUntilNothingComes(int connection); ///< the first result that is no data's
     void cleanUpAfterClient(const char* reason);
 
     Platform platform_;

@@ -25,12 +25,16 @@ constexpr std::array<StatusText, 5> statusTexts{{
     {tcpDisconnected, "TCP Server: DISCONNECTED"},
 }};
 
-/// The status is read afresh for every comparison: one that changes meanwhile shows its newer text
-/// in the same tick.
+/// Compares one reading of the status with each code in turn and takes a new reading after a match
+/// only: one that changes meanwhile may show both texts in the same tick, but never none.
 void showTcpStatus(TextField& line) {
-    for (const StatusText& status : statusTexts)
-        if (tcpStatus == status.code)
-            line.setStringValue(status.text);
+    std::int32_t status = tcpStatus;
+    for (const StatusText& known : statusTexts) {
+        if (status != known.code)
+            continue;
+        line.setStringValue(known.text);
+        status = tcpStatus;
+    }
 }
 
 void showRemoteAddress(TextField& line) {

@@ -34,9 +34,10 @@ std::uint16_t CAscpRxMsg::GetParm16() {
 }
 
 std::uint32_t CAscpRxMsg::GetParm32() {
-    const std::uint32_t low = GetParm16();
-    const std::uint32_t high = GetParm16();
-    tmp32 = static_cast<std::int32_t>(low | high << 16U);
+    std::uint32_t value = 0;
+    for (unsigned shift = 0; shift < 32; shift += 8)
+        value |= static_cast<std::uint32_t>(GetParm8()) << shift;
+    tmp32 = static_cast<std::int32_t>(value);
     return static_cast<std::uint32_t>(tmp32);
 }
 

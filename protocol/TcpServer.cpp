@@ -153,13 +153,25 @@ void AppDelegate::TCPThread() {
 }
 
 void AppDelegate::serveClient(int connection) {
+    do {
+        std::this_thread::sleep_for(pauseBeforeReceive);
+        switch (receiveUntilNothingComes(connection)) {
+        case 0:
+            return cleanUpAfterClient("TCPThread Client disconnected\n");
+        case -1:
+            return cleanUpAfterClient("TCPThread recv failed\n");
+        default: // No result of a receive: neither an end nor a failure, so it is tried again.
+            break;
+        }
+    } while (serverActive);
+}
+
+ssize_t AppDelegate::receiveUntilNothingComes(int connection) {
     std::array<std::uint8_t, receiveBufferSize> buffer{};
-    std::this_thread::sleep_for(pauseBeforeReceive);
     ssize_t received = 0;
     while ((received = ::recv(connection, buffer.data(), buffer.size(), 0)) > 0)
         myDidReadData(buffer.data(), static_cast<std::int32_t>(received));
-    cleanUpAfterClient(received == 0 ? "TCPThread Client disconnected\n"
-                                     : "TCPThread recv failed\n");
+    return received;
 }
 
 void AppDelegate::cleanUpAfterClient(const char* reason) {

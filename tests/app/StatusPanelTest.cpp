@@ -1,10 +1,12 @@
 #include "MemoryPlatform.h"
 #include "RecordingLog.h"
 #include "ScriptedVendors.h"
+#include "SingleSteps.h"
 #include "app/RunTimeState.h"
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <future>
 #include <limits>
 #include <utility>
@@ -95,6 +97,41 @@ TEST_F(StatusPanel, AStatusThatGoesBackInMidTickShowsItsNewerTextOneTickLater) {
     delegate.OneSecTimer();
     EXPECT_EQ(line.stringValue(), "TCP Server: CONNECTED");
 }
+
+#if defined(__x86_64__)
+/// A line that knows whether it has been set.
+class OneLine : public MemoryField {
+public:
+    void setStringValue(const std::string& text) override {
+        set = true;
+        MemoryField::setStringValue(text);
+    }
+    static inline std::atomic<bool> set = false;
+};
+
+TEST_F(StatusPanel, AStatusThatMovesOnBeforeItHasMatchedIsShownAsItWasRead) {
+    // Once at each instruction of the tick before its first text.
+    static int instructionsLeft = 0;
+    static bool inTime = true;
+    for (int n = 1; inTime; ++n) {
+        OneLine line;
+        OneLine::set = false;
+        delegate.serverTcpStatus = &line;
+        tcpStatus = tcpWaiting;
+        instructionsLeft = n;
+        inSingleSteps(
+            [] {
+                if (--instructionsLeft > 0)
+                    return true;
+                inTime = !OneLine::set;
+                tcpStatus = tcpConnected; // Compared before the other one.
+                return false;
+            },
+            [&] { delegate.OneSecTimer(); });
+        ASSERT_EQ(line.history().size(), 1U) << "changed at instruction " << n;
+    }
+}
+#endif
 
 TEST_F(StatusPanel, TheClientsAddressIsShownWhileThereIsAClient) {
     remoteAddress.assign("192.168.1.20");

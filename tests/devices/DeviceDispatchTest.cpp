@@ -231,6 +231,22 @@ TEST_F(DeviceDispatch, ThePopUpSetsTheTypeAndNothingElse) {
     EXPECT_EQ(deviceType, deviceAirspyHf);
 }
 
+TEST_F(DeviceDispatch, ChoosingTheSameReceiverAgainIsLoggedAndChangesNothing) {
+    ASSERT_EQ(delegate.doDeviceInit(), 0);
+    delegate.startDevice();
+    clearRecordedLines();
+    vendors().calls.clear();
+    server.devicePopup.selected = 0;
+    delegate.devicePopupChange();
+    EXPECT_EQ(deviceType, deviceAirspyHf);
+    EXPECT_EQ(hfDevice, hfHandle());
+    EXPECT_EQ(isStreaming, 1);
+    EXPECT_EQ(recordedLines(), (Lines{logged("devicePopupChange 0")}));
+    EXPECT_EQ(vendors().calls, std::vector<std::string>{});
+    delegate.stopDevice();
+    EXPECT_EQ(vendors().calls, std::vector<std::string>{"airspyhf_stop"});
+}
+
 TEST_F(DeviceDispatch, APopUpWithNothingSelectedMeansNoReceiver) {
     server.devicePopup.selected = -1;
     delegate.devicePopupChange();

@@ -59,6 +59,20 @@ TEST(CAscpRxMsg, ParametersAreReadInTurnWithTheirHighBitsWhole) {
     EXPECT_EQ(message.Length, 11);
 }
 
+TEST(CAscpRxMsg, EachWidthAssemblesInItsOwnScratchValue) {
+    CAscpRxMsg message = messageOf({11, 0, 0x20, 0, 0x34, 0x12, 1, 2, 3, 4, 5});
+    message.InitRxMsg();
+    message.GetParm16();
+    EXPECT_EQ(message.tmp16, 0x1234);
+    EXPECT_EQ(message.tmp32, 0);
+    message.GetParm32();
+    EXPECT_EQ(message.tmp16, 0x1234);
+    EXPECT_EQ(message.tmp32, 0x04030201);
+    message.GetParm8();
+    EXPECT_EQ(message.tmp16, 0x1234);
+    EXPECT_EQ(message.tmp32, 0x04030201);
+}
+
 TEST(CAscpRxMsg, ReadsBeyondTheMessageWhatTheBufferStillHolds) {
     CAscpRxMsg message = messageOf({5, 0, 0x18, 0, 1, 77});
     message.InitRxMsg();

@@ -179,7 +179,8 @@ TEST_F(CAscpTxMsgSending, EightySixBytesEndTheProcessBeforeAnythingIsWritten) {
     for (const std::size_t length : {86U, 87U, 255U}) {
         const CAscpTxMsg message = messageOfLength(length);
         EXPECT_EXIT(message.SendAscpMsg(clientSocket), ::testing::KilledBySignal(SIGABRT),
-                    "control message of " + std::to_string(length) + " bytes");
+                    ::testing::StrEq("control message of " + std::to_string(length) +
+                                     " bytes: more than 85 cannot be sent\n"));
     }
     EXPECT_THAT(peer.take(), IsEmpty()); // The socket was the dead processes' too.
 }

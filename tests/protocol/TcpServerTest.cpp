@@ -17,11 +17,13 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 #include <functional>
 #include <malloc.h>
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <string>
 #include <sys/resource.h>
@@ -76,10 +78,12 @@ public:
         beforeListen = nullptr;
         beforeAccept = nullptr;
         afterAccept = nullptr;
+        insteadOfRecv = nullptr;
     }
 
     // Called on the TCP thread; set before it starts.
     std::function<void()> beforeListen, beforeAccept, afterAccept;
+    std::function<std::optional<ssize_t>()> insteadOfRecv; ///< its result, nothing for the system's
 
     std::atomic<int> acceptedOn = -1, receivedOn = -1; ///< descriptors of the last calls
 
@@ -106,6 +110,8 @@ int __real_bind(int socket, const sockaddr* address, socklen_t length);
 int __real_listen(int socket, int backlog);
 int __real_accept(int socket, sockaddr* address, socklen_t* length);
 ssize_t __real_recv(int socket, void* buffer, size_t length, int flags);
+int __real_dup(int descriptor);
+int __real_nanosleep(const timespec* duration, timespec* left);
 int __real_shutdown(int socket, int how);
 int __real_close(int descriptor);
 
@@ -161,7 +167,20 @@ ssize_t __wrap_recv(int socket, void* buffer, size_t length, int flags) {
     if (length != 2000) // The tests' own.
         return __real_recv(socket, buffer, length, flags);
     sockets().receivedOn = socket;
+    if (sockets().insteadOfRecv)
+        if (const std::optional<ssize_t> result = sockets().insteadOfRecv())
+            return *result;
     return sockets().enter("recv", flags) ? -1 : __real_recv(socket, buffer, length, flags);
+}
+
+int __wrap_dup(int descriptor) {
+    return sockets().enter("dup", descriptor) ? -1 : __real_dup(descriptor);
+}
+
+int __wrap_nanosleep(const timespec* duration, timespec* left) {
+    sockets().enter("pause",
+                    std::to_string(duration->tv_sec) + " " + std::to_string(duration->tv_nsec));
+    return __real_nanosleep(duration, left);
 }
 
 int __wrap_shutdown(int socket, int how) {
@@ -422,6 +441,45 @@ TEST_F(TcpServer, ReceiveThatFailsIsALostClient) {
     EXPECT_EQ(test::countOf(disconnected), 0);
 }
 
+TEST_F(TcpServer, ResultThatNoReceiveGivesIsTriedAgainAfterThePause) {
+    const std::string pause = "pause 0 1000000";
+    int results = 0;
+    sockets().insteadOfRecv = [&]() -> std::optional<ssize_t> {
+        ++results;
+        return results <= 2 ? std::optional<ssize_t>(-1 - results) : std::nullopt;
+    };
+    startServer();
+    auto client = servedClient();
+    EXPECT_EQ(results, 4); // Two such results, the request, and the one that waits.
+    EXPECT_EQ(sockets().count(pause), 3);
+    EXPECT_EQ(tcpStatus, tcpConnected);
+    client->disconnect();
+    letTheServerComeBack();
+    EXPECT_EQ(sockets().count(pause), 3);
+    EXPECT_EQ(test::countOf(disconnected), 1);
+}
+
+TEST_F(TcpServer, ResultThatNoReceiveGivesEndsAnInactiveServersThreadWithoutCleanUp) {
+    serverPortNumber = port.number();
+    std::unique_ptr<ControlClient> client;
+    sockets().beforeAccept = [&] {
+        client = std::make_unique<ControlClient>(port.number());
+    };
+    sockets().insteadOfRecv = [] {
+        serverActive = false;
+        return std::optional<ssize_t>(-2);
+    };
+    server.delegate.TCPThread();
+    EXPECT_EQ(sockets().countOfCall("recv"), 0); // The scripted one was the only one.
+    EXPECT_EQ(tcpStatus, tcpConnected);
+    EXPECT_EQ(remoteAddress.str(), "127.0.0.1");
+    EXPECT_TRUE(test::isOpen(clientSocket));
+    EXPECT_TRUE(test::isOpen(listenSocket));
+    EXPECT_FALSE(client->hasInput());
+    EXPECT_EQ(test::recordedLines().back(), accepted(clientSocket));
+    EXPECT_TRUE(nothingIsScheduled());
+}
+
 TEST_F(TcpServer, PortThatIsTakenIsNotTriedAgain) {
     port.occupy();
     sockets().clear();
@@ -447,6 +505,35 @@ TEST_F(TcpServer, SocketThatCannotBeMadeEndsTheThread) {
     EXPECT_THAT(test::recordedLines(), ElementsAre(printed("TCPThread Could not create socket")));
     EXPECT_EQ(tcpStatus, tcpWaiting);
     EXPECT_EQ(listenSocket, -1);
+    EXPECT_TRUE(nothingIsScheduled());
+}
+
+TEST_F(TcpServer, ListenerWithoutASecondDescriptorIsASocketThatCouldNotBeMade) {
+    const std::size_t descriptors = test::openDescriptors();
+    sockets().fail("dup", EMFILE);
+    tcpStatus = tcpDisconnected;
+    server.delegate.TCPThread();
+    EXPECT_THAT(test::recordedLines(), ElementsAre(printed("TCPThread Could not create socket")));
+    EXPECT_EQ(tcpStatus, tcpWaiting);
+    EXPECT_EQ(listenSocket, -1);
+    EXPECT_EQ(test::openDescriptors(), descriptors);
+    EXPECT_TRUE(nothingIsScheduled());
+}
+
+TEST_F(TcpServer, ConnectionWithoutASecondDescriptorIsAnAcceptThatFailed) {
+    serverPortNumber = port.number();
+    std::unique_ptr<ControlClient> client;
+    sockets().beforeAccept = [&] {
+        client = std::make_unique<ControlClient>(port.number());
+        sockets().fail("dup", EMFILE);
+    };
+    server.delegate.TCPThread();
+    EXPECT_EQ(test::recordedLines().back(), acceptFailed);
+    EXPECT_EQ(tcpStatus, tcpConnectFailed);
+    EXPECT_EQ(clientSocket, -1);
+    EXPECT_TRUE(test::isOpen(listenSocket));
+    EXPECT_TRUE(remoteAddress.empty());
+    EXPECT_EQ(client->receive(1), ""); // Not left to wait for a server that will not serve it.
     EXPECT_TRUE(nothingIsScheduled());
 }
 
@@ -632,6 +719,44 @@ TEST_F(TcpServer, InactiveServerLeavesBothSocketsOpenAfterAccept) {
     EXPECT_EQ(sockets().count("close " + std::to_string(listenSocket)), 0);
     EXPECT_EQ(sockets().count("close " + std::to_string(clientSocket)), 0);
     EXPECT_TRUE(nothingIsScheduled());
+}
+
+TEST_F(TcpServer, RestartClosesTheListenerBeforeTheClient) {
+    serverPortNumber = port.number();
+    std::unique_ptr<ControlClient> client;
+    sockets().beforeAccept = [&] {
+        client = std::make_unique<ControlClient>(port.number());
+    };
+    sockets().afterAccept = [] {
+        serverActive = false; // The thread ends and leaves both sockets to the restart.
+    };
+    server.delegate.TCPThread();
+    const std::string clients = std::to_string(clientSocket);
+    const std::string listener = std::to_string(listenSocket);
+    sockets().clear();
+    server.delegate.restartServer();
+    EXPECT_THAT(sockets().calls(), ElementsAre("shutdown " + listener, "close " + listener,
+                                               "shutdown " + clients, "close " + clients));
+}
+
+TEST_F(TcpServer, SetUpThatComesDueUnderARestartsAlertIsRestartedToo) {
+    startServer();
+    servedClient()->disconnect();
+    letTheClientBeLost();
+    deviceType = deviceAirspyHf;
+    test::vendors().hfSerials.clear();
+    std::unique_ptr<ControlClient> client;
+    server.alert.whileUp = [&] {
+        server.mainThread.advance(5s);
+        ASSERT_TRUE(waitForLine(waiting, 2));
+        client = servedClient();
+    };
+    server.delegate.restartServer();
+    EXPECT_THAT(server.alert.shown(), ::testing::SizeIs(1));
+    // The restart goes on when the alert is dismissed, and ends what was set up meanwhile.
+    EXPECT_EQ(client->receive(1), "");
+    letTheServerComeBack();
+    servedClient();
 }
 
 TEST_F(TcpServer, RestartDuringTheFiveSecondsDoesNotHoldTheServerBack) {

@@ -1,5 +1,6 @@
 #include "MemoryPlatform.h"
 #include "RingMemory.h"
+#include "SingleSteps.h"
 #include "app/RunTimeState.h"
 #include "stream/SampleCallbacks.h"
 #include "stream/SampleRing.h"
@@ -9,7 +10,6 @@
 #include <array>
 #include <atomic>
 #include <bit>
-#include <csignal>
 #include <cstdint>
 #include <limits>
 #include <random>
@@ -250,47 +250,31 @@ TEST_F(HfSampleCallback, BlocksOfEveryLengthAtEveryPlaceLeaveTheirPairsAndNothin
 }
 
 #if defined(__x86_64__)
-/// Runs the callback instruction by instruction and looks at the ring after each.
-class SingleSteps {
-public:
-    static void of(std::vector<Pair>& pairs) {
-        published.clear();
-        covered.clear();
-        published.reserve(2 * pairs.size() + 1); // The handler may not allocate.
-        covered.reserve(2 * pairs.size());
-        published.push_back(ringWriteIndex);
-        airspyhf_transfer_t transfer{};
-        transfer.samples = pairs.data();
-        transfer.sample_count = static_cast<int>(pairs.size());
-        struct sigaction action {};
-        struct sigaction before {};
-        action.sa_handler = look;
-        ::sigaction(SIGTRAP, &action, &before);
-        trapAfterEveryInstruction(true);
-        airspyHfSampleCallback(&transfer);
-        trapAfterEveryInstruction(false);
-        ::sigaction(SIGTRAP, &before, nullptr);
-    }
-
+/// What the ring shows while the callback runs, instruction by instruction.
+struct Publications {
     /// The index before the block and after each change of it.
-    static inline std::vector<std::int32_t> published;
+    static inline std::vector<std::int32_t> indices;
     /// The entries just before each of those, at the moment of its change.
     static inline std::vector<std::array<std::int16_t, 2>> covered;
 
-private:
-    static void look(int /*signal*/) {
-        const std::int32_t index = ringWriteIndex.load(std::memory_order_relaxed);
-        if (index == published.back() || published.size() == published.capacity())
-            return;
-        const std::int32_t pair = published.back();
-        covered.push_back({entry(pair), entry(pair + 1)});
-        published.push_back(index);
+    static void of(std::vector<Pair>& pairs) {
+        indices.clear();
+        covered.clear();
+        indices.reserve(2 * pairs.size() + 1); // Looking may not allocate.
+        covered.reserve(2 * pairs.size());
+        indices.push_back(ringWriteIndex);
+        test::inSingleSteps(look, [&] { deliver(pairs); });
     }
 
-    static void trapAfterEveryInstruction(bool on) {
-        constexpr std::uint64_t trapFlag = 0x100;
-        const std::uint64_t flags = __builtin_ia32_readeflags_u64();
-        __builtin_ia32_writeeflags_u64(on ? flags | trapFlag : flags & ~trapFlag);
+private:
+    static bool look() {
+        const std::int32_t index = ringWriteIndex.load(std::memory_order_relaxed);
+        if (index == indices.back() || indices.size() == indices.capacity())
+            return true;
+        const std::int32_t pair = indices.back();
+        covered.push_back({entry(pair), entry(pair + 1)});
+        indices.push_back(index);
+        return true;
     }
 };
 
@@ -299,14 +283,14 @@ TEST_F(HfSampleCallback, IndexIsPublishedAfterEveryPairAndNeverBeforeIt) {
     std::int32_t index = ringEntries - 90; // So that the ring's end is among them.
     ringWriteIndex = index;
     std::vector<Pair> pairs = numberedPairs(count);
-    SingleSteps::of(pairs);
-    ASSERT_EQ(SingleSteps::published.size(), count + 1U);
+    Publications::of(pairs);
+    ASSERT_EQ(Publications::indices.size(), count + 1U);
     for (std::int32_t pair = 0; pair < count; ++pair) {
         index = nextPair(index);
         const auto at = static_cast<std::size_t>(pair);
-        EXPECT_EQ(SingleSteps::published[at + 1], index);
-        EXPECT_EQ(SingleSteps::covered[at][0], pair + 1);
-        EXPECT_EQ(SingleSteps::covered[at][1], -pair - 1);
+        EXPECT_EQ(Publications::indices[at + 1], index);
+        EXPECT_EQ(Publications::covered[at][0], pair + 1);
+        EXPECT_EQ(Publications::covered[at][1], -pair - 1);
     }
 }
 #endif
