@@ -9,8 +9,9 @@ namespace feedline {
 /// manager. The token holds the bus connection or the descriptor that keeps the inhibitor in force.
 ///
 /// Nothing is started for it, neither a bus nor a service, and a service that does not answer
-/// within a second and a half counts as absent; then there is no token. What an activity keeps away
-/// is the same for every set of options here: idleness.
+/// within a second and a half counts as absent; then there is no token. In a build without D-Bus
+/// there never is one. What an activity keeps away is the same for every set of options here:
+/// idleness.
 class SessionInhibitor final : public ActivitySource {
 public:
     std::shared_ptr<void> beginActivity(std::uint64_t options, const std::string& reason) override;

@@ -3,7 +3,7 @@
 #include "platform/Process.h"
 #include "platform/SessionInhibitor.h"
 #include "platform/StandardErrorAlert.h"
-#include "platform/qt/HeldControls.h"
+#include "platform/HeldControls.h"
 #include "platform/qt/ProgramEnd.h"
 #include "platform/qt/QtMainThread.h"
 #include "platform/qt/QtSettingsStore.h"

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "platform/Controls.h"
-#include "platform/qt/HeldControls.h"
+#include "platform/HeldControls.h"
 
 #include <QWidget>
 

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "platform/Controls.h"
-#include "platform/qt/HeldControls.h"
+#include "platform/HeldControls.h"
 
 class QCheckBox;
 class QComboBox;
