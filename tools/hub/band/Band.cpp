@@ -1,0 +1,107 @@
+#include "tools/hub/band/Band.h"
+
+#include "tools/hub/band/Rates.h"
+
+#include <utility>
+
+namespace feedline::hub {
+
+namespace {
+
+// A block goes out when it holds this much. Half of the 5 ms that a whole band may take longer.
+constexpr std::uint32_t blocksPerSecond = 500;
+// Blocks, about half a second. They may be shorter than usual around a gap.
+constexpr std::size_t blocksKept = 320;
+constexpr std::size_t spectraKept = 25; // half a second
+
+std::uint64_t packed(Tuned tuned) {
+    return std::uint64_t{tuned.rate} << 32U | tuned.frequency;
+}
+
+Tuned unpacked(std::uint64_t both) {
+    return {static_cast<std::uint32_t>(both), static_cast<std::uint32_t>(both >> 32U)};
+}
+
+} // namespace
+
+class Band::Transformer {};
+
+Band::Band() : blocks_(blocksKept), spectra_(spectraKept) {}
+Band::~Band() = default;
+
+Tuned Band::tuned() const {
+    return unpacked(tuned_.load(std::memory_order_relaxed));
+}
+
+void Band::setFrequency(std::uint32_t hertz) {
+    std::uint64_t now = tuned_.load(std::memory_order_relaxed);
+    while (!tuned_.compare_exchange_weak(now, packed({hertz, unpacked(now).rate}),
+                                         std::memory_order_relaxed)) {
+    }
+}
+
+void Band::setRate(std::uint32_t pairsASecond) {
+    std::uint64_t now = tuned_.load(std::memory_order_relaxed);
+    while (!tuned_.compare_exchange_weak(now, packed({unpacked(now).frequency, pairsASecond}),
+                                         std::memory_order_relaxed)) {
+    }
+}
+
+void Band::onWritten(Written written) {
+    written_ = std::move(written);
+}
+
+void Band::write(std::span<const std::int16_t> samples, Clock::time_point arrival) {
+    const Tuned now = tuned();
+    if (filling_ && Tuned{filling_->frequency, filling_->rate} != now)
+        publish();
+    if (!filling_)
+        begin(now);
+    filling_->samples.insert(filling_->samples.end(), samples.begin(), samples.end());
+    filling_->arrival = arrival;
+    position_ += static_cast<Position>(samples.size() / 2);
+    if (filling_->pairs() * blocksPerSecond >= filling_->rate)
+        publish();
+}
+
+void Band::begin(Tuned tuned) {
+    filling_ = std::make_shared<Block>();
+    filling_->position = position_;
+    filling_->lost = std::exchange(lost_, 0);
+    filling_->fresh = std::exchange(fresh_, false);
+    filling_->frequency = tuned.frequency;
+    filling_->rate = tuned.rate;
+    filling_->samples.reserve(2 * (tuned.rate / blocksPerSecond + 256));
+}
+
+void Band::publish() {
+    blocks_.push(std::exchange(filling_, nullptr));
+    if (written_)
+        written_(true, false);
+}
+
+void Band::flush() {
+    if (filling_)
+        publish();
+}
+
+void Band::lose(std::uint64_t pairs) {
+    flush();
+    lost_ += pairs;
+    position_ += static_cast<Position>(pairs);
+}
+
+void Band::restart() {
+    flush();
+    fresh_ = true;
+}
+
+Band::TransformUse::TransformUse(Band& band) : band_(band) {
+    band_.transformUses_.fetch_add(1, std::memory_order_relaxed);
+}
+
+Band::TransformUse::~TransformUse() {
+    band_.transformUses_.fetch_sub(1, std::memory_order_relaxed);
+}
+
+} // namespace feedline::hub

@@ -1,0 +1,37 @@
+// What the command line and the configuration file ask for.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace feedline::hub {
+
+/// Who may move the receiver. A frequency inside the received band moves nothing, whoever asks.
+enum class Tuning {
+    first, ///< whoever came first, until he leaves
+    any,   ///< everybody
+    locked ///< nobody
+};
+
+/// Ports of 0 switch an output off.
+struct Configuration {
+    std::string serverHost = "127.0.0.1";
+    std::uint16_t serverPort = 50000; ///< TCP, and the UDP port that its datagrams come to
+    std::string listen = "127.0.0.1"; ///< IPv4 address of this machine for all outputs
+    std::uint16_t native = 50001;     ///< TCP, and the UDP port that datagrams go to
+    std::uint16_t rtlTcp = 1234;      ///< TCP
+    std::uint16_t zmq = 50010;        ///< TCP: fc32 here, sc16 on the next, state on the one after
+    std::uint16_t web = 50080;        ///< TCP
+    Tuning tuning = Tuning::first;
+    std::optional<std::uint32_t> rate;      ///< received IQ pairs a second; without it, measured
+    std::optional<std::uint32_t> frequency; ///< Hz, tuned to at the start
+    double linger = 10;                     ///< seconds that the receiver runs on without listeners
+    unsigned listeners = 250;               ///< at most, in all
+    unsigned perAddress = 50;               ///< at most, from one address
+    std::string onSilence;                  ///< command; empty for none
+    bool json = false;                      ///< JSON lines on standard output
+    bool status = false;                    ///< ask the running hub and print
+};
+
+} // namespace feedline::hub
