@@ -1,25 +1,16 @@
 // The controller: the one object that carries the server's operations.
 //
-// Its methods live in the room of their subject (protocol/TcpServer.cpp,
-// devices/DeviceDispatch.cpp, ...); the state they share with the worker threads stands in
+// Its methods stand in the folder of their subject (protocol/TcpServer.cpp,
+// devices/DeviceDispatch.cpp, ...); the state they share with the other threads stands in
 // app/RunTimeState.h. Made once by a front end, which fills the outlets, calls
 // `applicationDidFinishLaunching` from the event loop and `applicationWillTerminate` before the
-// process ends, and never destroys it while a worker thread could run.
+// process ends, and never destroys it while another thread could run.
 //
-// Unless a method says otherwise it belongs to the main thread. Device operations return a device
-// result code:
-//
-// |    0 | success                                                                      |
-// |   -1 | no receiver of the kind found                                                |
-// |   -2 | receiver could not be opened                                                 |
-// |   -3 | number of sample rates not read                                              |
-// |   -4 | list of sample rates not read                                                |
-// |   -5 | HF+: sample rate refused; AirSpy: antenna's bias supply could not be cut off |
-// | -100 | start failed                                                                 |
-// | -101 | stop failed                                                                  |
-// | -102 | tuning failed, or there is no receiver to tune                               |
+// Unless a method says otherwise it belongs to the main thread. Operations on a receiver that
+// return a value return a DeviceResult.
 #pragma once
 
+#include "app/DeviceResult.h"
 #include "platform/Controls.h"
 #include "platform/Platform.h"
 
@@ -83,6 +74,7 @@ public:
     /// dismissed.
     void displayAnAlert(const std::string& message, const std::string& infoText);
 
+    // Part of the controller's interface for other code to call; the server itself calls neither.
     void NewInfoData(); ///< Logs its name.
     void NewStatus();   ///< Logs its name.
 
@@ -94,8 +86,8 @@ public:
     /// Does so five seconds later.
     void SetUpTcpServerAfterDelay();
 
-    /// Body of the TCP thread: listens, serves one client, and asks for a new set-up when the
-    /// client has gone.
+    /// Body of the TCP thread: listens, serves one client, and asks the main thread for a new
+    /// set-up when the client has gone.
     void TCPThread();
 
     /// Initialises the selected receiver again and closes the server's sockets. A server that
@@ -111,7 +103,7 @@ public:
     /// Carries out one complete message and answers it.
     void ParseAscpMsg(CAscpRxMsg& message);
 
-    // HF+ sender: stream/UdpThread.cpp
+    // UDP thread: stream/UdpThread.cpp
 
     /// Body of the UDP thread: sends the sample ring's content as datagrams while the server is
     /// active.
@@ -158,17 +150,20 @@ private:
     /// Reassembly state. It belongs to the process, not to a connection: a message cut short by one
     /// client is continued by the next one's bytes.
     struct Reassembly {
-        std::int32_t framingState = 0; ///< 0: header byte 0 is next, 1: header byte 1, 2: the rest
-        std::int32_t byteIndex = 0;    ///< where the next byte of the rest goes
+        enum class Next : std::int32_t { headerByte0, headerByte1, rest };
+        Next next = Next::headerByte0;
+        std::int32_t byteIndex = 0;      ///< where the next byte of the rest goes
         std::int32_t expectedLength = 0; ///< bytes, header included
-        std::unique_ptr<CAscpRxMsg>
-            message; ///< made at the first call, then reused and never cleared
+        /// Made at the first call, then reused and never cleared. Shared by nobody: this kind of
+        /// pointer needs no definition of the class here.
+        std::shared_ptr<CAscpRxMsg> message;
     };
 
     void fillDevicePopup();
     void takePort();
     void takeAddress();
     void stayAwake();
+    void logAirspyStream(); ///< in devices/Airspy.cpp
     void reportHfInitFailure(std::int32_t result);
     bool takeByte(std::uint8_t byte); ///< true when it completed a message
     void setItem(CAscpRxMsg& message);

@@ -3,7 +3,6 @@
 #include "app/AppDelegate.h"
 #include "app/RunTimeState.h"
 #include "platform/Log.h"
-#include "protocol/CAscpRxMsg.h"
 
 #include <chrono>
 #include <utility>
@@ -39,7 +38,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     takePort();
     takeAddress();
     fieldsFilled_ = true;
-    if (doDeviceInit() == 0)
+    if (doDeviceInit() == deviceReady)
         SetUpTcpServer();
     platform_.mainThread.addWillTerminateObserver([this] { applicationWillTerminate(); });
     stayAwake();
@@ -73,6 +72,8 @@ void AppDelegate::takeAddress() {
 }
 
 void AppDelegate::stayAwake() {
+    // A desktop may show the reason, and the line below goes to the log. Both texts are fixed like
+    // every other text of the server, although neither describes what the server does.
     std::shared_ptr<void> token =
         platform_.activities.beginActivity(userInitiatedActivity, "receiving OSC messages");
     if (token == nullptr)

@@ -1,7 +1,7 @@
 // Every piece of state that the threads of the server share, in one place.
 //
-// Threads: main (launch, panel, actions), TCP (control connection), UDP (HF+ sender), and the
-// receiver libraries' callback threads. Nothing here is guarded by a lock: each value is written
+// Threads: main (launch, panel, actions), TCP (control connection), UDP (HF+ samples), and the
+// vendor libraries' callback threads. Nothing here is guarded by a lock: each value is written
 // whole by its owners and may be read a moment late by everyone else. The ring's write index alone
 // publishes something, see stream/SampleRing.h.
 #pragma once
@@ -17,7 +17,8 @@ struct airspy_device;
 
 namespace feedline {
 
-/// The codes of `deviceType`; any other value means that there is no receiver.
+/// The codes of `deviceType`, which are the indices of the device pop-up; any other value means
+/// that there is no receiver.
 enum DeviceType : std::int32_t { deviceAirspyHf = 0, deviceAirspy = 1 };
 
 /// The codes of `tcpStatus`.
@@ -79,7 +80,7 @@ inline Shared<std::uint8_t> isStreaming{0};
 inline Shared<std::int32_t> centerFrequency{0};
 
 /// IQ pairs the AirSpy delivered since the last tick. libairspy's thread adds, main logs and
-/// zeroes; an addition between those two is lost, which a log line can bear.
+/// zeroes; an addition between those two is lost, and nothing but that log line depends on it.
 inline Shared<std::int32_t> samplesStreamed{0};
 
 // HF+ sample ring (stream/SampleRing.h)

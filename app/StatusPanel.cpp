@@ -4,8 +4,6 @@
 #include "app/RunTimeState.h"
 #include "platform/Log.h"
 
-#include <libairspy/airspy.h>
-
 #include <array>
 #include <cstdio>
 
@@ -52,21 +50,12 @@ std::string frequencyText(std::int32_t hertz) {
     return text.data();
 }
 
-void logAirspyStream() {
-    airspy_device* const device = airspyDevice;
-    if (device == nullptr)
-        return;
-    const int streaming = airspy_is_streaming(device);
-    logLine("iStreaming %d  samples: %d", streaming, samplesStreamed.load());
-    samplesStreamed = 0;
-}
-
 } // namespace
 
 void AppDelegate::OneSecTimer() {
     showTcpStatus(*serverTcpStatus);
     showRemoteAddress(*serverRemoteIP);
-    // One text for both receivers: an AirSpy shows as the HF+ too.
+    // These two texts serve both receivers: an AirSpy that runs is shown under the HF+'s name too.
     serverRunning->setStringValue(isStreaming != 0 ? "AirSpyHF+ RUNNING" : "AirSpyHF+ IDLE");
     serverCenterFrequency->setStringValue(frequencyText(centerFrequency));
     logAirspyStream();

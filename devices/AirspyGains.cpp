@@ -1,6 +1,6 @@
-// The AirSpy's gains. What the controls show and what the receiver does are not kept in step: a
-// preset overrides stages and AGCs inside the receiver, and nothing is pushed to a receiver that
-// has just been opened.
+// The AirSpy's gains. What the controls show and what the receiver does may differ: a preset
+// overrides stages and AGCs inside the receiver, and nothing is sent to one that has just been
+// opened.
 
 #include "app/AppDelegate.h"
 #include "app/RunTimeState.h"

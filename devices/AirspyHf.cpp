@@ -14,21 +14,21 @@ namespace feedline {
 namespace {
 
 constexpr std::int32_t initialFrequency = 1600000; ///< hertz
-constexpr std::uint32_t firstRate =
-    0; ///< The library takes a small value as an index into its list.
+/// The library takes a small value as an index into its list.
+constexpr std::uint32_t firstRate = 0;
 
 std::int32_t openFirst() {
     std::array<std::uint64_t, mostSerials> serials{};
     const int n = airspyhf_list_devices(serials.data(), mostSerials);
     logLine("n %d", n);
     if (n < 1)
-        return -1;
+        return deviceNotFound;
     logLine("%d %llu", 0, static_cast<unsigned long long>(serials[0]));
     airspyhf_device_t* device = hfDevice;
     const int r = airspyhf_open_sn(&device, serials[0]);
     hfDevice = device;
     logLine("err %d", r);
-    return r != 0 ? -2 : 0;
+    return r != 0 ? deviceNotOpened : deviceReady;
 }
 
 std::int32_t readRates() {
@@ -36,13 +36,13 @@ std::int32_t readRates() {
     int r = airspyhf_get_samplerates(hfDevice, &count, 0);
     logLine("err %d  numSampleRates %d", r, static_cast<int>(count));
     if (r != 0)
-        return -3;
+        return rateCountNotRead;
     std::uint32_t* const rates = newRateList(count);
     r = airspyhf_get_samplerates(hfDevice, rates, count);
     if (r != 0)
-        return -4;
+        return rateListNotRead;
     logRates(rates, count);
-    return 0;
+    return deviceReady;
 }
 
 /// For the log only: no answer, or a wrong one, changes nothing.
@@ -66,44 +66,43 @@ void readIdentity() {
 } // namespace
 
 std::int32_t AppDelegate::initAirspyHF() {
-    logLine("initAirspy");
+    logLine("initAirspy"); // The HF+'s opening line, whatever it says; the AirSpy has none.
     if (hfDevice != nullptr)
         airspyhf_close(hfDevice);
-    if (const std::int32_t opened = openFirst(); opened != 0)
+    if (const std::int32_t opened = openFirst(); opened != deviceReady)
         return opened;
-    if (const std::int32_t read = readRates(); read != 0)
+    if (const std::int32_t read = readRates(); read != deviceReady)
         return read;
     readIdentity();
     const int r = airspyhf_set_samplerate(hfDevice, firstRate);
     logLine("airspyhf_set_samplerate err %d  ", r);
     if (r != 0)
-        return -5;
+        return deviceNotConfigured;
     return setAirSpyHFFrequency(initialFrequency);
 }
 
 std::int32_t AppDelegate::startAirSpyHF() {
     isStreaming = 1; // Says what was asked for, not what became of it.
     if (!makeSampleRing())
-        return -100;
+        return startFailed;
     populateSampleRing();
     const int r = vendor::airspyhfStart(hfDevice, airspyHfSampleCallback);
-    logLine("airspyhf_start err %d  ", r);
-    return r != 0 ? -100 : 0;
+    logLine("airspyhf_start err %d  ", r); // One text for each start and stop of either receiver.
+    return r != 0 ? startFailed : deviceReady;
 }
 
 std::int32_t AppDelegate::stopAirSpyHF() {
     isStreaming = 0;
     const int r = vendor::airspyhfStop(hfDevice);
-    logLine("airspyhf_start err %d  ",
-            r); // The same line as the start's; readers of the log know it so.
-    return r != 0 ? -101 : 0;
+    logLine("airspyhf_start err %d  ", r); // The start's text on purpose, see there.
+    return r != 0 ? stopFailed : deviceReady;
 }
 
 std::int32_t AppDelegate::setAirSpyHFFrequency(std::int32_t frequency) {
     const int r = vendor::airspyhfSetFreq(hfDevice, static_cast<std::uint32_t>(frequency));
     logLine("airspyhf_set_freq err %d  ", r);
     centerFrequency = frequency;
-    return r != 0 ? -102 : 0;
+    return r != 0 ? tuningFailed : deviceReady;
 }
 
 } // namespace feedline

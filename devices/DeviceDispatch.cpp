@@ -15,7 +15,7 @@ std::int32_t AppDelegate::doDeviceInit() {
     if (type == deviceAirspy)
         return initAirspy(); // An AirSpy's failures show in the log alone.
     if (type != deviceAirspyHf)
-        return 0;
+        return deviceReady; // No receiver is wanted, and none is missing.
     const std::int32_t result = initAirspyHF();
     reportHfInitFailure(result);
     return result;
@@ -23,23 +23,23 @@ std::int32_t AppDelegate::doDeviceInit() {
 
 void AppDelegate::reportHfInitFailure(std::int32_t result) {
     switch (result) {
-    case -1:
+    case deviceNotFound:
         displayAnAlert("No AirSpyHF+ found", "Is it plugged in?");
         break;
-    case -2: // Twice, as it has always been.
+    case deviceNotOpened: // Twice on purpose: two alerts, each to be dismissed.
         displayAnAlert("Could not open AirSpyHF+", "");
         displayAnAlert("Could not open AirSpyHF+", "");
         break;
-    case -3:
+    case rateCountNotRead:
         displayAnAlert("No sample rates returned by AirSpyHF+", "");
         break;
-    case -4:
+    case rateListNotRead:
         displayAnAlert("Could not read AirSpyHF+ sample rates", "");
         break;
-    case -5:
+    case deviceNotConfigured:
         displayAnAlert("Could not set AirSpyHF+ sample rate", "");
         break;
-    case -102:
+    case tuningFailed:
         displayAnAlert("AirSpyHF+ set frequency fail", "");
         break;
     default:
@@ -59,7 +59,7 @@ std::int32_t AppDelegate::setDeviceFrequency(std::int32_t frequency) {
     case deviceAirspy:
         return setAirSpyFrequency(frequency);
     default:
-        return -102;
+        return tuningFailed;
     }
 }
 

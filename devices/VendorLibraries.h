@@ -1,4 +1,4 @@
-// The thin boundary between the back-ends and the vendors' libraries: one inline function per
+// The thin boundary between the back-ends and the vendor libraries: one inline function per
 // library call that could meet a receiver that is not open.
 //
 // The libraries dereference a null handle. The back-ends pass theirs as they stand (the pop-up can

@@ -16,8 +16,8 @@
 namespace feedline {
 namespace {
 
-constexpr std::uint8_t stateRun =
-    2; ///< in the receiver state's second parameter; anything else stops
+/// In the receiver state's second parameter; any other value stops.
+constexpr std::uint8_t stateRun = 2;
 constexpr std::uint8_t statusIdle = 11;
 constexpr std::uint8_t statusRunning = 12;
 constexpr std::string_view serialNumber = "123456789"; ///< the same for every receiver
@@ -85,8 +85,7 @@ void answerRequest(std::uint16_t item) {
 /// The rate is only logged and echoed: the receiver keeps the one it was opened with.
 void setSampleRate(CAscpRxMsg& message) {
     const auto q = takeParameters<5>(message);
-    logLine("set rate %llu   %llu %llu %llu %llu %llu", 0ULL + valueAfterLeadingByte(q),
-            0ULL + q[0], 0ULL + q[1], 0ULL + q[2], 0ULL + q[3], 0ULL + q[4]);
+    logLine("set rate %u   %u %u %u %u %u", valueAfterLeadingByte(q), q[0], q[1], q[2], q[3], q[4]);
     echo(itemSampleRate, q);
 }
 
@@ -139,9 +138,8 @@ void AppDelegate::setReceiverFrequency(CAscpRxMsg& message) {
     auto b = takeParameters<6>(message);
     b[5] = 0; // The sixth byte is read to be thrown away: log and echo carry 0 in its place.
     const std::uint32_t frequency = valueAfterLeadingByte(b);
-    logLine("set frequency %llu   %llu %llu %llu %llu %llu %llu", 0ULL + frequency, 0ULL + b[0],
-            0ULL + b[1], 0ULL + b[2], 0ULL + b[3], 0ULL + b[4], 0ULL + b[5]);
-    if (setDeviceFrequency(static_cast<std::int32_t>(frequency)) != 0) {
+    logLine("set frequency %u   %u %u %u %u %u %u", frequency, b[0], b[1], b[2], b[3], b[4], b[5]);
+    if (setDeviceFrequency(static_cast<std::int32_t>(frequency)) != deviceReady) {
         // Two readings on purpose: the pop-up may change the type while the first alert is up.
         if (deviceType == deviceAirspyHf)
             displayAnAlert("AirSpyHF+ set frequency fail", "");

@@ -12,10 +12,9 @@ namespace feedline {
 
 namespace control {
 
-constexpr std::size_t headerSize = 2; ///< bytes: length and type
-constexpr std::size_t itemSize = 2;   ///< bytes: control item code
-constexpr std::size_t largestPayload =
-    8192; ///< bytes after the header that a length of 0 stands for
+constexpr std::size_t headerSize = 2;        ///< bytes: length and type
+constexpr std::size_t itemSize = 2;          ///< bytes: control item code
+constexpr std::size_t largestPayload = 8192; ///< bytes that a length of 0 stands for
 constexpr std::size_t largestMessage = headerSize + largestPayload;
 constexpr std::uint8_t typeMask = 0xE0; ///< the type's bits in the header's second byte
 

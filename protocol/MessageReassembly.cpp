@@ -1,44 +1,41 @@
 // From the control connection's byte stream to messages. A message's length is the low byte of its
-// header's length field alone; nothing ever resets the framing, so a stream that has lost its step
-// finds it again by chance only.
+// header's length field alone. Nothing ever resets the framing: after a wrong length, the
+// beginnings of messages are found again only by chance.
 
 #include "app/AppDelegate.h"
 #include "protocol/CAscpRxMsg.h"
 
 namespace feedline {
 
-namespace {
-enum FramingState : std::int32_t { expectHeader0, expectHeader1, collect };
-} // namespace
-
 void AppDelegate::myDidReadData(const std::uint8_t* data, std::int32_t length) {
     if (!reassembly_.message)
-        reassembly_.message = std::make_unique<CAscpRxMsg>();
+        reassembly_.message = std::make_shared<CAscpRxMsg>();
     for (std::int32_t i = 0; i < length; ++i)
         if (takeByte(data[i]))
             ParseAscpMsg(*reassembly_.message);
 }
 
 bool AppDelegate::takeByte(std::uint8_t byte) {
+    using Next = Reassembly::Next;
     Reassembly& r = reassembly_;
-    switch (r.framingState) {
-    case expectHeader0:
+    switch (r.next) {
+    case Next::headerByte0:
         r.message->Buf8[0] = byte;
-        r.framingState = expectHeader1;
+        r.next = Next::headerByte1;
         return false;
-    case expectHeader1:
+    case Next::headerByte1:
         r.message->Buf8[1] = byte;
         r.expectedLength = r.message->GetLength();
         r.byteIndex = control::headerSize;
         if (r.expectedLength == 0)
             r.expectedLength = control::largestMessage;
-        r.framingState = r.expectedLength == control::headerSize ? expectHeader0 : collect;
-        return r.framingState == expectHeader0;
+        r.next = r.expectedLength == control::headerSize ? Next::headerByte0 : Next::rest;
+        return r.next == Next::headerByte0;
     default:
         r.message->Buf8.at(r.byteIndex++) = byte;
         if (r.byteIndex < r.expectedLength)
             return false;
-        r.framingState = expectHeader0;
+        r.next = Next::headerByte0;
         r.byteIndex = 0;
         return true;
     }

@@ -1,5 +1,5 @@
 // The control port: one listener, one client at a time. The only way back to listening is a client
-// that has gone; five seconds later everything is set up anew, the HF+ sender included, on the port
+// that has gone; five seconds later everything is set up anew, the UDP thread included, on the port
 // then in its field.
 
 #include "app/AppDelegate.h"
@@ -108,7 +108,7 @@ bool acceptClient(const OwnDescriptor& listener, OwnDescriptor& connection) {
     printText("TCPThread Waiting for incoming connections...\n");
     sockaddr_in client{};
     socklen_t length = sizeof client;
-    // A restart that came before the socket listened has woken nobody: it is seen here.
+    // A restart that came before the socket listened has woken nobody up: it is seen here.
     const int waitOn = listenSocket == -1 ? -1 : listener.get();
     const int accepted = ::accept(waitOn, reinterpret_cast<sockaddr*>(&client), &length);
     if (!connection.share(accepted, clientSocket)) {

@@ -1,6 +1,6 @@
 // The AirSpy's samples go straight from the library's thread to the network. Socket and destination
-// are made with the first block and kept for the life of the process; the stream does not care
-// whether a client is connected.
+// are made with the first block and kept for the life of the process; datagrams are sent whether or
+// not a client is connected.
 
 #include "app/RunTimeState.h"
 #include "platform/Log.h"
@@ -14,7 +14,7 @@ namespace {
 
 sockaddr_in destination;
 
-/// Adds like a 32-bit register: nobody zeroes the count while no tick runs, and it may wrap then.
+/// Wraps beyond 32 bits, as the count may where no tick zeroes it (an AirSpy that was forgotten).
 void countSamples(std::int32_t pairs) {
     samplesStreamed = static_cast<std::int32_t>(static_cast<std::uint32_t>(samplesStreamed.load()) +
                                                 static_cast<std::uint32_t>(pairs));

@@ -1,4 +1,4 @@
-// What both senders share: a datagram socket and where its datagrams go.
+// What the AirSpy sender and the UDP thread share: a datagram socket and where its datagrams go.
 #pragma once
 
 #include "stream/DataDatagram.h"
@@ -10,8 +10,8 @@
 
 namespace feedline {
 
-/// A datagram under construction. It is laid so that its samples, not its header, begin a cache
-/// line: copying them onto an odd offset would take several times as long.
+/// A datagram under construction. Its samples, not its header, begin a cache line: copied to an odd
+/// offset they would take several times as long.
 class DatagramBuffer {
 public:
     std::uint8_t* data() { return bytes_.data() + padding; }

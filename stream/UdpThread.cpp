@@ -53,8 +53,8 @@ void AppDelegate::UDPThread() {
         if (!sender.sendSlice())
             ::usleep(pollInterval);
     printText("UDPThread exit\n");
-    // The socket stays open: one is left behind by every run, which the raised descriptor limit
-    // allows for.
+    // The socket stays open: every run leaves one behind, and the descriptor limit is raised for
+    // that.
 }
 
 } // namespace feedline
