@@ -1,6 +1,7 @@
 #include "platform/Process.h"
 
 #include <array>
+#include <clocale>
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/resource.h>
@@ -32,6 +33,12 @@ sigset_t endSignals() {
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGINT);
     return signals;
+}
+
+void dropUserLocale() {
+    // One by one: through LC_ALL the encoding would be gone for a moment.
+    for (const int category : {LC_NUMERIC, LC_TIME, LC_MESSAGES})
+        static_cast<void>(std::setlocale(category, "C"));
 }
 
 void prepareProcess() {

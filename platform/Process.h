@@ -15,6 +15,12 @@ namespace feedline {
 /// What the system refuses of this is left as it was.
 void prepareProcess();
 
+/// Takes the process back from the user's locale, but for the encoding of texts: a number, a date
+/// and the system's reason for a failure read the same for every user, in the log, on standard
+/// output and in the window. The toolkit's application object takes the whole locale over, so call
+/// this right after it, before any other thread writes a text.
+void dropUserLocale();
+
 /// SIGTERM and SIGINT: the signals that ask the process to end.
 sigset_t endSignals();
 

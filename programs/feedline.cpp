@@ -32,6 +32,7 @@ int main(int argc, char* argv[]) {
     const QtMessageHandler usual = qInstallMessageHandler(explainMissingDisplay);
     const QApplication application(argc, argv);
     qInstallMessageHandler(usual);
+    feedline::dropUserLocale();
     QApplication::setQuitOnLastWindowClosed(false); // Or an alert over no window would end it all.
 
     feedline::SessionInhibitor activities;

@@ -38,6 +38,7 @@ void fillOutlets(feedline::AppDelegate& controller, Fields& fields) {
 int main(int argc, char* argv[]) {
     feedline::prepareProcess();
     const QCoreApplication application(argc, argv);
+    feedline::dropUserLocale();
 
     feedline::QtSettingsStore settings;
     feedline::QtMainThread mainThread;

@@ -8,7 +8,7 @@ libusb-1.0-0-dev libsndfile1-dev"
 # What the tests, and the tools that they test, need on top.
 test_packages="libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev libcairo2-dev libkissfft-dev libboost-dev
 airspyhf airspy sox python3-numpy spin valgrind dbus python3-dbusmock desktop-file-utils appstream man-db systemd file
-xvfb xauth"
+xvfb xauth locales"
 
 # What fuzzing needs on top.
 fuzz_packages="clang libclang-rt-14-dev"

@@ -1,0 +1,52 @@
+// A locale that writes numbers with a decimal comma, made here: few machines have one.
+#pragma once
+
+#include "TemporaryFolder.h"
+
+#include <cstdlib>
+#include <langinfo.h>
+#include <locale.h>
+#include <map>
+#include <stdexcept>
+#include <string>
+
+namespace feedline::test {
+
+/// The locale's definition is the C library's own (Debian's package `locales`). Throws when it
+/// cannot be made, or has no comma.
+class CommaLocale {
+public:
+    CommaLocale() {
+        const std::string compile =
+            "localedef -i de_DE -f UTF-8 '" + folder_.file("de_DE.UTF-8") + "'";
+        if (std::system(compile.c_str()) != 0)
+            throw std::runtime_error("no locale: " + compile);
+    }
+
+    /// For a program that is to run under it.
+    std::map<std::string, std::string> environment() const {
+        return {{"LOCPATH", folder_.file("")}, {"LC_ALL", "de_DE.UTF-8"}, {"LANGUAGE", ""}};
+    }
+
+    /// Puts the variables into this process's environment, where whoever adopts the user's locale
+    /// finds them.
+    void offer() const {
+        for (const auto& [variable, value] : environment())
+            setenv(variable.c_str(), value.c_str(), 1);
+        const locale_t made = newlocale(LC_ALL_MASK, "", nullptr);
+        if (made == nullptr || std::string(nl_langinfo_l(RADIXCHAR, made)) != ",")
+            throw std::runtime_error("the locale has no comma");
+        freelocale(made);
+    }
+
+    /// Has this process adopt it.
+    void adopt() const {
+        offer();
+        setlocale(LC_ALL, "");
+    }
+
+private:
+    TemporaryFolder folder_;
+};
+
+} // namespace feedline::test
