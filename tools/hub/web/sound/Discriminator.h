@@ -1,0 +1,33 @@
+// Frequency modulation, back to sound.
+#pragma once
+
+#include <complex>
+#include <span>
+#include <vector>
+
+namespace feedline::hub::web {
+
+/// Not synchronised.
+class Discriminator {
+public:
+    /// @param rate       pairs a second
+    /// @param deviation  Hz that come out as 1
+    /// @param emphasis   s, the time constant that the sender raised high tones with
+    /// @param reference  Hz of the tone whose level the correction leaves alone; 0: the lowest ones
+    Discriminator(double rate, double deviation, double emphasis, double reference);
+
+    /// Appends as many entries to `out` as `in` has.
+    void add(std::span<const std::complex<float>> in, std::vector<float>& out);
+
+private:
+    float scale_;
+    float share_; ///< of the one-pole low-pass
+    float gain_;
+    std::complex<float> last_{0, 0};
+    float low_ = 0;
+};
+
+/// The angle of y + ix, within 2e-6 radians; 0 for 0, 0.
+float angleOf(float y, float x);
+
+} // namespace feedline::hub::web
