@@ -25,6 +25,7 @@ struct ReceiverFigures {
     std::uint64_t overflowed = 0; ///< datagrams that this machine's receive buffer had no room for
     std::uint64_t reconnections = 0; ///< times the server was found again
     std::uint64_t silences = 0;      ///< times the stream stopped by itself
+    double lastSilence = 0;          ///< seconds without samples while they were wanted
     double longestSilence = 0;       ///< seconds
     double measuredRate = 0;         ///< IQ pairs a second, 0 while unknown
 };
