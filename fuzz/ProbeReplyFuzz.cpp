@@ -52,6 +52,11 @@ std::string textOf(Bytes parameters) {
     return text;
 }
 
+std::uint32_t wordOf(Bytes parameters) {
+    return parameters[1] | parameters[2] << 8U | parameters[3] << 16U |
+           static_cast<std::uint32_t>(parameters[4]) << 24U;
+}
+
 /// Asks; nothing when that ended in a Failure.
 template <typename Ask>
 auto asked(Ask ask) -> std::optional<decltype(ask())> {
@@ -75,12 +80,17 @@ void question(ControlClient& client, unsigned which) {
         const bool good = answer && answer->size() == 2;
         require(value.has_value() == good, "two bytes are taken and nothing else");
         require(!value || *value == (*answer)[0] + 256 * (*answer)[1], "the value that was said");
-    } else {
+    } else if (which == 3) {
         const auto value = asked([&] { return client.status(); });
         const auto answer = answerTo(5);
         const bool good = answer && answer->size() == 1;
         require(value.has_value() == good, "one byte is taken and nothing else");
         require(!value || *value == (*answer)[0], "the status that was said");
+    } else {
+        const auto rate = asked([&] { return client.sampleRate(); });
+        const auto answer = answerTo(0xB8);
+        require(!rate || !*rate || (answer && answer->size() == 5 && **rate == wordOf(*answer)),
+                "the rate that was said");
     }
 }
 
@@ -110,8 +120,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (size == 0)
         return 0;
     spoken = {data + 1, size - 1};
-    using Seconds = ControlClient::Seconds;
-    ControlClient client("127.0.0.1", 50000, Seconds(5), Seconds(0));
-    question(client, data[0] % 4);
+    ControlClient client({"127.0.0.1", 50000, ""}, {Seconds(5), Seconds(0)});
+    question(client, data[0] % 5);
     return 0;
 }

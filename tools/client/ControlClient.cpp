@@ -1,64 +1,77 @@
 #include "tools/client/ControlClient.h"
 
+#include "tools/client/Addresses.h"
 #include "tools/client/Failure.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <netdb.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <thread>
 
 namespace feedline::client {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Seconds = ControlClient::Seconds;
 
 constexpr Seconds pauseBetweenTries{0.25};
+constexpr std::size_t front = control::headerSize + control::itemSize;
 
 Clock::time_point after(Seconds seconds) {
     return Clock::now() + std::chrono::duration_cast<Clock::duration>(seconds);
 }
 
-// Waits until the descriptor is ready; false when the time is over.
-bool waitFor(int fd, short events, Clock::time_point end) {
+// Waits until the descriptor (-1: none) is ready; false when the time is over.
+bool waitFor(int fd, short events, Clock::time_point end, int cancel) {
     for (;;) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-        pollfd waiting{fd, events, 0};
-        const int ready = poll(&waiting, 1, static_cast<int>(std::max<std::int64_t>(left, 0)));
+        std::array<pollfd, 2> waiting{{{fd, events, 0}, {cancel, POLLIN, 0}}};
+        const int ready = poll(waiting.data(), waiting.size(),
+                               static_cast<int>(std::clamp<std::int64_t>(left, 0, 3'600'000)));
+        if (waiting[1].revents != 0)
+            throw Failure(Trouble::cancelled, "cancelled");
         if (ready > 0)
             return true;
-        if (ready == 0)
+        if (ready == 0 && Clock::now() >= end)
             return false;
     }
 }
 
-sockaddr_in resolve(const std::string& host, std::uint16_t port) {
-    addrinfo hints{};
-    hints.ai_family = AF_INET;
-    hints.ai_socktype = SOCK_STREAM;
-    addrinfo* found = nullptr;
-    if (const int error = getaddrinfo(host.c_str(), nullptr, &hints, &found); error != 0)
-        throw Failure(Trouble::noServer, "cannot find " + host + ": " + gai_strerror(error));
-    sockaddr_in address{};
-    std::memcpy(&address, found->ai_addr, sizeof address);
-    freeaddrinfo(found);
-    address.sin_port = htons(port);
-    return address;
+// A machine that vanishes says nothing; without this an idle connection would never know.
+void keepAlive(int fd) {
+    const auto option = [fd](int level, int name, int value) {
+        setsockopt(fd, level, name, &value, sizeof value);
+    };
+    option(SOL_SOCKET, SO_KEEPALIVE, 1);
+    option(IPPROTO_TCP, TCP_KEEPIDLE, 10);
+    option(IPPROTO_TCP, TCP_KEEPINTVL, 5);
+    option(IPPROTO_TCP, TCP_KEEPCNT, 3);
+    option(IPPROTO_TCP, TCP_NODELAY, 1);
+}
+
+UniqueFd makeSocket(const std::string& bindAddress) {
+    UniqueFd fd(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    keepAlive(fd.get());
+    if (bindAddress.empty())
+        return fd;
+    const sockaddr_in local = dottedAddress(bindAddress, 0);
+    if (bind(fd.get(), reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0)
+        throw Failure(Trouble::portInUse,
+                      "cannot connect from " + bindAddress + ": " + std::strerror(errno));
+    return fd;
 }
 
 // One try. The error number, 0 on success.
-int tryConnect(int fd, const sockaddr_in& address, Seconds timeout) {
+int tryConnect(int fd, const sockaddr_in& address, const Patience& patience) {
     if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
         return 0;
     if (errno != EINPROGRESS)
         return errno;
-    if (!waitFor(fd, POLLOUT, after(timeout)))
+    if (!waitFor(fd, POLLOUT, after(patience.timeout), patience.cancel))
         return ETIMEDOUT;
     int error = 0;
     socklen_t length = sizeof error;
@@ -66,18 +79,18 @@ int tryConnect(int fd, const sockaddr_in& address, Seconds timeout) {
     return error;
 }
 
-UniqueFd connectTo(const std::string& server, const sockaddr_in& address, Seconds timeout,
-                   Seconds wait) {
-    const auto giveUp = after(wait);
+UniqueFd connectTo(const Endpoint& endpoint, const Patience& patience) {
+    const sockaddr_in address = resolve(endpoint.host, endpoint.port);
+    const auto giveUp = after(patience.wait);
     for (;;) {
-        UniqueFd fd(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-        const int error = tryConnect(fd.get(), address, timeout);
+        UniqueFd fd = makeSocket(endpoint.bind);
+        const int error = tryConnect(fd.get(), address, patience);
         if (error == 0)
             return fd;
         if (error != ECONNREFUSED || Clock::now() >= giveUp)
             throw Failure(Trouble::noServer,
-                          "cannot connect to " + server + ": " + std::strerror(error));
-        std::this_thread::sleep_for(pauseBetweenTries);
+                          "cannot connect to " + endpoint.server() + ": " + std::strerror(error));
+        waitFor(-1, 0, after(pauseBetweenTries), patience.cancel);
     }
 }
 
@@ -85,12 +98,48 @@ std::string text(const ControlClient::Bytes& parameters) {
     return {parameters.begin(), std::find(parameters.begin(), parameters.end(), 0)};
 }
 
+ControlClient::Bytes messageOf(MessageType type, ControlItem item,
+                               const ControlClient::Bytes& parameters) {
+    ControlClient::Bytes message{static_cast<std::uint8_t>(front + parameters.size()), type,
+                                 static_cast<std::uint8_t>(item & 0xFFU),
+                                 static_cast<std::uint8_t>(item >> 8U)};
+    message.insert(message.end(), parameters.begin(), parameters.end());
+    return message;
+}
+
+bool isAbout(const ControlClient::Bytes& answer, ControlItem item) {
+    return answer.size() >= front && (answer[1] & control::typeMask) == TYPE_TARG_RESP_CITEM &&
+           answer[2] == (item & 0xFFU) && answer[3] == item >> 8U;
+}
+
+bool isRefusal(const ControlClient::Bytes& answer) {
+    return answer == ControlClient::Bytes{control::headerSize, 0};
+}
+
+ControlClient::Bytes stateParameters(bool running) {
+    constexpr std::uint8_t complexSamples = 0x80;
+    const std::uint8_t state = running ? 2 : 1;
+    return {complexSamples, state, 0, 0};
+}
+
+// A leading byte and 32 bits, least significant byte first.
+constexpr std::size_t wordSize = 5;
+void putWord(ControlClient::Bytes& parameters, std::uint32_t value) {
+    parameters.push_back(0);
+    for (unsigned shift = 0; shift < 32; shift += 8)
+        parameters.push_back(static_cast<std::uint8_t>((value >> shift) & 0xFFU));
+}
+std::uint32_t wordOf(const ControlClient::Bytes& parameters) {
+    std::uint32_t value = 0;
+    for (std::size_t at = wordSize - 1; at > 0; --at)
+        value = value << 8U | parameters[at];
+    return value;
+}
+
 } // namespace
 
-ControlClient::ControlClient(const std::string& host, std::uint16_t port, Seconds timeout,
-                             Seconds wait)
-    : server_(host + ":" + std::to_string(port)), timeout_(timeout),
-      socket_(connectTo(server_, resolve(host, port), timeout, wait)) {}
+ControlClient::ControlClient(const Endpoint& endpoint, const Patience& patience)
+    : server_(endpoint.server()), patience_(patience), socket_(connectTo(endpoint, patience)) {}
 
 std::string ControlClient::targetName() {
     return text(request(itemTargetName));
@@ -115,18 +164,62 @@ std::uint8_t ControlClient::status() {
     return value[0];
 }
 
+std::optional<std::uint32_t> ControlClient::sampleRate() {
+    Bytes questions = messageOf(TYPE_REQUEST_CITEM, itemSampleRate, {0});
+    const Bytes status = messageOf(TYPE_REQUEST_CITEM, itemReceiverStatus, {});
+    questions.insert(questions.end(), status.begin(), status.end());
+    send(questions);
+    const auto end = after(patience_.timeout);
+    Bytes answer = receive(end);
+    std::optional<std::uint32_t> rate;
+    if (isAbout(answer, itemSampleRate)) {
+        if (answer.size() != front + wordSize)
+            fail("answered the question for its sample rate with " +
+                 std::to_string(answer.size() - front) + " bytes instead of 5");
+        rate = wordOf(parametersOf(answer, itemSampleRate));
+    }
+    if (rate || isRefusal(answer))
+        answer = receive(end);
+    parametersOf(answer, itemReceiverStatus);
+    return rate;
+}
+
 void ControlClient::setRunning(bool running) {
-    constexpr std::uint8_t complexSamples = 0x80;
-    const std::uint8_t state = running ? 2 : 1;
-    set(itemReceiverState, {complexSamples, state, 0, 0});
+    set(itemReceiverState, stateParameters(running));
+}
+
+void ControlClient::stopAndLeave(Seconds limit) noexcept try {
+    patience_.cancel = -1;
+    const auto end = after(limit);
+    const Bytes stop = messageOf(TYPE_TARG_RESP_CITEM, itemReceiverState, stateParameters(false));
+    send(stop);
+    while (receive(end) != stop) {
+    }
+} catch (const std::exception&) {
+    // The connection has ended, or the server does not answer: there is nobody to stop anything.
 }
 
 void ControlClient::setFrequency(std::uint32_t hertz) {
-    Bytes parameters{0};
-    for (unsigned shift = 0; shift < 32; shift += 8)
-        parameters.push_back(static_cast<std::uint8_t>((hertz >> shift) & 0xFFU));
+    Bytes parameters;
+    putWord(parameters, hertz);
     parameters.push_back(0);
     set(itemReceiverFrequency, parameters);
+}
+
+std::uint32_t ControlClient::setSampleRate(std::uint32_t pairsPerSecond) {
+    Bytes parameters;
+    putWord(parameters, pairsPerSecond);
+    const Bytes echo = exchange(TYPE_TARG_RESP_CITEM, itemSampleRate, parameters);
+    if (echo.size() != wordSize)
+        fail("did not confirm what was set");
+    return wordOf(echo);
+}
+
+std::string ControlClient::localAddress() const {
+    sockaddr_in local{};
+    socklen_t length = sizeof local;
+    getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&local), &length);
+    return dotted(local);
 }
 
 bool ControlClient::alive() {
@@ -150,16 +243,18 @@ void ControlClient::set(ControlItem item, const Bytes& parameters) {
 
 ControlClient::Bytes ControlClient::exchange(MessageType type, ControlItem item,
                                              const Bytes& parameters) {
-    constexpr std::size_t front = control::headerSize + control::itemSize;
-    Bytes message{static_cast<std::uint8_t>(front + parameters.size()), type,
-                  static_cast<std::uint8_t>(item & 0xFFU), static_cast<std::uint8_t>(item >> 8U)};
-    message.insert(message.end(), parameters.begin(), parameters.end());
     const auto begin = Clock::now();
-    send(message);
-    Bytes answer = receive();
+    send(messageOf(type, item, parameters));
+    const Bytes answer =
+        receive(begin + std::chrono::duration_cast<Clock::duration>(patience_.timeout));
     roundTrip_ = Clock::now() - begin;
-    if (answer.size() < front || (answer[1] & control::typeMask) != TYPE_TARG_RESP_CITEM ||
-        answer[2] != message[2] || answer[3] != message[3])
+    return parametersOf(answer, item);
+}
+
+ControlClient::Bytes ControlClient::parametersOf(const Bytes& answer, ControlItem item) const {
+    if (isRefusal(answer))
+        throw Failure(Trouble::refused, server_ + " refused what was asked");
+    if (!isAbout(answer, item))
         fail("answered something else than was asked");
     return {answer.begin() + front, answer.end()};
 }
@@ -171,8 +266,7 @@ void ControlClient::send(const Bytes& message) {
         fail("closed the connection");
 }
 
-ControlClient::Bytes ControlClient::receive() {
-    const auto end = after(timeout_);
+ControlClient::Bytes ControlClient::receive(Clock::time_point end) {
     Bytes message;
     receiveInto(message, control::headerSize, end);
     const std::size_t length = message[0] == 0 ? control::largestMessage : message[0];
@@ -185,7 +279,7 @@ void ControlClient::receiveInto(Bytes& message, std::size_t length, Clock::time_
     std::size_t have = message.size();
     message.resize(std::max(length, have));
     while (have < length) {
-        if (!waitFor(socket_.get(), POLLIN, end))
+        if (!waitFor(socket_.get(), POLLIN, end, patience_.cancel))
             fail(have == 0 ? "does not answer; another client may be connected, and the others wait"
                            : "stopped in the middle of an answer");
         const ssize_t count = recv(socket_.get(), message.data() + have, length - have, 0);

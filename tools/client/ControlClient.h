@@ -1,37 +1,58 @@
-// The control connection, from the client's end.
+// The control connection, from the client's end. The messages are drawn byte by byte in
+// docs/protocol.md.
 #pragma once
 
 #include "protocol/ControlMessage.h"
+#include "tools/client/Endpoint.h"
 #include "tools/client/UniqueFd.h"
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace feedline::client {
 
-/// One question at a time, each with its answer. All functions throw Failure with one clear line.
-/// For one thread.
+constexpr std::uint8_t statusIdle = 11;
+constexpr std::uint8_t statusRunning = 12;
+
+/// One question at a time, each with its answer. All functions throw Failure with one clear line;
+/// after Trouble::noAnswer and Trouble::cancelled the connection is of no more use, since a late
+/// answer would be taken for that to the next question. For one thread.
 class ControlClient {
 public:
     using Bytes = std::vector<std::uint8_t>;
-    using Seconds = std::chrono::duration<double>;
 
-    /// Connects. A server that has just lost a client refuses connections for some seconds; `wait`
-    /// says for how long to go on trying then.
-    ControlClient(const std::string& host, std::uint16_t port, Seconds timeout, Seconds wait);
+    /// Connects. A name that is no dotted address is looked up first, which takes what the system's
+    /// resolver takes.
+    explicit ControlClient(const Endpoint& endpoint, const Patience& patience = {});
 
     std::string targetName();
     std::string serialNumber();
     std::uint16_t item0004();
-    std::uint8_t status(); ///< 11 idle, 12 running
+    std::uint8_t status(); ///< statusIdle or statusRunning
+
+    /// IQ pairs a second, if the other end tells. A hub does. A server leaves the question
+    /// unanswered, so the status is asked right behind it, and whichever answer comes first says
+    /// which of the two this is: no time-out is waited for.
+    std::optional<std::uint32_t> sampleRate();
 
     void setRunning(bool running);
     void setFrequency(std::uint32_t hertz);
+    /// Returns the rate that the echo holds, in IQ pairs a second: a hub rounds to what it has; a
+    /// server echoes any rate and keeps its own.
+    std::uint32_t setSampleRate(std::uint32_t pairsPerSecond);
 
     /// How long the last answer took.
     Seconds roundTrip() const { return roundTrip_; }
+
+    /// Stops the receiver, whatever answers are still outstanding, and waits for the confirmation
+    /// so that nothing can cut the message short. Never throws; the connection is of no use then.
+    void stopAndLeave(Seconds limit) noexcept;
+
+    /// Dotted IPv4 address that the connection comes from.
+    std::string localAddress() const;
 
     /// For poll(): readable when the server has closed the connection, or said something unasked.
     int fd() const { return socket_.get(); }
@@ -39,16 +60,18 @@ public:
     bool alive();
 
 private:
+    using Clock = std::chrono::steady_clock;
     Bytes request(ControlItem item);
     void set(ControlItem item, const Bytes& parameters);
     Bytes exchange(MessageType type, ControlItem item, const Bytes& parameters);
+    Bytes parametersOf(const Bytes& answer, ControlItem item) const;
     void send(const Bytes& message);
-    Bytes receive();
-    void receiveInto(Bytes& message, std::size_t length, std::chrono::steady_clock::time_point end);
+    Bytes receive(Clock::time_point end);
+    void receiveInto(Bytes& message, std::size_t length, Clock::time_point end);
     [[noreturn]] void fail(const std::string& what) const;
 
     std::string server_; ///< as the user knows it
-    Seconds timeout_;
+    Patience patience_;
     UniqueFd socket_;
     Seconds roundTrip_{};
 };

@@ -10,7 +10,9 @@ enum class Trouble {
     badAddress, ///< the text is no address; nothing was tried
     noServer,   ///< unknown host, connection refused, or no route
     noAnswer,   ///< connected, but the server does not answer, or not what was asked
-    portInUse,  ///< the UDP port is bound already, or the address is not this machine's
+    refused,    ///< answered with "no" (02 00); the connection goes on
+    portInUse,  ///< the port is bound already, or the address is not this machine's
+    cancelled,  ///< the caller said so (Patience::cancel)
 };
 
 /// Carries one line for people, without program name and line end.

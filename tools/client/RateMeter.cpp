@@ -33,7 +33,7 @@ double RateMeter::Line::slope() const {
 void RateMeter::add(std::int64_t position, std::int64_t nanoseconds) {
     if (!started_ || nanoseconds - windowStart_ >= windowLength) {
         if (started_)
-            windows_.push_back(line_.slope());
+            endWindow();
         started_ = true;
         line_ = {};
         windowStart_ = nanoseconds;
@@ -43,8 +43,18 @@ void RateMeter::add(std::int64_t position, std::int64_t nanoseconds) {
               static_cast<double>(position - windowPosition_));
 }
 
+void RateMeter::endWindow() {
+    latest_ = line_.slope();
+    if (windows_.size() < mostWindows) {
+        windows_.push_back(latest_);
+        return;
+    }
+    windows_[oldest_] = latest_;
+    oldest_ = (oldest_ + 1) % mostWindows;
+}
+
 double RateMeter::current() const {
-    return datagram::pairs * (windows_.empty() ? line_.slope() : windows_.back());
+    return datagram::pairs * (windows_.empty() ? line_.slope() : latest_);
 }
 
 double RateMeter::overall() const {

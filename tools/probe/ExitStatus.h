@@ -31,6 +31,8 @@ constexpr ExitStatus statusFor(client::Trouble trouble) {
     case client::Trouble::portInUse:
         return ExitStatus::portInUse;
     case client::Trouble::noAnswer:
+    case client::Trouble::refused:
+    case client::Trouble::cancelled:
         break;
     }
     return ExitStatus::noAnswer;

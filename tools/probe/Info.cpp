@@ -20,9 +20,7 @@ struct Facts {
 };
 
 Facts ask(const Options& options) {
-    client::ControlClient client(options.host, options.port,
-                                 client::ControlClient::Seconds(options.timeout),
-                                 client::ControlClient::Seconds(options.wait));
+    client::ControlClient client(endpointOf(options), patienceOf(options));
     Facts facts;
     facts.target = client.targetName();
     facts.roundTrip = client.roundTrip().count() * 1e3;

@@ -63,7 +63,9 @@ void addStream(CLI::App& command, Options& options, Texts& texts) {
         ->check(check("a frequency from 0 to 4294967295 Hz", isFrequency));
     command.add_option("--seconds", options.seconds, "Length of the run (default: until Ctrl-C)")
         ->check(CLI::Range(0.001, 1e9));
-    command.add_option("--bind", options.bind, "Local address for the datagrams (default 0.0.0.0)")
+    command
+        .add_option("--bind", options.bind,
+                    "Local address of connection and datagrams (default any)")
         ->check(CLI::ValidIPV4);
     command
         .add_option("--rate", options.rate,

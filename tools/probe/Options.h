@@ -1,6 +1,8 @@
 // What the command line asks for.
 #pragma once
 
+#include "tools/client/Endpoint.h"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -18,13 +20,20 @@ struct Options {
     bool json = false;                 ///< JSON lines instead of text
     std::optional<std::uint32_t> tune; ///< Hz
     std::optional<double> seconds;     ///< length of the run; without it until a signal
-    std::string bind = "0.0.0.0";      ///< local IPv4 address for the datagrams
+    std::string bind = "0.0.0.0";      ///< local IPv4 address of connection and datagrams
     std::optional<double> rate;        ///< Hz; without it the measured rate
     std::string recording;             ///< file name, empty for none
     bool force = false;                ///< existing files may be overwritten
     std::string plot;                  ///< file name, empty for none
     bool spectrum = false;             ///< live view in the terminal
 };
+
+inline client::Endpoint endpointOf(const Options& options) {
+    return {options.host, options.port, options.bind};
+}
+inline client::Patience patienceOf(const Options& options) {
+    return {client::Seconds(options.timeout), client::Seconds(options.wait)};
+}
 
 /// The outcome of reading the command line: options, or the exit status to end with at once
 /// (0 after --help and --version; errors have been reported on standard error).

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/eventfd.h>
+
 using namespace feedline::client;
 using feedline::test::ScriptedServer;
 using Bytes = ScriptedServer::Bytes;
@@ -12,11 +14,11 @@ using Answer = ScriptedServer::Answer;
 
 namespace {
 
-constexpr ControlClient::Seconds patient{60};
-constexpr ControlClient::Seconds impatient{0.2};
+constexpr Seconds patient{60};
+constexpr Seconds impatient{0.2};
 
-ControlClient connectTo(const ScriptedServer& server, ControlClient::Seconds timeout = patient) {
-    return {"127.0.0.1", server.port(), timeout, ControlClient::Seconds(0)};
+ControlClient connectTo(const ScriptedServer& server, Seconds timeout = patient) {
+    return ControlClient({"127.0.0.1", server.port(), ""}, {timeout, Seconds(0)});
 }
 
 template <typename Action>
@@ -64,13 +66,13 @@ TEST(ControlClientTest, NobodyListens) {
         port = server.port();
     }
     expectFailure(Trouble::noServer, "refused", [port] {
-        const ControlClient client("127.0.0.1", port, patient, ControlClient::Seconds(0));
+        const ControlClient client({"127.0.0.1", port, ""}, {patient, Seconds(0)});
     });
 }
 
 TEST(ControlClientTest, UnknownHost) {
     expectFailure(Trouble::noServer, "cannot find", [] {
-        const ControlClient client("host.invalid", 1, patient, ControlClient::Seconds(0));
+        const ControlClient client({"host.invalid", 1, ""}, {patient, Seconds(0)});
     });
 }
 
@@ -142,6 +144,97 @@ TEST(ControlClientTest, NoticesTheEndOfTheConnection) {
     server.hangUp();
     expectFailure(Trouble::noAnswer, "closed", [&] { client.status(); });
     EXPECT_FALSE(client.alive());
+}
+
+TEST(ControlClientTest, HubTellsItsRate) {
+    ScriptedServer server([](const Bytes& message) -> Answer {
+        if (message[2] == 0xB8)
+            return {{9, 0, 0xB8, 0, 0, 0x00, 0xB8, 0x0B, 0x00}, false};
+        return ScriptedServer::properAnswer(message);
+    });
+    ControlClient client = connectTo(server);
+    EXPECT_EQ(client.sampleRate(), 768000U);
+    EXPECT_EQ(client.status(), statusIdle);
+    ASSERT_TRUE(server.waitForMessage({4, 0x20, 5, 0}));
+    EXPECT_EQ(server.messages().front(), (Bytes{5, 0x20, 0xB8, 0, 0}));
+}
+
+TEST(ControlClientTest, ServerTellsNoRateAndNothingIsWaitedFor) {
+    ScriptedServer server;
+    ControlClient client = connectTo(server);
+    EXPECT_EQ(client.sampleRate(), std::nullopt);
+    EXPECT_EQ(client.targetName(), "AirSpyHF+");
+}
+
+TEST(ControlClientTest, RateThatIsRefusedIsNone) {
+    ScriptedServer server([](const Bytes& message) -> Answer {
+        return message[2] == 0xB8 ? Answer{{2, 0}, false} : ScriptedServer::properAnswer(message);
+    });
+    ControlClient client = connectTo(server);
+    EXPECT_EQ(client.sampleRate(), std::nullopt);
+    EXPECT_EQ(client.status(), statusIdle);
+}
+
+TEST(ControlClientTest, RateThatIsNone) {
+    ScriptedServer server([](const Bytes& message) -> Answer {
+        return message[2] == 0xB8 ? Answer{{6, 0, 0xB8, 0, 1, 2}, false}
+                                  : ScriptedServer::properAnswer(message);
+    });
+    ControlClient client = connectTo(server);
+    expectFailure(Trouble::noAnswer, "2 bytes", [&] { client.sampleRate(); });
+}
+
+TEST(ControlClientTest, SetsTheRateAndTakesTheEcho) {
+    ScriptedServer server([](const Bytes& message) -> Answer {
+        return {ScriptedServer::reply(message, {0, 0x80, 0xBB, 0, 0}), false};
+    });
+    ControlClient client = connectTo(server);
+    EXPECT_EQ(client.setSampleRate(48001), 48000U);
+    EXPECT_TRUE(server.waitForMessage({9, 0, 0xB8, 0, 0, 0x81, 0xBB, 0, 0}));
+}
+
+TEST(ControlClientTest, RefusalIsToldAndTheConnectionGoesOn) {
+    ScriptedServer server([](const Bytes& message) -> Answer {
+        return message[2] == 0x18 ? Answer{{2, 0}, false} : ScriptedServer::properAnswer(message);
+    });
+    ControlClient client = connectTo(server);
+    expectFailure(Trouble::refused, "refused", [&] { client.setRunning(true); });
+    EXPECT_EQ(client.status(), statusIdle);
+}
+
+TEST(ControlClientTest, ComesFromTheAddressItIsTold) {
+    ScriptedServer server;
+    ControlClient client({"127.0.0.1", server.port(), "127.0.0.9"}, {patient, Seconds(0)});
+    EXPECT_EQ(client.localAddress(), "127.0.0.9");
+    EXPECT_EQ(client.status(), statusIdle);
+}
+
+TEST(ControlClientTest, AddressThatIsNotThisMachines) {
+    ScriptedServer server;
+    expectFailure(Trouble::portInUse, "192.0.2.1", [&] {
+        const ControlClient client({"127.0.0.1", server.port(), "192.0.2.1"}, {});
+    });
+    expectFailure(Trouble::badAddress, "here", [&] {
+        const ControlClient client({"127.0.0.1", server.port(), "here"}, {});
+    });
+}
+
+TEST(ControlClientTest, EveryWaitCanBeCancelled) {
+    ScriptedServer server([](const Bytes&) { return Answer{}; });
+    const UniqueFd cancel(eventfd(0, EFD_CLOEXEC));
+    ControlClient client({"127.0.0.1", server.port(), ""}, {patient, patient, cancel.get()});
+    eventfd_write(cancel.get(), 1);
+    expectFailure(Trouble::cancelled, "cancelled", [&] { client.targetName(); });
+}
+
+TEST(ControlClientTest, LeavingStopsTheReceiverWhateverIsOutstanding) {
+    ScriptedServer server([](const Bytes& message) -> Answer {
+        return message[1] == 0x20 ? Answer{} : ScriptedServer::properAnswer(message);
+    });
+    ControlClient client = connectTo(server, impatient);
+    expectFailure(Trouble::noAnswer, "does not answer", [&] { client.targetName(); });
+    client.stopAndLeave(patient);
+    EXPECT_TRUE(server.waitForStop());
 }
 
 } // namespace

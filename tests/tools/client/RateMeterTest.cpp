@@ -65,4 +65,15 @@ TEST(PlausibleRateTest, TakesTheKnownRateWithinOnePercent) {
     EXPECT_EQ(plausibleRate(0), 0);
 }
 
+// However long it runs, it keeps no more.
+TEST(RateMeterTest, KeepsTheLatestHour) {
+    RateMeter meter;
+    constexpr std::int64_t second = 1'000'000'000;
+    for (std::int64_t half = 0; half < 2 * 3 * 3600; ++half)
+        meter.add(half < 2 * 3600 ? half * 750 : half * 1500, half * second / 2);
+    EXPECT_EQ(meter.windows(), RateMeter::mostWindows);
+    EXPECT_NEAR(meter.current(), 768000, 1);
+    EXPECT_NEAR(meter.overall(), 768000, 1);
+}
+
 } // namespace
