@@ -5,71 +5,53 @@
 #include <QCoreApplication>
 #include <QTimer>
 
-#include <array>
-#include <cerrno>
-#include <fcntl.h>
-#include <memory>
+#include <sys/eventfd.h>
 #include <unistd.h>
 #include <utility>
 
 namespace feedline {
 namespace {
 
-using Task = std::function<void()>;
-
-/// What travels is the task's address: far smaller than PIPE_BUF, it goes in and comes out whole.
-constexpr ssize_t parcelSize = sizeof(void*);
-
-bool send(int pipe, const Task* task) {
-    ssize_t written = 0;
-    do
-        written = write(pipe, &task, parcelSize);
-    while (written < 0 && errno == EINTR);
-    return written == parcelSize;
-}
-
-std::unique_ptr<Task> receive(int pipe) {
-    Task* task = nullptr;
-    if (read(pipe, &task, parcelSize) != parcelSize)
-        return nullptr;
-    return std::unique_ptr<Task>(task);
+/// A counter that reading takes one from, and that nobody ever waits for.
+int makeCounter() {
+    const int counter = eventfd(0, EFD_SEMAPHORE | EFD_NONBLOCK | EFD_CLOEXEC);
+    if (counter < 0)
+        fatal("no counter for the main thread's tasks");
+    return counter;
 }
 
 } // namespace
 
-QtMainThread::Pipe::Pipe() {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0)
-        fatal("no pipe for the main thread's tasks");
-    reading = ends[0];
-    writing = ends[1];
-    // A nested loop may have emptied the pipe by the time its notifier is heard.
-    fcntl(reading, F_SETFL, O_NONBLOCK);
-}
-
-QtMainThread::Pipe::~Pipe() {
-    close(writing);
-    while (receive(reading))
-        ;
-    close(reading);
-}
-
-QtMainThread::QtMainThread() : notifier_(pipe_.reading, QSocketNotifier::Read) {
+QtMainThread::QtMainThread()
+    : taskCount_(makeCounter()), notifier_(taskCount_, QSocketNotifier::Read) {
     QObject::connect(&notifier_, &QSocketNotifier::activated, [this] { runOneTask(); });
 }
 
-QtMainThread::~QtMainThread() = default;
+QtMainThread::~QtMainThread() {
+    notifier_.setEnabled(false); // Or it would watch whatever gets the number next.
+    close(taskCount_);
+}
 
 void QtMainThread::perform(std::function<void()> task) {
-    auto parcel = std::make_unique<Task>(std::move(task));
-    if (send(pipe_.writing, parcel.get()))
-        static_cast<void>(parcel.release()); // The main thread owns it from here on.
+    {
+        const std::lock_guard lock(mutex_);
+        tasks_.push_back(std::move(task));
+    }
+    eventfd_write(taskCount_, 1);
 }
 
 /// One a time: a task that opens an alert leaves the others to the alert's own loop.
-void QtMainThread::runOneTask() const {
-    if (const auto task = receive(pipe_.reading))
-        (*task)();
+void QtMainThread::runOneTask() {
+    eventfd_t one = 0;
+    if (eventfd_read(taskCount_, &one) == 0) // Else a nested loop has taken the last one.
+        takeTask()();
+}
+
+std::function<void()> QtMainThread::takeTask() {
+    const std::lock_guard lock(mutex_);
+    std::function<void()> task = std::move(tasks_.front());
+    tasks_.pop_front();
+    return task;
 }
 
 QTimer* QtMainThread::startTimer(std::chrono::milliseconds interval, std::function<void()> task) {

@@ -7,15 +7,20 @@
 #include <QSocketNotifier>
 
 #include <atomic>
+#include <deque>
+#include <mutex>
 #include <vector>
 
 class QTimer;
 
 namespace feedline {
 
-/// Tasks travel to the main thread as pointers through a pipe, whose write and read order the two
-/// threads' memory for every tool that checks it. Made after the application object, on the main
-/// thread. Tasks and timers also run while a nested loop does, for instance that of an alert.
+/// Made after the application object, on the main thread. Tasks and timers also run while a nested
+/// loop does, for instance that of an alert.
+///
+/// Tasks wait in a queue of this class's own and not in Qt's queued calls: ThreadSanitizer cannot
+/// see the lock inside the toolkit, and takes each of its queued calls for a race between caller
+/// and main thread.
 class QtMainThread final : public MainThread {
 public:
     QtMainThread();
@@ -23,7 +28,7 @@ public:
     QtMainThread(const QtMainThread&) = delete;
     QtMainThread& operator=(const QtMainThread&) = delete;
 
-    /// Some thousands of tasks may wait; beyond that the caller does.
+    /// However many tasks wait, the caller never does.
     void perform(std::function<void()> task) override;
     void performAfterDelay(std::chrono::milliseconds delay, std::function<void()> task) override;
     void performRepeatedly(std::chrono::milliseconds interval, std::function<void()> task) override;
@@ -39,21 +44,15 @@ public:
     void tellWillTerminateObservers() const;
 
 private:
-    struct Pipe {
-        Pipe();
-        ~Pipe();
-        Pipe(const Pipe&) = delete;
-        Pipe& operator=(const Pipe&) = delete;
-        int reading = -1;
-        int writing = -1;
-    };
-
-    void runOneTask() const;
+    void runOneTask();
+    std::function<void()> takeTask();
     QTimer* startTimer(std::chrono::milliseconds interval, std::function<void()> task);
 
-    Pipe pipe_;
-    QSocketNotifier notifier_;
-    QObject timers_; ///< Owns the timers, which end with it.
+    std::mutex mutex_;                        ///< held to put a task in, or to take one out
+    std::deque<std::function<void()>> tasks_; ///< in the order they came
+    int taskCount_;                           ///< An eventfd: as many as `tasks_` holds.
+    QSocketNotifier notifier_;                ///< Heard while that is above 0.
+    QObject timers_;                          ///< Owns the timers, which end with it.
     std::vector<std::function<void()>> observers_;
     std::atomic<bool> ending_ = false;
 };

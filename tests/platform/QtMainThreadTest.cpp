@@ -65,7 +65,7 @@ TEST_F(QtMainThread, TakesTasksBeforeTheLoopRuns) {
 }
 
 TEST_F(QtMainThread, LosesNoneOfManyTasksOfManyThreads) {
-    constexpr int each = 5000; // together more than the pipe holds
+    constexpr int each = 5000;
     int ran = 0;
     std::array<std::thread, 4> others;
     for (auto& other : others)
@@ -80,6 +80,19 @@ TEST_F(QtMainThread, LosesNoneOfManyTasksOfManyThreads) {
     for (auto& other : others)
         other.join();
     EXPECT_EQ(ran, 4 * each);
+}
+
+// Nobody takes the tasks meanwhile: a caller that waited for room would wait for ever.
+TEST_F(QtMainThread, NeverHoldsTheCallerUp) {
+    constexpr int many = 100000;
+    int ran = 0;
+    std::thread([&] {
+        for (int task = 0; task < many; ++task)
+            main.perform([&] { ++ran; });
+    }).join();
+    main.perform(quit);
+    run();
+    EXPECT_EQ(ran, many);
 }
 
 TEST_F(QtMainThread, RunsADelayedTaskOnceAndNotEarly) {
