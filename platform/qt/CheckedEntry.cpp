@@ -18,11 +18,11 @@ ScaledLabel* makeHint(const QString& text, QWidget* parent) {
     return hint;
 }
 
-CheckedEntry::CheckedEntry(const QString& hint, Check check, QWidget* parent)
+CheckedEntry::CheckedEntry(const Texts& texts, Check check, QWidget* parent)
     : QWidget(parent), edit_(new QLineEdit(this)), below_(new QStackedWidget(this)),
-      reason_(makeHint({}, this)), hint_(hint), check_(std::move(check)) {
+      reason_(makeHint({}, this)), texts_(texts), check_(std::move(check)) {
     // As pages of one stack, hint and reason take the same room whichever of them shows.
-    below_->addWidget(makeHint(hint, below_));
+    below_->addWidget(makeHint(texts_.hint, below_));
     below_->addWidget(markedReason());
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
@@ -30,8 +30,10 @@ CheckedEntry::CheckedEntry(const QString& hint, Check check, QWidget* parent)
     column->addWidget(edit_);
     column->addWidget(below_);
 
-    QObject::connect(edit_, &QLineEdit::textChanged, [this](const QString& text) { judge(text); });
-    judge(edit_->text());
+    QObject::connect(edit_, &QLineEdit::textChanged, [this] { judge(); });
+    QObject::connect(edit_, &QLineEdit::inputRejected, [this] { show(texts_.refusal); });
+    QObject::connect(edit_, &QLineEdit::editingFinished, [this] { judge(); });
+    judge();
 }
 
 QWidget* CheckedEntry::markedReason() {
@@ -47,14 +49,17 @@ QWidget* CheckedEntry::markedReason() {
 }
 
 QString CheckedEntry::problem() const {
-    return check_(edit_->text());
+    return reason_->text();
 }
 
-void CheckedEntry::judge(const QString& text) {
-    const QString reason = check_(text);
+void CheckedEntry::judge() {
+    show(check_(edit_->text()));
+}
+
+void CheckedEntry::show(const QString& reason) {
     reason_->setText(reason);
     below_->setCurrentIndex(reason.isEmpty() ? 0 : 1);
-    edit_->setAccessibleDescription(reason.isEmpty() ? hint_ : reason);
+    edit_->setAccessibleDescription(reason.isEmpty() ? texts_.hint : reason);
 }
 
 } // namespace feedline

@@ -13,13 +13,18 @@ namespace feedline {
 class ScaledLabel;
 
 /// The line, and in small letters under it a hint. While the text is not as the check wants it, the
-/// reason stands in the hint's place, behind a mark.
+/// reason stands in the hint's place, behind a mark. So does the notice that the line did not take
+/// what was typed or pasted, until the text changes or the user goes elsewhere.
 class CheckedEntry final : public QWidget {
 public:
     /// The reason why a text is doubtful; empty for a good one.
     using Check = std::function<QString(const QString& text)>;
 
-    CheckedEntry(const QString& hint, Check check, QWidget* parent);
+    struct Texts {
+        QString hint;
+        QString refusal; ///< said of input that the line does not take
+    };
+    CheckedEntry(const Texts& texts, Check check, QWidget* parent);
 
     QLineEdit* edit() const { return edit_; }
 
@@ -28,12 +33,13 @@ public:
 
 private:
     QWidget* markedReason();
-    void judge(const QString& text);
+    void judge();
+    void show(const QString& reason);
 
     QLineEdit* edit_;
     QStackedWidget* below_; ///< the hint's page and the reason's
     ScaledLabel* reason_;
-    QString hint_;
+    Texts texts_;
     Check check_;
 };
 

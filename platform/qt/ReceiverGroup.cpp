@@ -16,7 +16,9 @@ namespace {
 
 constexpr const char* deviceHint = "Takes effect at Restart.";
 constexpr const char* portHint = "Takes effect 5 s after a client has gone, or at the next start.";
+constexpr const char* portRefusal = "Not taken: a port is written in digits alone.";
 constexpr const char* addressHint = "Takes effect at the next start of Feedline.";
+constexpr const char* addressRefusal = "Not taken: the text is too long.";
 constexpr const char* restartHint =
     "Initialises the selected device again and closes the server's connections.\n"
     "A server that was serving a client is back after five seconds;\n"
@@ -24,7 +26,11 @@ constexpr const char* restartHint =
 
 QString portProblem(const QString& text) {
     const std::int32_t port = leadingInteger(text.toStdString());
-    return port >= 1 && port <= 65535 ? QString() : QString("A port is a number from 1 to 65535.");
+    if (port >= 1 && port <= 65535)
+        return {};
+    if (port != text.toLongLong()) // 0 for a text that is no number, and for one beyond 64 bits
+        return QString("Read as %1. A port is from 1 to 65535.").arg(port);
+    return "A port is a number from 1 to 65535.";
 }
 
 QString addressProblem(const QString& text) {
@@ -54,9 +60,9 @@ void addRow(QFormLayout& form, const char* text, QWidget* row, QWidget* control)
 ReceiverGroup::ReceiverGroup(QWidget* parent)
     : QGroupBox("Receiver and network", parent), deviceBox_(new QComboBox(this)),
       restartButton_(new QPushButton("&Restart", this)),
-      portEntry_(new CheckedEntry(portHint, portProblem, this)),
-      addressEntry_(new CheckedEntry(addressHint, addressProblem, this)), devicePopup(*deviceBox_),
-      serverPort(*portEntry_->edit()), udpAddr(*addressEntry_->edit()) {
+      portEntry_(new CheckedEntry({portHint, portRefusal}, portProblem, this)),
+      addressEntry_(new CheckedEntry({addressHint, addressRefusal}, addressProblem, this)),
+      devicePopup(*deviceBox_), serverPort(*portEntry_->edit()), udpAddr(*addressEntry_->edit()) {
     auto* form = new QFormLayout(this);
     form->setFieldGrowthPolicy(QFormLayout::AllNonFixedFieldsGrow);
     addDevice(*form);

@@ -5,8 +5,10 @@
 #include "platform/qt/ScaledLabel.h"
 #include "platform/qt/StatusMark.h"
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QCheckBox>
+#include <QClipboard>
 #include <QComboBox>
 #include <QLabel>
 #include <QLineEdit>
@@ -29,6 +31,8 @@ using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::SizeIs;
+
+constexpr auto portRefusal = "Not taken: a port is written in digits alone.";
 
 class Window : public ::testing::Test {
 protected:
@@ -70,6 +74,12 @@ protected:
         QTest::keySequence(&line, QKeySequence::SelectAll);
         QTest::keyClick(&line, Qt::Key_Delete);
         QTest::keyClicks(&line, text);
+    }
+    void paste(QLineEdit& line, const char* text) {
+        QApplication::clipboard()->setText(text);
+        line.setFocus();
+        QTest::keySequence(&line, QKeySequence::SelectAll);
+        QTest::keySequence(&line, QKeySequence::Paste);
     }
     static QString problemOf(QLineEdit& line) {
         const auto* entry = dynamic_cast<CheckedEntry*>(line.parentWidget());
@@ -185,6 +195,27 @@ TEST_F(Window, AnIndexOutsideTheListSelectsNothing) {
     }
 }
 
+// The controller takes it as any choice: it is what selects the device for the next Restart.
+TEST_F(Window, ChoosingTheSameDeviceAgainTells) {
+    auto& popup = control<QComboBox>("devicePopup");
+    QTest::mouseClick(&popup, Qt::LeftButton);
+    QAbstractItemView& list = *popup.view();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return list.isVisible(); }, 60000));
+    QTest::keyClick(&list, Qt::Key_Return);
+    EXPECT_THAT(chosen, ElementsAre(0));
+    EXPECT_EQ(window.receiver.devicePopup.indexOfSelectedItem(), 0);
+}
+
+TEST_F(Window, ADeviceOfNoneOfTheListReadsNoReceiver) {
+    auto& popup = control<QComboBox>("devicePopup");
+    window.receiver.devicePopup.selectItemAtIndex(2);
+    EXPECT_EQ(popup.placeholderText(), "No receiver");
+    const QImage shown = popup.grab().toImage();
+    popup.setPlaceholderText("");
+    EXPECT_NE(shown, popup.grab().toImage()) << "the text does not show";
+    EXPECT_THAT(chosen, IsEmpty());
+}
+
 TEST_F(Window, RestartIsPressedWithMouseOrMnemonic) {
     auto& button = control<QPushButton>("restartButton");
     QTest::mouseClick(&button, Qt::LeftButton);
@@ -215,6 +246,70 @@ TEST_F(Window, ADoubtfulPortIsMarkedAndTakenAllTheSame) {
     }
 }
 
+struct BeyondRange {
+    const char* typed;
+    std::int32_t read;
+};
+
+// The field's integer ends at 32 bits, and the field says so.
+TEST_F(Window, APortBeyondItsRangeIsReadAsTheBoundWhichIsSaid) {
+    for (const auto& [typed, read] :
+         {BeyondRange{"2147483648", 2147483647}, BeyondRange{"-2147483649", -2147483647 - 1},
+          BeyondRange{"9223372036854775808", 2147483647},
+          BeyondRange{"99999999999999999999999999", 2147483647}}) {
+        retype(edit("serverPort"), typed);
+        EXPECT_EQ(window.receiver.serverPort.stringValue(), typed);
+        EXPECT_EQ(window.receiver.serverPort.intValue(), read);
+        EXPECT_TRUE(marked(edit("serverPort"))) << typed;
+        EXPECT_EQ(problemOf(edit("serverPort")),
+                  QString("Read as %1. A port is from 1 to 65535.").arg(read));
+    }
+    for (const char* bound : {"2147483647", "-2147483648"}) {
+        retype(edit("serverPort"), bound);
+        EXPECT_EQ(problemOf(edit("serverPort")), "A port is a number from 1 to 65535.");
+    }
+}
+
+TEST_F(Window, APastedNumberIsThePort) {
+    paste(edit("serverPort"), "4711");
+    EXPECT_EQ(window.receiver.serverPort.intValue(), 4711);
+    EXPECT_FALSE(marked(edit("serverPort")));
+}
+
+TEST_F(Window, APasteThatIsNotTakenIsSaid) {
+    for (const char* text : {"port 4711", "4711\n", "47,11", "0x1267", "\u0664\u0667"}) {
+        paste(edit("serverPort"), "50000");
+        paste(edit("serverPort"), text);
+        EXPECT_EQ(window.receiver.serverPort.stringValue(), "50000") << text;
+        EXPECT_TRUE(marked(edit("serverPort"))) << text;
+        EXPECT_EQ(problemOf(edit("serverPort")), portRefusal) << text;
+        EXPECT_EQ(edit("serverPort").accessibleDescription(), portRefusal);
+    }
+}
+
+TEST_F(Window, AKeyThatIsNotTakenIsSaid) {
+    retype(edit("serverPort"), "4711");
+    QTest::keyClicks(&edit("serverPort"), "x");
+    EXPECT_EQ(problemOf(edit("serverPort")), portRefusal);
+    QTest::keyClicks(&edit("serverPort"), "1");
+    EXPECT_FALSE(marked(edit("serverPort"))) << "after what was taken";
+    EXPECT_EQ(window.receiver.serverPort.intValue(), 47111);
+}
+
+TEST_F(Window, WhatWasNotTakenIsForgottenElsewhere) {
+    retype(edit("serverPort"), "70000");
+    QTest::keyClicks(&edit("serverPort"), "x");
+    EXPECT_EQ(problemOf(edit("serverPort")), portRefusal);
+    QTest::keyClick(&edit("serverPort"), Qt::Key_Tab);
+    EXPECT_EQ(problemOf(edit("serverPort")), "A port is a number from 1 to 65535.");
+}
+
+TEST_F(Window, AnAddressTakesAnyPaste) {
+    paste(edit("udpAddr"), "somewhere else\n");
+    EXPECT_EQ(window.receiver.udpAddr.stringValue(), edit("udpAddr").text().toStdString());
+    EXPECT_TRUE(marked(edit("udpAddr")));
+}
+
 TEST_F(Window, ADoubtfulAddressIsMarkedAndTakenAllTheSame) {
     for (const char* address :
          {"", "localhost", "1.2.3", "1.2.3.256", "1.2.3.4.5", "::1", "1.2.3.4 "}) {
@@ -232,7 +327,12 @@ TEST_F(Window, ADoubtfulAddressIsMarkedAndTakenAllTheSame) {
 TEST_F(Window, AMarkDoesNotChangeTheWindowsSize) {
     const QSize before = window.size();
     retype(edit("udpAddr"), "nowhere");
-    retype(edit("serverPort"), "70000");
+    for (const char* port : {"70000", "-99999999999", "7x"}) {
+        retype(edit("serverPort"), port);
+        EXPECT_TRUE(marked(edit("serverPort")));
+        QCoreApplication::processEvents();
+        EXPECT_EQ(window.size(), before) << port;
+    }
     window.status.serverTcpStatus.setStringValue("TCP Server: CONNECT FAILED");
     QCoreApplication::processEvents();
     EXPECT_EQ(window.size(), before);
