@@ -11,7 +11,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds patience{1500};
+constexpr std::chrono::milliseconds longestAnswer{1500};
 constexpr std::uint32_t inhibitIdle = 8; // in the session manager's set of flags
 
 struct BusCloser {
@@ -49,7 +49,7 @@ Message answerTo(sd_bus* bus, sd_bus_message* call) {
     Message reply;
     if (sd_bus_call_async(bus, nullptr, call, keepReply, &reply, 0) < 0)
         return nullptr;
-    const auto deadline = Clock::now() + patience;
+    const auto deadline = Clock::now() + longestAnswer;
     while (!reply) {
         const int progress = sd_bus_process(bus, nullptr);
         if (progress < 0)

@@ -13,7 +13,8 @@
 namespace feedline {
 namespace {
 
-constexpr std::chrono::milliseconds patience{600};
+/// For the main thread to end its loops in; leaves time for the save within a second of the signal.
+constexpr std::chrono::milliseconds mainThreadsTime{600};
 
 } // namespace
 
@@ -37,7 +38,7 @@ void ProgramEnd::waitForSignal() {
     while (sigwait(&signals, &signal) != 0)
         ;
     mainThread_.end();
-    std::this_thread::sleep_for(patience);
+    std::this_thread::sleep_for(mainThreadsTime);
     claim();
     save_();
     _exit(0);

@@ -25,10 +25,9 @@ bool lockIsFree(const QString& file) {
     const QString name = file + ".lock";
     if (!QFile::exists(name))
         return true;
-    constexpr int patience = 300; // milliseconds
     QLockFile lock(name);
-    lock.setStaleLockTime(1);
-    return lock.tryLock(patience);
+    lock.setStaleLockTime(1); // millisecond
+    return lock.tryLock(300); // milliseconds
 }
 
 /// A text with unquoted commas, as people write them by hand, is a list to QSettings.

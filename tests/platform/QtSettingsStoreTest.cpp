@@ -60,6 +60,13 @@ TEST_F(QtSettingsStore, ReadsWhatPeopleWriteByHand) {
     EXPECT_THAT(store.stringForKey("sdrUdpAdr"), Optional(Eq("192.168.1.20")));
 }
 
+TEST_F(QtSettingsStore, TheOrganisationsOwnFileIsNotRead) {
+    std::ofstream(configurationFolder().toStdString() + "/feedline.conf")
+        << "[General]\nsdrPortNumber=7\n";
+    EXPECT_EQ(store.integerForKey("sdrPortNumber"), 0);
+    EXPECT_EQ(store.stringForKey("sdrPortNumber"), std::nullopt);
+}
+
 TEST_F(QtSettingsStore, IntegersAreSixtyFourBitsWide) {
     writeByHand("sdrPortNumber=4294967297\n");
     EXPECT_EQ(store.integerForKey("sdrPortNumber"), 4294967297);

@@ -16,7 +16,7 @@ void StreamAssembler::add(const ReceivedDatagram& datagram) {
         return;
     }
     waiting_.emplace(position, datagram);
-    release(patience);
+    release(mostHeldBack);
 }
 
 void StreamAssembler::finish() {

@@ -8,11 +8,12 @@
 
 namespace feedline::client {
 
-/// Holds later datagrams back while an earlier one is missing, until it comes or `patience` later
-/// ones have; then the missing ones are a gap. What comes after that is left out. Not synchronised.
+/// Holds later datagrams back while an earlier one is missing, until it comes or more than
+/// `mostHeldBack` later ones have; then the missing ones are a gap. What comes after that is left
+/// out. Not synchronised.
 class StreamAssembler {
 public:
-    static constexpr std::size_t patience = 256; ///< datagrams
+    static constexpr std::size_t mostHeldBack = 256; ///< datagrams
 
     /// Called in order, from within add() and finish(); the first call is with the first datagram.
     struct Receiver {

@@ -50,9 +50,9 @@ TEST_F(StreamAssemblerTest, WaitsForMissingOnesUntilTheEnd) {
     EXPECT_EQ(out(), "0 (1-2) 3 4 (5-6) 7 ");
 }
 
-TEST_F(StreamAssemblerTest, LosesPatience) {
+TEST_F(StreamAssemblerTest, GivesAMissingOneUpForEnoughLaterOnes) {
     add({0});
-    for (std::int64_t at = 2; at < 2 + static_cast<std::int64_t>(StreamAssembler::patience); ++at)
+    for (std::int64_t at = 2; at < 2 + static_cast<std::int64_t>(StreamAssembler::mostHeldBack); ++at)
         add({at});
     EXPECT_EQ(out(), "0 ");
     add({500});
