@@ -2,6 +2,7 @@
 # compiled with exactly that in reach. Headers are reachable as "<folder>/<Header>.h" through an include directory
 # of the room's own in the build tree, which holds links to them, so an include that crosses the dependency
 # order does not compile.
+include(${CMAKE_CURRENT_LIST_DIR}/QuickBuild.cmake)
 
 # feedline_room(<room> FOLDER <folder> [HEADERS <header>...] [SOURCES <source>...] [KNOWS <target>...])
 #   feedline_<room>          headers, and the targets in KNOWS
@@ -25,6 +26,8 @@ function(feedline_room room)
   endif()
 endfunction()
 
+# feedline_warnings(<target>): every target of the house is given to this once.
 function(feedline_warnings target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic)
+  feedline_reuse_precompiled(${target})
 endfunction()

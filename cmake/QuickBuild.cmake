@@ -1,0 +1,43 @@
+# What makes a build for tests quick. The presets for tests switch it on; a build for users goes without, which also
+# shows that every source includes what it uses.
+option(FEEDLINE_QUICK_BUILD "Build fast: precompiled headers, the linker mold, line numbers as all debug information" OFF)
+
+if(FEEDLINE_QUICK_BUILD)
+  add_compile_options(-g1)
+  find_program(FEEDLINE_MOLD mold)
+  if(FEEDLINE_MOLD)
+    add_link_options(-fuse-ld=mold)
+  endif()
+endif()
+
+# feedline_precompile(<name> [LINK <target>...] HEADERS <header>...)
+#   The headers are compiled once, and every target of this folder and of those below it that is made from here on starts
+#   from them. The compiler takes them only where its own options are the same; preprocessor symbols may differ.
+macro(feedline_precompile name)
+  if(FEEDLINE_QUICK_BUILD)
+    cmake_parse_arguments(precompile "" "" "LINK;HEADERS" ${ARGN})
+    add_compile_options(-fPIC) # Programs would have -fPIE instead, and could not share with libraries.
+    set(precompile_source ${CMAKE_CURRENT_BINARY_DIR}/${name}_precompiled.cpp)
+    file(CONFIGURE OUTPUT ${precompile_source} CONTENT "// The headers are all there is.\n")
+    add_library(feedline_${name}_precompiled OBJECT ${precompile_source})
+    target_link_libraries(feedline_${name}_precompiled PRIVATE ${precompile_LINK})
+    target_compile_options(feedline_${name}_precompiled PRIVATE -Wall -Wextra -Wpedantic)
+    target_precompile_headers(feedline_${name}_precompiled PRIVATE ${precompile_HEADERS})
+    set(FEEDLINE_PRECOMPILED feedline_${name}_precompiled)
+  endif()
+endmacro()
+
+function(feedline_reuse_precompiled target)
+  if(FEEDLINE_PRECOMPILED)
+    target_precompile_headers(${target} REUSE_FROM ${FEEDLINE_PRECOMPILED})
+    # A target that needs options of its own reads the headers itself, and says so.
+    target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-Wno-error=invalid-pch>)
+  endif()
+endfunction()
+
+# feedline_unoptimised(<source>...): sources that run once in a program's life and take the compiler long.
+function(feedline_unoptimised)
+  if(FEEDLINE_QUICK_BUILD)
+    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -O0 SKIP_PRECOMPILE_HEADERS ON)
+  endif()
+endfunction()
