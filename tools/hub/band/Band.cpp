@@ -2,6 +2,8 @@
 
 #include "tools/hub/band/Rates.h"
 
+#include <algorithm>
+#include <pthread.h>
 #include <utility>
 
 namespace feedline::hub {
@@ -24,10 +26,20 @@ Tuned unpacked(std::uint64_t both) {
 
 } // namespace
 
-class Band::Transformer {};
+Band::Band()
+    : blocks_(blocksKept), spectra_(spectraKept), transformThread_([this] {
+          pthread_setname_np(pthread_self(), "hub-transform");
+          transform();
+      }) {}
 
-Band::Band() : blocks_(blocksKept), spectra_(spectraKept) {}
-Band::~Band() = default;
+Band::~Band() {
+    {
+        const std::lock_guard lock(mutex_);
+        ending_ = true;
+    }
+    changed_.notify_all();
+    transformThread_.join();
+}
 
 Tuned Band::tuned() const {
     return unpacked(tuned_.load(std::memory_order_relaxed));
@@ -53,6 +65,8 @@ void Band::onWritten(Written written) {
 
 void Band::write(std::span<const std::int16_t> samples, Clock::time_point arrival) {
     const Tuned now = tuned();
+    if (now.rate != std::exchange(rate_, now.rate))
+        restart();
     if (filling_ && Tuned{filling_->frequency, filling_->rate} != now)
         publish();
     if (!filling_)
@@ -76,6 +90,13 @@ void Band::begin(Tuned tuned) {
 
 void Band::publish() {
     blocks_.push(std::exchange(filling_, nullptr));
+    bool used = false;
+    {
+        const std::lock_guard lock(mutex_);
+        used = transformUses_ > 0;
+    }
+    if (used)
+        changed_.notify_all();
     if (written_)
         written_(true, false);
 }
@@ -97,11 +118,50 @@ void Band::restart() {
 }
 
 Band::TransformUse::TransformUse(Band& band) : band_(band) {
-    band_.transformUses_.fetch_add(1, std::memory_order_relaxed);
+    const std::lock_guard lock(band_.mutex_);
+    if (band_.transformUses_++ == 0)
+        band_.transformFrom_ = band_.blocks_.end();
 }
 
 Band::TransformUse::~TransformUse() {
-    band_.transformUses_.fetch_sub(1, std::memory_order_relaxed);
+    const std::lock_guard lock(band_.mutex_);
+    --band_.transformUses_;
+}
+
+void Band::transform() {
+    Transformer transformer([this](SpectrumPointer spectrum) {
+        spectra_.push(std::move(spectrum));
+        if (written_)
+            written_(false, true);
+    });
+    std::uint64_t next = 0;
+    while (waitForBlocks(transformer, next)) {
+        while (const BlockPointer block = blocks_.take(next))
+            transformer.take(*block);
+        {
+            const std::lock_guard lock(mutex_);
+            transformed_ = next;
+        }
+        changed_.notify_all();
+    }
+}
+
+// False at the end. What came while nobody used the transform is left out.
+bool Band::waitForBlocks(Transformer& transformer, std::uint64_t& next) {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] {
+        return ending_ || (transformUses_ > 0 && std::max(next, transformFrom_) < blocks_.end());
+    });
+    if (next < transformFrom_) {
+        next = transformFrom_;
+        transformer.forget();
+    }
+    return !ending_;
+}
+
+void Band::settle() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [&] { return transformUses_ == 0 || transformed_ >= blocks_.end(); });
 }
 
 } // namespace feedline::hub

@@ -10,12 +10,16 @@
 #include "tools/hub/band/Block.h"
 #include "tools/hub/band/SharedRing.h"
 #include "tools/hub/band/Spectrum.h"
+#include "tools/hub/band/Transformer.h"
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <span>
+#include <thread>
 
 namespace feedline::hub {
 
@@ -38,16 +42,17 @@ public:
     /// The values that the next written samples have.
     Tuned tuned() const;
     void setFrequency(std::uint32_t hertz);
+    /// A multiple of 200, at least 8,000.
     void setRate(std::uint32_t pairsASecond);
 
-    // The band's thread.
-
-    /// Called on the band's thread after each write that gave readers something new; must not
-    /// block. Set before the first write.
+    /// Called whenever readers have something new, by the writer and by the transform's thread;
+    /// must not block. Set before the first write.
     using Written = std::function<void(bool newBlocks, bool newSpectrum)>;
     void onWritten(Written written);
 
-    /// @param samples  I, Q, I, Q, ...: what was received next
+    // The writer, one thread.
+
+    /// The rate must be known. @param samples  I, Q, I, Q, ...: what was received next
     void write(std::span<const std::int16_t> samples, Clock::time_point arrival);
     /// So many pairs have been lost on the way here.
     void lose(std::uint64_t pairs);
@@ -55,6 +60,8 @@ public:
     void restart();
     /// Gives out what is held back for a fuller block.
     void flush();
+    /// Waits until the transform has everything that was given out. For tests.
+    void settle();
 
     // Readers, any thread.
 
@@ -74,21 +81,28 @@ public:
     };
 
 private:
-    class Transformer;
-
     void begin(Tuned tuned);
     void publish();
+    void transform();
+    bool waitForBlocks(Transformer& transformer, std::uint64_t& next);
 
     SharedRing<Block> blocks_;
     SharedRing<Spectrum> spectra_;
     std::atomic<std::uint64_t> tuned_{0}; ///< frequency in the low half, rate in the high half
-    std::atomic<unsigned> transformUses_{0};
     Written written_;
-    std::shared_ptr<Block> filling_; ///< of the band's thread, like the rest
+    std::shared_ptr<Block> filling_; ///< of the writer, like the next four
     Position position_ = 0;
     std::uint64_t lost_ = 0;
+    std::uint32_t rate_ = 0; ///< of what was written last
     bool fresh_ = true;
-    std::unique_ptr<Transformer> transformer_;
+
+    std::mutex mutex_; ///< guards the next five
+    std::condition_variable changed_;
+    unsigned transformUses_ = 0;
+    std::uint64_t transformFrom_ = 0; ///< blocks: where the first of the present users came
+    std::uint64_t transformed_ = 0;   ///< blocks
+    bool ending_ = false;
+    std::thread transformThread_;
 };
 
 } // namespace feedline::hub

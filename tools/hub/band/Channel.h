@@ -43,7 +43,7 @@ struct Reading {
 
 /// Losses of one channel, in pairs at its own rate.
 struct ChannelLosses {
-    std::uint64_t upstream = 0; ///< never reached the hub
+    std::uint64_t upstream = 0; ///< never reached the hub; short gaps are filled with zeros
     std::uint64_t own = 0;      ///< this reader was too slow for the shared window
 };
 
@@ -66,6 +66,9 @@ public:
     Reading read(std::span<std::complex<float>> to);
     /// The same as 16-bit numbers I, Q, I, Q, ...; the size must be even.
     Reading read(std::span<std::int16_t> to);
+
+    /// Any thread. Whether a read would now find something in what Band's Written has announced.
+    bool waitsFor(bool newBlocks, bool newSpectrum) const;
 
     /// Leaves out what waits, without counting it as lost.
     void skip();

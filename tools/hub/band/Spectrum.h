@@ -12,9 +12,10 @@ namespace feedline::hub {
 /// ones. Bin k, counted from 0, is at `frequency` + 40 Hz * k, and at the received rate less in the
 /// upper half. Not scaled: a carrier of amplitude 1.0 stands in its bin with rate / 40.
 struct Spectrum {
-    Position position = 0;  ///< of the first of the 20 ms of new pairs
-    std::uint64_t lost = 0; ///< received pairs missing before those, beyond what zeros stand for
-    bool fresh = false;     ///< begins anew: the 5 ms before are zeros
+    Position position = 0;       ///< of the first of the 20 ms of new pairs
+    std::uint64_t lost = 0;      ///< received pairs missing just before those
+    std::uint64_t zeros = 0;     ///< of the new pairs, those that are zeros for lost ones
+    bool fresh = false;          ///< begins anew: the 5 ms before are zeros
     std::uint32_t frequency = 0; ///< centre frequency, Hz
     std::uint32_t rate = 0;      ///< IQ pairs a second
     Clock::time_point arrival;   ///< when the last pair came in from the network

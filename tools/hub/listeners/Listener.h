@@ -34,9 +34,9 @@ struct ListenerRequest {
     bool tunes = true;
     /// Whether it takes a place among --listeners and --per-address.
     bool counts = true;
-    /// Called on the band's thread with a lock held: must only post to the output's own thread, and
-    /// call nothing of the hub. Not called any more once the Listener is destroyed, which waits for
-    /// a call under way.
+    /// Called on a thread of the band with a lock held: must only post to the output's own thread,
+    /// and call nothing of the hub. Not called any more once the Listener is destroyed, which waits
+    /// for a call under way.
     std::function<void()> wake;
 };
 

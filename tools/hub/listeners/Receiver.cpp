@@ -115,10 +115,11 @@ ChannelRequest Receiver::Body::wish(const Seat& seat,
     return {seat->wholeBand, seat->wantedFrequency, seat->wantedRate};
 }
 
-void Receiver::Body::wake() {
+void Receiver::Body::wake(bool newBlocks, bool newSpectrum) {
     const std::lock_guard lock(mutex_);
     for (const Seat& seat : seats_)
-        if (seat->running && seat->request.wake && !seat->woken.exchange(true))
+        if (seat->running && seat->request.wake && seat->channel.waitsFor(newBlocks, newSpectrum) &&
+            !seat->woken.exchange(true))
             seat->request.wake();
 }
 
@@ -199,7 +200,8 @@ void Receiver::Body::onWanted(std::function<void()> changed) {
 
 Receiver::Receiver(Band& band, const Configuration& configuration)
     : body_(std::make_shared<Body>(band, configuration)) {
-    band.onWritten([this](bool, bool) { body_->wake(); });
+    band.onWritten(
+        [this](bool newBlocks, bool newSpectrum) { body_->wake(newBlocks, newSpectrum); });
 }
 Receiver::~Receiver() = default;
 

@@ -20,7 +20,7 @@ public:
     TuneResult tune(const Seat& seat, std::uint32_t hertz);
     ChannelRequest wish(const Seat& seat, const std::function<void(Listener::Body&)>& change);
 
-    void wake();
+    void wake(bool newBlocks, bool newSpectrum);
     ReceiverState state() const;
     ReceiverFigures figures() const;
     Wanted wanted() const;
