@@ -10,11 +10,15 @@
 namespace feedline {
 namespace {
 
-class UserSettings : public QSettings {
-public:
-    UserSettings() : QSettings("feedline", "feedline") {
-        setFallbacksEnabled(false); // One file, the one the manual names.
-    }
+/// The file that the environment names, or else the user's.
+QString settingsFile() {
+    const QString named = qEnvironmentVariable("FEEDLINE_SETTINGS");
+    return named.isEmpty() ? QSettings("feedline", "feedline").fileName() : named;
+}
+
+/// One file and no other: settings opened by name have no others to fall back on.
+struct OneFile : QSettings {
+    OneFile() : QSettings(settingsFile(), QSettings::NativeFormat) {}
 };
 
 /// Whether a save can go ahead at once. The toolkit waits for the lock file beside the settings:
@@ -44,7 +48,7 @@ QVariant QtSettingsStore::value(const std::string& key) const {
     const QString name = QString::fromStdString(key);
     if (const auto pending = pending_.constFind(name); pending != pending_.cend())
         return *pending;
-    return UserSettings().value(name);
+    return OneFile().value(name);
 }
 
 void QtSettingsStore::setValue(const QVariant& value, const std::string& key) {
@@ -73,7 +77,7 @@ void QtSettingsStore::setString(const std::string& value, const std::string& key
 
 void QtSettingsStore::synchronize() {
     const std::lock_guard lock(mutex_);
-    UserSettings settings;
+    OneFile settings;
     if (lockIsFree(settings.fileName())) {
         for (auto change = pending_.cbegin(); change != pending_.cend(); ++change)
             settings.setValue(change.key(), change.value());

@@ -29,6 +29,7 @@ const QString& configurationFolder() {
 class QtSettingsStore : public ::testing::Test {
 protected:
     void SetUp() override {
+        qunsetenv("FEEDLINE_SETTINGS");
         qputenv("XDG_CONFIG_HOME", configurationFolder().toUtf8());
         QDir(configurationFolder()).removeRecursively();
         QDir().mkpath(configurationFolder());
@@ -65,6 +66,21 @@ TEST_F(QtSettingsStore, TheOrganisationsOwnFileIsNotRead) {
         << "[General]\nsdrPortNumber=7\n";
     EXPECT_EQ(store.integerForKey("sdrPortNumber"), 0);
     EXPECT_EQ(store.stringForKey("sdrPortNumber"), std::nullopt);
+}
+
+TEST_F(QtSettingsStore, TheEnvironmentMayNameAnotherFile) {
+    writeByHand("sdrPortNumber=50001\nsdrType=1\n");
+    const std::string users = content();
+    const QString other = configurationFolder() + "/elsewhere/other.conf";
+    qputenv("FEEDLINE_SETTINGS", other.toUtf8());
+    EXPECT_EQ(store.integerForKey("sdrPortNumber"), 0);
+    store.setInteger(50002, "sdrPortNumber");
+    store.synchronize();
+    EXPECT_EQ(feedline::QtSettingsStore().integerForKey("sdrPortNumber"), 50002);
+    EXPECT_TRUE(QFile::exists(other));
+    EXPECT_EQ(content(), users);
+    qputenv("FEEDLINE_SETTINGS", "");
+    EXPECT_EQ(store.integerForKey("sdrPortNumber"), 50001);
 }
 
 TEST_F(QtSettingsStore, IntegersAreSixtyFourBitsWide) {
