@@ -20,12 +20,10 @@ using client::ControlClient;
 using client::Failure;
 using client::Trouble;
 
-constexpr ControlClient::Seconds answerLimit{3};
+constexpr client::Seconds answerLimit{3};
 constexpr std::chrono::milliseconds pauseBetweenTries{250};
 constexpr int roundLength = 100; // ms
 constexpr std::chrono::milliseconds figuresEvery{500};
-
-constexpr std::uint8_t statusRunning = 12;
 
 // A server says of no frequency that it is in force, so the hub sets one before anybody has asked.
 constexpr std::uint32_t firstFrequencyHf = 7'100'000;       // Hz
@@ -92,8 +90,10 @@ void Upstream::run() {
 }
 
 void Upstream::serve() {
-    client_.emplace(configuration_.serverHost, configuration_.serverPort, answerLimit,
-                    ControlClient::Seconds(0));
+    client_.emplace(client::Endpoint{.host = configuration_.serverHost,
+                                     .port = configuration_.serverPort,
+                                     .bind = {}},
+                    client::Patience{.timeout = answerLimit});
     greet();
     while (!ending_)
         round();
@@ -104,7 +104,7 @@ void Upstream::serve() {
 void Upstream::greet() {
     state_.name = client_->targetName();
     state_.serial = client_->serialNumber();
-    state_.running = client_->status() == statusRunning;
+    state_.running = client_->status() == client::statusRunning;
     state_.connected = true;
     log("connected to " + state_.name + " at " + server_);
     if (greeted_)
