@@ -88,6 +88,32 @@ TEST_F(ProgramLife, APortInUseIsSaidAndEndsNothing) {
     EXPECT_EQ(server.savedSettings(), (Settings{port, noReceiver, "127.0.0.1"}));
 }
 
+// Cut short it would be another address; so the launch ends, and the settings stay.
+TEST_F(ProgramLife, AnAddressOf256CharactersEndsTheLaunchInALine) {
+    for (const Program program : {Program::feedlined, Program::feedline}) {
+        auto start = launch(noReceiver, "none", program);
+        start.settings.address = std::string(256, '1');
+        ServerProcess server(start);
+        EXPECT_EQ(server.waitForExit(), -SIGABRT);
+        auto lines = server.logLines();
+        std::erase(lines, "<This plugin does not support propagateSizeHints()>"); // The display's.
+        EXPECT_THAT(lines,
+                    ElementsAre(portLine, "setting sdrUdpAdr holds 256 characters, more than the "
+                                          "255 there is room for"));
+        EXPECT_EQ(server.output.text(), "");
+        EXPECT_EQ(server.savedSettings(), start.settings);
+    }
+}
+
+TEST_F(ProgramLife, AnAddressOf255CharactersIsTakenWhole) {
+    auto start = launch(noReceiver, "none");
+    start.settings.address = std::string(255, '1');
+    ServerProcess server(start);
+    ASSERT_TRUE(server.output.waitFor("Waiting for incoming connections...\n"));
+    EXPECT_EQ(server.end(SIGTERM, "the longest address"), 0);
+    EXPECT_EQ(server.savedSettings(), start.settings);
+}
+
 TEST_F(ProgramLife, WithoutADisplayTheWindowIsRefusedInALine) {
     auto start = launch(noReceiver, "none", Program::feedline);
     start.environment["QT_QPA_PLATFORM"] = "nowhere";
