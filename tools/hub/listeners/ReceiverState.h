@@ -21,7 +21,7 @@ struct ReceiverState {
 struct ReceiverFigures {
     std::uint64_t received = 0;      ///< IQ pairs
     std::uint64_t lostOnNetwork = 0; ///< IQ pairs missing by the datagrams' numbers
-    std::uint64_t lostInHub = 0;     ///< IQ pairs that this program was too slow for
+    std::uint64_t lostInHub = 0;  ///< IQ pairs for which this machine's receive buffer had no room
     std::uint64_t overflowed = 0; ///< datagrams that this machine's receive buffer had no room for
     std::uint64_t reconnections = 0; ///< times the server was found again
     std::uint64_t silences = 0;      ///< times the stream stopped by itself

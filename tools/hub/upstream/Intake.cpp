@@ -5,15 +5,10 @@
 #include <chrono>
 #include <cmath>
 #include <ctime>
-#include <pthread.h>
 
 namespace feedline::hub {
 
 namespace {
-
-using client::Arrival;
-
-constexpr std::size_t queueLimit = 16384; // datagrams, 17 MB
 
 // A slope over less than this is too far off to choose among the rates that receivers have.
 constexpr std::int64_t shortestMeasurement = 300'000'000; // ns
@@ -21,28 +16,42 @@ constexpr std::int64_t shortestMeasurement = 300'000'000; // ns
 constexpr std::int64_t fullMeasurement = 2'500'000'000; // ns
 
 // Arrival times are of the clock on the wall; what is reckoned with them here is the steady one.
-Clock::duration wallToSteady() {
+Clock::time_point steady(std::int64_t nanoseconds) {
     timespec wall{};
     clock_gettime(CLOCK_REALTIME, &wall);
-    const auto sinceEpoch =
-        std::chrono::seconds(wall.tv_sec) + std::chrono::nanoseconds(wall.tv_nsec);
-    return Clock::now().time_since_epoch() - sinceEpoch;
+    const auto now = std::chrono::seconds(wall.tv_sec) + std::chrono::nanoseconds(wall.tv_nsec);
+    return Clock::now() - (now - std::chrono::nanoseconds(nanoseconds));
 }
 
 } // namespace
 
-Intake::Intake(Band& band) : band_(band), queue_(queueLimit) {}
-
-Intake::~Intake() {
-    if (thread_.joinable())
-        thread_.join();
+void Intake::samples(std::int64_t position, std::int64_t nanoseconds,
+                     std::span<const std::int16_t> samples) {
+    beginIfExpected();
+    const std::size_t pairs = samples.size() / 2;
+    measure(position, nanoseconds, pairs / datagram::pairs);
+    pairs_.fetch_add(pairs, std::memory_order_relaxed);
+    lastArrival_.store(Clock::now().time_since_epoch().count(), std::memory_order_relaxed);
+    if (band_.tuned().rate != 0)
+        band_.write(samples, steady(nanoseconds));
 }
 
-void Intake::start() {
-    thread_ = std::thread([this] {
-        pthread_setname_np(pthread_self(), "hub-band");
-        run();
-    });
+void Intake::gap(std::int64_t from, std::int64_t to) {
+    beginIfExpected();
+    const auto pairs = static_cast<std::uint64_t>(to - from) * datagram::pairs;
+    lost_.fetch_add(pairs, std::memory_order_relaxed);
+    band_.lose(pairs);
+}
+
+void Intake::restart(std::int64_t /*position*/) {
+    band_.restart();
+    meter_ = {};
+    runBegan_ = 0;
+}
+
+void Intake::beginIfExpected() {
+    if (runExpected_.exchange(false, std::memory_order_relaxed))
+        restart(0);
 }
 
 void Intake::expectRun() {
@@ -54,48 +63,13 @@ Clock::time_point Intake::lastArrival() const {
     return Clock::time_point(Clock::duration(lastArrival_.load(std::memory_order_relaxed)));
 }
 
-void Intake::run() {
-    while (const client::BatchPointer batch = queue_.pop()) {
-        const Clock::duration offset = wallToSteady();
-        for (const client::ReceivedDatagram& datagram : *batch)
-            take(datagram,
-                 Clock::time_point(std::chrono::nanoseconds(datagram.nanoseconds) + offset));
-        lastArrival_.store(Clock::now().time_since_epoch().count(), std::memory_order_relaxed);
-    }
-    band_.flush();
-}
-
-void Intake::take(const client::ReceivedDatagram& datagram, Clock::time_point arrival) {
-    const auto& verdict = datagram.verdict;
-    if (runExpected_.exchange(false, std::memory_order_relaxed) ||
-        verdict.arrival == Arrival::restart) {
-        band_.restart();
-        meter_ = {};
-        runBegan_ = 0;
-        next_ = -1;
-    }
-    // A gap is passed on at once: to wait for a late datagram would hold up every listener.
-    if (verdict.arrival == Arrival::late || verdict.arrival == Arrival::duplicate)
-        return;
-    measure(datagram);
-    pairs_.fetch_add(datagram::pairs, std::memory_order_relaxed);
-    if (next_ >= 0 && verdict.position > next_)
-        lose(static_cast<std::uint64_t>(verdict.position - next_));
-    next_ = verdict.position + 1;
-    if (band_.tuned().rate != 0)
-        band_.write(datagram.samples, arrival);
-}
-
-void Intake::lose(std::uint64_t datagrams) {
-    lost_.fetch_add(datagrams * datagram::pairs, std::memory_order_relaxed);
-    band_.lose(datagrams * datagram::pairs);
-}
-
-void Intake::measure(const client::ReceivedDatagram& datagram) {
-    meter_.add(datagram.verdict.position, datagram.nanoseconds);
+// Datagrams that came in one go have one time of arrival: that of the first.
+void Intake::measure(std::int64_t position, std::int64_t nanoseconds, std::size_t datagrams) {
+    for (std::size_t at = 0; at < datagrams; ++at)
+        meter_.add(position + static_cast<std::int64_t>(at), nanoseconds);
     if (runBegan_ == 0)
-        runBegan_ = datagram.nanoseconds;
-    const std::int64_t length = datagram.nanoseconds - runBegan_;
+        runBegan_ = nanoseconds;
+    const std::int64_t length = nanoseconds - runBegan_;
     if (length < shortestMeasurement)
         return;
     const double measured = meter_.current();

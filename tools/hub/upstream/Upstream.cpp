@@ -1,5 +1,6 @@
 #include "tools/hub/upstream/Upstream.h"
 
+#include "stream/DataDatagram.h"
 #include "tools/client/Failure.h"
 #include "tools/hub/band/Rates.h"
 #include "tools/hub/log/Log.h"
@@ -21,6 +22,7 @@ using client::Failure;
 using client::Trouble;
 
 constexpr client::Seconds answerLimit{3};
+constexpr client::Seconds stopLimit{0.8};
 constexpr std::chrono::milliseconds pauseBetweenTries{250};
 constexpr int roundLength = 100; // ms
 constexpr std::chrono::milliseconds figuresEvery{500};
@@ -54,14 +56,14 @@ bool sameRate(double measured, std::uint32_t rate) {
 Upstream::Upstream(Band& band, Receiver& receiver, const Configuration& configuration)
     : band_(band), receiver_(receiver), configuration_(configuration),
       server_(configuration.serverHost + ":" + std::to_string(configuration.serverPort)),
-      news_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), intake_(band),
-      datagrams_(receivingAddress(configuration.serverHost), configuration.serverPort) {
+      news_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), end_(eventfd(0, EFD_CLOEXEC)), intake_(band),
+      datagrams_(client::DatagramSocket(receivingAddress(configuration.serverHost),
+                                        configuration.serverPort),
+                 intake_) {
     if (configuration.rate) {
         state_.rate = receivedRate(*configuration.rate);
         band_.setRate(state_.rate);
     }
-    intake_.start();
-    datagrams_.start({&intake_.queue()});
     receiver_.onWanted([this] { eventfd_write(news_.get(), 1); });
     thread_ = std::thread([this] {
         pthread_setname_np(pthread_self(), "hub-upstream");
@@ -71,10 +73,10 @@ Upstream::Upstream(Band& band, Receiver& receiver, const Configuration& configur
 
 Upstream::~Upstream() {
     ending_ = true;
+    eventfd_write(end_.get(), 1);
     eventfd_write(news_.get(), 1);
     thread_.join();
     receiver_.onWanted({});
-    datagrams_.stop();
 }
 
 void Upstream::run() {
@@ -82,29 +84,31 @@ void Upstream::run() {
         try {
             serve();
         } catch (const Failure& failure) {
+            if (ending_)
+                break;
             lose(failure.what());
-        }
-        if (!ending_)
             waitForNews(pauseBetweenTries.count());
+        }
     }
+    if (client_ && state_.running)
+        client_->stopAndLeave(stopLimit);
 }
 
 void Upstream::serve() {
     client_.emplace(client::Endpoint{.host = configuration_.serverHost,
                                      .port = configuration_.serverPort,
                                      .bind = {}},
-                    client::Patience{.timeout = answerLimit});
+                    client::Patience{.timeout = answerLimit, .cancel = end_.get()});
     greet();
     while (!ending_)
         round();
-    if (state_.running)
-        stop();
 }
 
 void Upstream::greet() {
     state_.name = client_->targetName();
     state_.serial = client_->serialNumber();
     state_.running = client_->status() == client::statusRunning;
+    askRate();
     state_.connected = true;
     log("connected to " + state_.name + " at " + server_);
     if (greeted_)
@@ -118,6 +122,15 @@ void Upstream::greet() {
                                  : firstFrequency(state_.name));
     if (state_.running)
         expectStream();
+}
+
+// Another hub tells its rate; a server's is measured.
+void Upstream::askRate() {
+    const std::optional<std::uint32_t> told = client_->sampleRate();
+    if (!told || *told == 0 || configuration_.rate)
+        return;
+    state_.rate = receivedRate(*told);
+    band_.setRate(state_.rate);
 }
 
 void Upstream::round() {
@@ -252,10 +265,10 @@ void Upstream::publish() {
         return;
     figuresDue_ = Clock::now() + figuresEvery;
     const client::ReceptionFigures reception = datagrams_.figures();
-    const std::uint64_t refused = intake_.queue().refusedCount() * datagram::pairs;
     figures_.received = intake_.pairs();
-    figures_.lostInHub = refused;
-    figures_.lostOnNetwork = intake_.lostPairs() - std::min(refused, intake_.lostPairs());
+    figures_.lostInHub =
+        std::min<std::uint64_t>(reception.overflowed * datagram::pairs, intake_.lostPairs());
+    figures_.lostOnNetwork = intake_.lostPairs() - figures_.lostInHub;
     figures_.overflowed = reception.overflowed;
     receiver_.setFigures(figures_);
 }

@@ -7,7 +7,7 @@
 #pragma once
 
 #include "tools/client/ControlClient.h"
-#include "tools/client/DatagramReceiver.h"
+#include "tools/client/StreamReceiver.h"
 #include "tools/client/UniqueFd.h"
 #include "tools/hub/listeners/Receiver.h"
 #include "tools/hub/upstream/Command.h"
@@ -25,8 +25,7 @@ class Upstream {
 public:
     /// Binds the port for the datagrams; throws client::Failure. Then begins.
     Upstream(Band& band, Receiver& receiver, const Configuration& configuration);
-    /// Stops the receiver and ends the threads; takes as long as the server's answer, at most the
-    /// time limit of an answer.
+    /// Stops the receiver and ends the threads, within a second.
     ~Upstream();
     Upstream(const Upstream&) = delete;
     Upstream& operator=(const Upstream&) = delete;
@@ -35,6 +34,7 @@ private:
     void run();
     void serve();
     void greet();
+    void askRate();
     void round();
     bool shouldRun(const Wanted& wanted);
     bool measuring() const;
@@ -55,8 +55,9 @@ private:
     const Configuration configuration_;
     const std::string server_; ///< as the user knows it
     client::UniqueFd news_;    ///< readable when something is wanted
+    client::UniqueFd end_;     ///< readable from the end on
     Intake intake_;
-    client::DatagramReceiver datagrams_;
+    client::StreamReceiver datagrams_;
     std::atomic<bool> ending_{false};
     std::optional<client::ControlClient> client_; ///< of the thread below, like the rest
     ReceiverState state_;
