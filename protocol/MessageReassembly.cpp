@@ -18,21 +18,22 @@ void AppDelegate::myDidReadData(const std::uint8_t* data, std::int32_t length) {
 bool AppDelegate::takeByte(std::uint8_t byte) {
     using Next = Reassembly::Next;
     Reassembly& r = reassembly_;
+    CAscpRxMsg& message = *r.message;
     switch (r.next) {
     case Next::headerByte0:
-        r.message->Buf8[0] = byte;
+        message.Buf8[0] = byte;
         r.next = Next::headerByte1;
         return false;
     case Next::headerByte1:
-        r.message->Buf8[1] = byte;
-        r.expectedLength = r.message->GetLength();
+        message.Buf8[1] = byte;
+        r.expectedLength = message.GetLength();
         r.byteIndex = control::headerSize;
         if (r.expectedLength == 0)
             r.expectedLength = control::largestMessage;
         r.next = r.expectedLength == control::headerSize ? Next::headerByte0 : Next::rest;
         return r.next == Next::headerByte0;
-    default:
-        r.message->Buf8.at(r.byteIndex++) = byte;
+    default: // The index stays below the expected length, which is at most the buffer's size.
+        message.Buf8[static_cast<std::size_t>(r.byteIndex++)] = byte;
         if (r.byteIndex < r.expectedLength)
             return false;
         r.next = Next::headerByte0;

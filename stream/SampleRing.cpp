@@ -1,10 +1,8 @@
 #include "stream/SampleRing.h"
 
-#include "app/RunTimeState.h"
 #include "platform/Log.h"
 #include "platform/Memory.h"
 
-#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <sys/mman.h>
@@ -40,6 +38,21 @@ void populateSampleRing() {
     // looking up small pages can cost it more than all it does there.
     preferLargePages(sampleRing, ringBytes);
     std::memset(sampleRing, 0, ringBytes);
+}
+
+bool takeSlice(std::uint8_t* to) {
+    const std::int32_t written = ringWriteIndex.load(std::memory_order_acquire);
+    const std::int32_t from = ringReadIndex;
+    if (entriesAvailable(written, from) < sliceEntries)
+        return false;
+    std::int16_t* const ring = sampleRing;
+#pragma GCC unroll 16
+    for (std::int32_t entry = 0; entry < sliceEntries; entry += pairEntries) {
+        const SamplePair pair = pairAt(ring, from + entry).load(std::memory_order_relaxed);
+        std::memcpy(to + entry * sizeof(std::int16_t), &pair, sizeof pair);
+    }
+    ringReadIndex = nextSlice(from);
+    return true;
 }
 
 } // namespace feedline

@@ -20,15 +20,11 @@ public:
 
     /// Sends one datagram if the ring holds enough for it; false when it does not.
     bool sendSlice() {
-        const std::int32_t written = ringWriteIndex.load(std::memory_order_acquire);
-        const std::int32_t r = ringReadIndex;
-        if (entriesAvailable(written, r) < sliceEntries)
+        if (!takeSlice(buffer_.samples()))
             return false;
         datagram::putHeader(buffer_.data(), sequence_++);
-        copySlice(buffer_.samples(), sampleRing + r);
         datagram::samplesToWire(buffer_.data());
-        ringReadIndex = nextSlice(r); // Before the send: a slice that cannot be sent is gone.
-        sendDatagram(socket_, buffer_, destination_);
+        sendDatagram(socket_, buffer_, destination_); // When it fails, the slice is gone.
         return true;
     }
 

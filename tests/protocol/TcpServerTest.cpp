@@ -443,14 +443,15 @@ TEST_F(TcpServer, ReceiveThatFailsIsALostClient) {
 
 TEST_F(TcpServer, ResultThatNoReceiveGivesIsTriedAgainAfterThePause) {
     const std::string pause = "pause 0 1000000";
-    int results = 0;
+    std::atomic<int> receives = 0;
     sockets().insteadOfRecv = [&]() -> std::optional<ssize_t> {
-        ++results;
-        return results <= 2 ? std::optional<ssize_t>(-1 - results) : std::nullopt;
+        ++receives;
+        return receives <= 2 ? std::optional<ssize_t>(-1 - receives) : std::nullopt;
     };
     startServer();
     auto client = servedClient();
-    EXPECT_EQ(results, 4); // Two such results, the request, and the one that waits.
+    // Two such results, the request, and one more that waits.
+    ASSERT_TRUE(waitUntil([&] { return receives == 4; }));
     EXPECT_EQ(sockets().count(pause), 3);
     EXPECT_EQ(tcpStatus, tcpConnected);
     client->disconnect();

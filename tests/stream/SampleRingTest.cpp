@@ -12,6 +12,8 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <cstring>
+#include <numeric>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <vector>
@@ -199,26 +201,74 @@ TEST_F(SampleRing, ThatCouldNotBeMadeIsTriedAgain) {
     EXPECT_NE(sampleRing.load(), nullptr);
 }
 
-TEST_F(SampleRing, SliceIsCopiedWholeAndNothingElse) {
-    ASSERT_TRUE(makeSampleRing());
-    for (std::int32_t i = 0; i < 3 * sliceEntries; ++i)
-        test::storeEntry(i, static_cast<std::int16_t>(i - 700));
-    std::array<std::int16_t, sliceEntries + 1> copy{};
-    copy.back() = 4242;
-    copySlice(reinterpret_cast<std::uint8_t*>(copy.data()), sampleRing + sliceEntries);
-    for (std::int32_t i = 0; i < sliceEntries; ++i)
-        ASSERT_EQ(copy.at(static_cast<std::size_t>(i)), i + sliceEntries - 700);
-    EXPECT_EQ(copy.back(), 4242);
+/// A ring that is made, and in which every entry near the start and the end says where it is.
+class SampleRingSlices : public SampleRing {
+protected:
+    SampleRingSlices() {
+        EXPECT_TRUE(makeSampleRing());
+        for (std::int32_t i = -2 * sliceEntries; i < 2 * sliceEntries; ++i)
+            test::storeEntry((i + ringEntries) % ringEntries, static_cast<std::int16_t>(i));
+    }
+
+    /// What a slice leaves in a buffer that is one entry longer.
+    std::vector<std::int16_t> take() {
+        std::vector<std::int16_t> taken(sliceEntries + 1, 4242);
+        EXPECT_TRUE(takeSlice(reinterpret_cast<std::uint8_t*>(taken.data())));
+        return taken;
+    }
+    static std::vector<std::int16_t> entriesFrom(std::int16_t first) {
+        std::vector<std::int16_t> entries(sliceEntries + 1);
+        std::iota(entries.begin(), entries.end(), first);
+        entries.back() = 4242;
+        return entries;
+    }
+};
+
+TEST_F(SampleRingSlices, AreTakenWholeOneAfterTheOther) {
+    ringWriteIndex = 2 * sliceEntries;
+    EXPECT_EQ(take(), entriesFrom(0));
+    EXPECT_EQ(ringReadIndex, sliceEntries);
+    EXPECT_EQ(take(), entriesFrom(sliceEntries));
+    EXPECT_EQ(ringReadIndex, 2 * sliceEntries);
 }
 
-TEST_F(SampleRing, SliceCanGoToAnUnalignedPlace) {
-    ASSERT_TRUE(makeSampleRing());
-    test::storeEntry(0, 0x1234);
-    std::array<std::uint8_t, datagram::sampleBytes + 1> copy{};
-    copySlice(copy.data() + 1, sampleRing);
-    std::int16_t first = 0;
-    std::memcpy(&first, copy.data() + 1, sizeof first);
-    EXPECT_EQ(first, 0x1234);
+TEST_F(SampleRingSlices, GoOnAtTheRingsStart) {
+    ringReadIndex = ringEntries - sliceEntries;
+    ringWriteIndex = sliceEntries;
+    EXPECT_EQ(take(), entriesFrom(-sliceEntries));
+    EXPECT_EQ(ringReadIndex, 0);
+    EXPECT_EQ(take(), entriesFrom(0));
+}
+
+TEST_F(SampleRingSlices, AreNotTakenBeforeTheyAreWhole) {
+    std::array<std::uint8_t, datagram::sampleBytes> untouched{};
+    untouched.fill(0xEE);
+    std::array<std::uint8_t, datagram::sampleBytes> bytes = untouched;
+    for (const std::int32_t written : {0, 2, sliceEntries - pairEntries}) {
+        ringWriteIndex = written;
+        EXPECT_FALSE(takeSlice(bytes.data())) << written;
+    }
+    EXPECT_EQ(bytes, untouched);
+    EXPECT_EQ(ringReadIndex, 0);
+}
+
+TEST_F(SampleRingSlices, CanGoToAnUnalignedPlace) {
+    ringWriteIndex = sliceEntries;
+    std::array<std::uint8_t, datagram::sampleBytes + 1> bytes{};
+    EXPECT_TRUE(takeSlice(bytes.data() + 1));
+    std::int16_t last = 0;
+    std::memcpy(&last, bytes.data() + datagram::sampleBytes - 1, sizeof last);
+    EXPECT_EQ(last, sliceEntries - 1);
+}
+
+TEST_F(SampleRingSlices, AreWhatAWriterPutIn) {
+    std::array<SamplePair, datagram::pairs> pairs{};
+    for (std::size_t n = 0; n < pairs.size(); ++n)
+        pairs[n] = {static_cast<std::int16_t>(1000 + 2 * n),
+                    static_cast<std::int16_t>(1001 + 2 * n)};
+    SampleRingWriter().write(pairs);
+    EXPECT_EQ(ringWriteIndex, sliceEntries);
+    EXPECT_EQ(take(), entriesFrom(1000));
 }
 
 } // namespace

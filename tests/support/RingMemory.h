@@ -15,8 +15,12 @@
 
 namespace feedline::test {
 
+/// Changes one entry, as the ring is accessed: its whole pair at once.
 inline void storeEntry(std::int32_t index, std::int16_t value) {
-    __atomic_store_n(sampleRing + index, value, __ATOMIC_RELAXED);
+    const auto pair = pairAt(sampleRing, index - index % pairEntries);
+    SamplePair changed = pair.load(std::memory_order_relaxed);
+    (index % pairEntries == 0 ? changed.i : changed.q) = value;
+    pair.store(changed, std::memory_order_relaxed);
 }
 
 inline std::size_t ringPages() {
