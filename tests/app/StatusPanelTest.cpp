@@ -98,7 +98,7 @@ TEST_F(StatusPanel, AStatusThatGoesBackInMidTickShowsItsNewerTextOneTickLater) {
     EXPECT_EQ(line.stringValue(), "TCP Server: CONNECTED");
 }
 
-#if defined(__x86_64__)
+#ifdef FEEDLINE_SINGLE_STEPS
 /// A line that knows whether it has been set.
 class OneLine : public MemoryField {
 public:

@@ -249,7 +249,7 @@ TEST_F(HfSampleCallback, BlocksOfEveryLengthAtEveryPlaceLeaveTheirPairsAndNothin
     }
 }
 
-#if defined(__x86_64__)
+#ifdef FEEDLINE_SINGLE_STEPS
 /// What the ring shows while the callback runs, instruction by instruction.
 struct Publications {
     /// The index before the block and after each change of it.
