@@ -62,14 +62,7 @@ void TracedAlert::runModal(const std::string& message, const std::string& inform
 FuzzedServer::FuzzedServer(SettingsStore& settings)
     : delegate(Platform{settings, mainThread, alert, activities}) {
     resetState();
-    delegate.serverPort = &serverPort;
-    delegate.serverTcpStatus = delegate.serverRemoteIP = delegate.serverRunning =
-        delegate.serverCenterFrequency = &status;
-    delegate.devicePopup = &devicePopup;
-    delegate.udpAddr = &udpAddr;
-    delegate.lnaAgcButton = delegate.mixerAgcButton = &gain;
-    delegate.lnaGainSlider = delegate.mixerGainSlider = delegate.vgaGainSlider = &gain;
-    delegate.linearitySlider = delegate.sensitivitySlider = &gain;
+    fillOutlets(delegate);
 }
 
 } // namespace fuzz

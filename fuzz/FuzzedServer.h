@@ -4,7 +4,8 @@
 // the kernel.
 #pragma once
 
-#include "NoPlatform.h"
+#include "MemoryControls.h"
+#include "MemoryPlatform.h"
 #include "app/AppDelegate.h"
 
 #include <array>
@@ -62,30 +63,6 @@ constexpr int clientDescriptor = 1000000;
 /// Thrown where the server would log a line and abort.
 struct Fatal {};
 
-class HeldField : public TextField {
-public:
-    void setStringValue(const std::string& text) override { text_ = text; }
-    std::string stringValue() const override { return text_; }
-    void keepNumeric() override {}
-
-private:
-    std::string text_;
-};
-
-class HeldPopUp : public PopUpButton {
-public:
-    void removeAllItems() override {}
-    void addItemWithTitle(const std::string& /*title*/) override {}
-    void selectItemAtIndex(std::int64_t index) override { selected = index; }
-    std::int64_t indexOfSelectedItem() const override { return selected; }
-    std::int64_t selected = -1;
-};
-
-class HeldValue : public ValueControl {
-public:
-    std::int32_t intValue() const override { return 0; }
-};
-
 /// While an alert is up the user may choose another receiver.
 class TracedAlert : public Alert {
 public:
@@ -94,15 +71,12 @@ public:
 };
 
 /// A controller with its outlets, over freshly reset state.
-struct FuzzedServer {
+struct FuzzedServer : test::MemoryControls {
     explicit FuzzedServer(SettingsStore& settings);
 
-    HeldField serverPort, status, udpAddr;
-    HeldPopUp devicePopup;
-    HeldValue gain;
-    test::NoMainThread mainThread; ///< no task and no timer matters to what is fuzzed here
+    test::ManualMainThread mainThread; ///< no task and no timer matters to what is fuzzed here
     TracedAlert alert;
-    test::NoActivity activities;
+    test::RecordingActivities activities;
     AppDelegate delegate;
 };
 

@@ -4,7 +4,8 @@
 //
 // Prints one "name value" line a figure.
 
-#include "NoPlatform.h"
+#include "DatagramReceiver.h"
+#include "MemoryPlatform.h"
 #include "app/AppDelegate.h"
 #include "app/RunTimeState.h"
 #include "stream/DatagramSocket.h"
@@ -12,7 +13,6 @@
 #include "stream/SampleRing.h"
 
 #include <algorithm>
-#include <arpa/inet.h>
 #include <array>
 #include <atomic>
 #include <cstdio>
@@ -51,21 +51,10 @@ double seconds(clockid_t clock) {
 /// A client that takes datagrams as fast as they come.
 class Drain {
 public:
-    Drain() : socket_(::socket(AF_INET, SOCK_DGRAM, 0)) {
-        sockaddr_in local{};
-        local.sin_family = AF_INET;
-        local.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        if (::bind(socket_, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0)
-            std::abort();
-        const int size = 16 << 20;
-        if (::setsockopt(socket_, SOL_SOCKET, SO_RCVBUFFORCE, &size, sizeof size) != 0) // root only
-            ::setsockopt(socket_, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
-        socklen_t length = sizeof local;
-        ::getsockname(socket_, reinterpret_cast<sockaddr*>(&local), &length);
-        port_ = ntohs(local.sin_port);
+    Drain() {
         std::thread([this] { run(); }).detach();
     }
-    int port() const { return port_; }
+    int port() const { return receiver_.port(); }
     long received() const { return received_; }
 
 private:
@@ -75,11 +64,10 @@ private:
         // Without ever sleeping: waking a sleeper would be charged to the sender, and to the slower
         // one more often.
         for (;;)
-            if (::recv(socket_, buffer.data(), buffer.size(), MSG_DONTWAIT) > 0)
+            if (::recv(receiver_.descriptor(), buffer.data(), buffer.size(), MSG_DONTWAIT) > 0)
                 received_.fetch_add(1, std::memory_order_relaxed);
     }
-    int socket_;
-    int port_ = 0;
+    test::DatagramReceiver receiver_{16 << 20};
     std::atomic<long> received_{0};
 };
 
@@ -149,8 +137,8 @@ int main() {
     Drain drain;
     udpAddress.assign("127.0.0.1");
     serverPortNumber = drain.port();
-    test::NoPlatform nothing;
-    AppDelegate delegate(nothing.platform);
+    test::MemoryPlatform memory;
+    AppDelegate delegate(memory.platform());
     if (!makeSampleRing())
         return 1;
     populateSampleRing();

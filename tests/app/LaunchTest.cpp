@@ -1,6 +1,6 @@
-#include "MemoryPlatform.h"
+#include "Loopback.h"
+#include "MemoryServer.h"
 #include "RecordingLog.h"
-#include "ReservedPort.h"
 #include "ScriptedVendors.h"
 #include "app/RunTimeState.h"
 

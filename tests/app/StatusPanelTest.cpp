@@ -1,4 +1,4 @@
-#include "MemoryPlatform.h"
+#include "MemoryServer.h"
 #include "RecordingLog.h"
 #include "ScriptedVendors.h"
 #include "SingleSteps.h"

@@ -1,7 +1,7 @@
 // A controller over scripted receivers, whose calls and log lines come in one sequence.
 #pragma once
 
-#include "MemoryPlatform.h"
+#include "MemoryServer.h"
 #include "RecordingLog.h"
 #include "ScriptedVendors.h"
 #include "app/RunTimeState.h"

@@ -1,7 +1,9 @@
 // From start to end without a stream: what the programs say when there is no receiver or no port,
 // and that a signal ends them well at every moment.
+#include "ControlConnection.h"
+#include "ControlMessages.h"
+#include "Loopback.h"
 #include "ServerProcess.h"
-#include "WireClient.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -22,8 +24,8 @@ constexpr int airspy = 1;
 constexpr int noReceiver = 2;
 
 struct ProgramLife : ::testing::Test {
-    LocalPort local;
-    const std::uint16_t port = local.port();
+    ReservedPort local;
+    const std::uint16_t port = local.number();
     const std::string portLine = "portToUse " + std::to_string(port);
 
     ServerProcess::Launch launch(int type, const std::string& devices,
@@ -65,7 +67,7 @@ TEST_F(ProgramLife, ATypeWithoutReceiverServesAnswersOnly) {
     ControlConnection client(port);
     EXPECT_EQ(client.ask(setState(2)), setState(2));
     EXPECT_EQ(client.ask(askStatus()), (Bytes{0x05, 0x00, 0x05, 0x00, 11}));
-    EXPECT_EQ(client.ask(setFrequency(7100000)), echoOfFrequency(7100000));
+    EXPECT_EQ(client.ask(setFrequency(7100000)), setFrequency(7100000));
     EXPECT_EQ(server.end(SIGTERM, "client connected"), 0);
     EXPECT_EQ(server.savedSettings(), (Settings{port, noReceiver, "127.0.0.1"}));
     EXPECT_THAT(server.log.text(), Not(::testing::HasSubstr("ALERT")));
@@ -80,7 +82,7 @@ TEST_F(ProgramLife, FirstLaunchSavesTheDefaults) {
 }
 
 TEST_F(ProgramLife, APortInUseIsSaidAndEndsNothing) {
-    ControlListener taken(port);
+    const OwnedDescriptor taken = listenOn(port);
     ServerProcess server(launch(noReceiver, "none"));
     ASSERT_TRUE(server.output.waitFor("TCPThread bind failed. Error\n"));
     EXPECT_EQ(server.end(SIGTERM, "port in use"), 0);

@@ -1,5 +1,7 @@
 // Receivers that refuse, stall, fall silent or are pulled out: what the server says of it, and that
 // it lives, answers and ends on request.
+#include "ControlConnection.h"
+#include "ControlMessages.h"
 #include "EmulatedServer.h"
 
 #include <gmock/gmock.h>
@@ -24,7 +26,7 @@ std::vector<std::string> tail(const ServerProcess& process, std::size_t count) {
     return lines;
 }
 
-void expectGoodEnd(EmulatedServer& server, const std::string& moment) {
+void expectGoodEnd(StreamedServer& server, const std::string& moment) {
     EXPECT_TRUE(server.process.running());
     EXPECT_EQ(server.process.end(SIGTERM, moment), 0);
     EXPECT_EQ(server.process.savedSettings(), server.settings);
@@ -32,7 +34,7 @@ void expectGoodEnd(EmulatedServer& server, const std::string& moment) {
 
 /// No server runs after a launch that failed; nothing tells that the launch is over, but its end
 /// comes before the process's.
-void expectNoServer(EmulatedServer& server, const std::string& moment) {
+void expectNoServer(StreamedServer& server, const std::string& moment) {
     EXPECT_FALSE(listening(server.port()));
     expectGoodEnd(server, moment);
     EXPECT_EQ(server.process.output.text(), "");
@@ -40,7 +42,7 @@ void expectNoServer(EmulatedServer& server, const std::string& moment) {
 }
 
 void run(const ControlConnection& client, std::uint32_t hertz) {
-    ASSERT_EQ(client.ask(setFrequency(hertz)), echoOfFrequency(hertz));
+    ASSERT_EQ(client.ask(setFrequency(hertz)), setFrequency(hertz));
     ASSERT_EQ(client.ask(setState(2)), setState(2));
 }
 
@@ -53,7 +55,7 @@ int countOf(const ServerProcess& process, const std::string& line) {
 // Launch, AirSpy HF+.
 
 TEST(HfLaunchFault, AReceiverThatAnotherProgramHasIsTwoAlerts) {
-    EmulatedServer server(receiverHf, {.faults = "claim hf"});
+    StreamedServer server(receiverHf, {.faults = "claim hf"});
     ASSERT_TRUE(server.process.log.waitFor("ALERT: ", 2));
     expectNoServer(server, "receiver taken");
     EXPECT_THAT(tail(server.process, 3), ElementsAre("err -1", "ALERT: Could not open AirSpyHF+",
@@ -62,7 +64,7 @@ TEST(HfLaunchFault, AReceiverThatAnotherProgramHasIsTwoAlerts) {
 
 // The library opens a receiver to list it, and leaves out one that it may not open.
 TEST(HfLaunchFault, AReceiverThatMayNotBeOpenedIsNotFound) {
-    EmulatedServer server(receiverHf, {.faults = "claim hf access"});
+    StreamedServer server(receiverHf, {.faults = "claim hf access"});
     ASSERT_TRUE(server.process.log.waitFor("ALERT: "));
     expectNoServer(server, "no permission");
     EXPECT_THAT(tail(server.process, 2),
@@ -70,7 +72,7 @@ TEST(HfLaunchFault, AReceiverThatMayNotBeOpenedIsNotFound) {
 }
 
 TEST(HfLaunchFault, ARefusedSampleRateIsAnAlert) {
-    EmulatedServer server(receiverHf, {.faults = "fail hf request:4 io"});
+    StreamedServer server(receiverHf, {.faults = "fail hf request:4 io"});
     ASSERT_TRUE(server.process.log.waitFor("ALERT: "));
     expectNoServer(server, "rate refused");
     EXPECT_THAT(tail(server.process, 2), ElementsAre("airspyhf_set_samplerate err -1  ",
@@ -80,7 +82,7 @@ TEST(HfLaunchFault, ARefusedSampleRateIsAnAlert) {
 // The second tuning request; the first one belongs to setting the rate. Only a short transfer
 // fails in this library.
 TEST(HfLaunchFault, ARefusedTuningIsAnAlert) {
-    EmulatedServer server(receiverHf, {.faults = "fail hf request:2 2 at 2"});
+    StreamedServer server(receiverHf, {.faults = "fail hf request:2 2 at 2"});
     ASSERT_TRUE(server.process.log.waitFor("ALERT: "));
     expectNoServer(server, "tuning refused");
     EXPECT_THAT(tail(server.process, 2),
@@ -88,7 +90,7 @@ TEST(HfLaunchFault, ARefusedTuningIsAnAlert) {
 }
 
 TEST(HfLaunchFault, WhatIsOnlyLoggedStopsNothing) {
-    EmulatedServer server(receiverHf,
+    StreamedServer server(receiverHf,
                           {.faults = "fail hf request:7 io; fail hf request:9 io;"
                                      "fail hf request:5 io always; fail hf request:14 io"});
     ControlConnection client(server.port());
@@ -100,7 +102,7 @@ TEST(HfLaunchFault, WhatIsOnlyLoggedStopsNothing) {
 }
 
 TEST(HfLaunchFault, RatesThatCannotBeReadFallBackToTheLibrarysOwn) {
-    EmulatedServer server(receiverHf, {.faults = "fail hf request:3 io always"});
+    StreamedServer server(receiverHf, {.faults = "fail hf request:3 io always"});
     ControlConnection client(server.port());
     EXPECT_EQ(client.ask(askStatus()), statusAnswer(idle));
     EXPECT_THAT(server.process.logLines(), Contains("err 0  numSampleRates 1"));
@@ -109,7 +111,7 @@ TEST(HfLaunchFault, RatesThatCannotBeReadFallBackToTheLibrarysOwn) {
 }
 
 TEST(HfLaunchFault, TheFirstOfTwoReceiversIsOpened) {
-    EmulatedServer server(receiverHf, {.devices = "hf,hf"});
+    StreamedServer server(receiverHf, {.devices = "hf,hf"});
     ControlConnection client(server.port());
     EXPECT_EQ(client.ask(askStatus()), statusAnswer(idle));
     EXPECT_THAT(server.process.logLines(), Contains("n 2"));
@@ -121,14 +123,14 @@ TEST(HfLaunchFault, TheFirstOfTwoReceiversIsOpened) {
 // Launch, AirSpy: no alert, ever.
 
 TEST(AirspyLaunchFault, AReceiverThatAnotherProgramHasIsLoggedOnly) {
-    EmulatedServer server(receiverAirspy, {.devices = "airspy", .faults = "claim airspy"});
+    StreamedServer server(receiverAirspy, {.devices = "airspy", .faults = "claim airspy"});
     ASSERT_TRUE(server.process.log.waitFor("err -5\n"));
     expectNoServer(server, "receiver taken");
     EXPECT_THAT(server.process.log.text(), Not(::testing::HasSubstr("ALERT")));
 }
 
 TEST(AirspyLaunchFault, ABiasSupplyThatStaysOnKeepsTheServerAway) {
-    EmulatedServer server(receiverAirspy,
+    StreamedServer server(receiverAirspy,
                           {.devices = "airspy", .faults = "fail airspy request:21 io"});
     ASSERT_TRUE(server.process.log.waitFor("airspy_set_rf_bias err "));
     expectNoServer(server, "bias supply");
@@ -136,7 +138,7 @@ TEST(AirspyLaunchFault, ABiasSupplyThatStaysOnKeepsTheServerAway) {
 }
 
 TEST(AirspyLaunchFault, WhatIsOnlyLoggedStopsNothing) {
-    EmulatedServer server(receiverAirspy,
+    StreamedServer server(receiverAirspy,
                           {.devices = "airspy",
                            .faults = "fail airspy request:11 io; fail airspy request:10 io;"
                                      "fail airspy request:12 io; fail airspy request:26 io at 2"});
@@ -151,7 +153,7 @@ TEST(AirspyLaunchFault, WhatIsOnlyLoggedStopsNothing) {
 }
 
 TEST(AirspyLaunchFault, AReceiverWithASingleRateServes) {
-    EmulatedServer server(
+    StreamedServer server(
         receiverAirspy,
         {.devices = "airspy", .more = {{"FEEDLINE_EMULATOR_RATES_AIRSPY", "3000000"}}});
     ControlConnection client(server.port());
@@ -196,7 +198,7 @@ const Kind airspyKind{receiverAirspy,
 struct ReceiverFault : ::testing::TestWithParam<Kind> {
     const Kind kind = GetParam();
     const std::string device = kind.device;
-    EmulatedServer server{kind.type, {.devices = device, .fails = true}};
+    StreamedServer server{kind.type, {.devices = device, .fails = true}};
 
     void command(const std::string& verb, const std::string& rest = "") {
         server.receiver.tell(verb + " " + device + (rest.empty() ? "" : " " + rest));
@@ -249,10 +251,9 @@ TEST_P(ReceiverFault, ARefusedTuningIsAnAlertAndTheSameAnswer) {
     ControlConnection client(server.port());
     ASSERT_EQ(client.ask(askStatus()), statusAnswer(idle));
     command("fail", std::string(kind.refused).substr(6 + device.size()));
-    EXPECT_EQ(client.ask(setFrequency(kind.centre + 1000000)),
-              echoOfFrequency(kind.centre + 1000000));
+    EXPECT_EQ(client.ask(setFrequency(kind.centre + 1000000)), setFrequency(kind.centre + 1000000));
     EXPECT_THAT(tail(server.process, 2), ElementsAre(kind.tuning, kind.alert));
-    EXPECT_EQ(client.ask(setFrequency(kind.centre)), echoOfFrequency(kind.centre));
+    EXPECT_EQ(client.ask(setFrequency(kind.centre)), setFrequency(kind.centre));
     EXPECT_EQ(countOf(server.process, kind.alert), 1);
     expectGoodEnd(server, "after a refused tuning");
 }
@@ -265,7 +266,7 @@ TEST_P(ReceiverFault, PulledOutWhileIdle) {
     EXPECT_EQ(tail(server.process, 1).front(), kind.error);
     expectAnswers(client, running);
     EXPECT_EQ(client.ask(setState(1)), setState(1));
-    EXPECT_EQ(client.ask(setFrequency(kind.centre)), echoOfFrequency(kind.centre));
+    EXPECT_EQ(client.ask(setFrequency(kind.centre)), setFrequency(kind.centre));
     command("plug");
     EXPECT_EQ(client.ask(setState(2)), setState(2));
     EXPECT_EQ(client.ask(setState(1)), setState(1));
@@ -320,9 +321,9 @@ TEST_P(ReceiverFault, ARequestOfTenSecondsHoldsItsClientAndNothingElse) {
     command("delay", std::string(kind.tuningRequest) + " 10000");
     const std::uint32_t elsewhere = kind.centre + 1000000;
     ASSERT_TRUE(client.send(setFrequency(elsewhere)));
-    EXPECT_FALSE(client.readable(1s));
+    EXPECT_FALSE(client.hasInput(1s));
     EXPECT_TRUE(waitForMore()) << "the stream stood still";
-    EXPECT_EQ(client.receive(), echoOfFrequency(elsewhere));
+    EXPECT_EQ(client.receive(), setFrequency(elsewhere));
     EXPECT_EQ(server.datagrams.counts().gaps, 0U);
     expectGoodEnd(server, "after a slow request");
 }

@@ -1,10 +1,13 @@
 // The device pop-up and the restart action, in whatever order a user may try them, with both
 // receivers attached: the core and the vendors' libraries in this process, over the emulated USB.
+#include "ControlConnection.h"
+#include "ControlMessages.h"
 #include "EmulatorControl.h"
-#include "MemoryPlatform.h"
+#include "Loopback.h"
+#include "MemoryServer.h"
+#include "ReceivedStream.h"
 #include "RecordingLog.h"
 #include "ServerProcess.h"
-#include "WireClient.h"
 #include "app/RunTimeState.h"
 
 #include <gmock/gmock.h>
@@ -77,7 +80,7 @@ public:
     /// Where the emulator takes commands.
     std::string emulator() const { return (folder_.path() / "emulator").string(); }
 
-    StreamClient& datagrams = *new StreamClient;
+    ReceivedStream& datagrams = *new ReceivedStream;
     Server& server = Server::make();
 
 private:
@@ -86,7 +89,7 @@ private:
         ASSERT_FALSE(client->ask(askStatus()).empty());
     }
 
-    ScratchFolder folder_;
+    TemporaryFolder folder_;
     std::unique_ptr<ControlConnection> client;
 };
 
@@ -155,7 +158,7 @@ INSTANTIATE_TEST_SUITE_P(Restart, PutBack,
 TEST_P(PutBack, StreamsAgainAfterARestart) {
     const auto& [type, name] = GetParam();
     Attached attached(type);
-    test::EmulatorControl emulator(attached.emulator());
+    EmulatorControl emulator(attached.emulator());
     attached.run();
     ASSERT_TRUE(attached.streams());
     emulator.tell(std::string("unplug ") + name);

@@ -1,4 +1,6 @@
 // A signal ends the programs well while the receiver is in the middle of something.
+#include "ControlConnection.h"
+#include "ControlMessages.h"
 #include "EmulatedServer.h"
 
 #include <gtest/gtest.h>
@@ -13,12 +15,12 @@ using namespace std::chrono_literals;
 constexpr Program programs[] = {Program::feedlined, Program::feedline};
 constexpr int signals[] = {SIGTERM, SIGINT};
 
-void expectGoodEnd(EmulatedServer& server, int signal, const std::string& moment) {
+void expectGoodEnd(StreamedServer& server, int signal, const std::string& moment) {
     EXPECT_EQ(server.process.end(signal, moment), 0);
     EXPECT_EQ(server.process.savedSettings(), server.settings);
 }
 
-void stream(EmulatedServer& server, ControlConnection& client) {
+void stream(StreamedServer& server, ControlConnection& client) {
     ASSERT_EQ(client.ask(setState(2)), setState(2));
     ASSERT_TRUE(server.datagrams.waitForDatagrams(300));
 }
@@ -27,7 +29,7 @@ TEST(StreamingEnd, WhileStreaming) {
     for (const Program program : programs)
         for (const int signal : signals)
             for (const int type : {receiverHf, receiverAirspy}) {
-                EmulatedServer server(type, {.devices = "hf,airspy", .program = program});
+                StreamedServer server(type, {.devices = "hf,airspy", .program = program});
                 ControlConnection client(server.port());
                 stream(server, client);
                 expectGoodEnd(server, signal,
@@ -37,7 +39,7 @@ TEST(StreamingEnd, WhileStreaming) {
 
 TEST(StreamingEnd, WithABacklogPending) {
     for (const int signal : signals) {
-        EmulatedServer server(receiverHf);
+        StreamedServer server(receiverHf);
         {
             ControlConnection client(server.port());
             stream(server, client);
@@ -51,7 +53,7 @@ TEST(StreamingEnd, WithABacklogPending) {
 TEST(StreamingEnd, WhileARequestHangsOnTheMainThread) {
     for (const Program program : programs)
         for (const char* point : {"open", "claim", "request:3", "request:4", "request:9"}) {
-            EmulatedServer server(
+            StreamedServer server(
                 receiverHf,
                 {.faults = std::string("hang hf ") + point + " always", .program = program});
             ASSERT_TRUE(server.process.log.waitFor("initAirspy\n"));
@@ -63,7 +65,7 @@ TEST(StreamingEnd, WhileARequestHangsOnTheTcpThread) {
     for (const Program program : programs)
         for (const int type : {receiverHf, receiverAirspy}) {
             const std::string device = type == receiverHf ? "hf" : "airspy";
-            EmulatedServer server(type, {.devices = device, .program = program});
+            StreamedServer server(type, {.devices = device, .program = program});
             ControlConnection client(server.port());
             ASSERT_EQ(client.ask(askStatus()), statusAnswer(idle));
             server.receiver.tell("hang " + device + " request:1 always");
@@ -75,20 +77,20 @@ TEST(StreamingEnd, WhileARequestHangsOnTheTcpThread) {
 
 TEST(StreamingEnd, WhileAClientsTuningHasAnAlertOpen) {
     for (const int signal : signals) {
-        EmulatedServer server(receiverAirspy, {.devices = "airspy", .program = Program::feedline});
+        StreamedServer server(receiverAirspy, {.devices = "airspy", .program = Program::feedline});
         ControlConnection client(server.port());
         ASSERT_EQ(client.ask(askStatus()), statusAnswer(idle));
         server.receiver.tell("fail airspy request:13 io always");
         ASSERT_TRUE(client.send(setFrequency(airspyCentre)));
         ASSERT_TRUE(server.process.log.waitFor("airspy_set_freq err -1000  \n"));
         // The box stays up, and the answer away, until somebody presses its button.
-        EXPECT_FALSE(client.readable(300ms));
+        EXPECT_FALSE(client.hasInput(300ms));
         expectGoodEnd(server, signal, "alert open for a client's tuning");
     }
 }
 
 TEST(StreamingEnd, WhileStopWaitsForAReceiverThatSaysNothing) {
-    EmulatedServer server(receiverHf);
+    StreamedServer server(receiverHf);
     ControlConnection client(server.port());
     stream(server, client);
     server.receiver.tell("hang hf request:1 always");

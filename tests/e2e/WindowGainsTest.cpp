@@ -34,11 +34,11 @@ constexpr unsigned mixerAgc = 18;
 
 /// Made once and kept: the emulated receivers and a running controller end with the process.
 struct Attached {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     OffscreenApplication application;
     RecordingActivities activities;
     WindowedServer server{activities};
-    std::unique_ptr<test::EmulatorControl> emulator;
+    std::unique_ptr<EmulatorControl> emulator;
 
     static const Attached& make(std::int32_t type) {
         static const Attached& attached = *new Attached(type);
@@ -51,7 +51,7 @@ struct Attached {
         setenv("FEEDLINE_EMULATOR_CONTROL", socket.c_str(), 1);
         deviceType = type;
         EXPECT_EQ(server.controller.doDeviceInit(), 0);
-        emulator = std::make_unique<test::EmulatorControl>(socket);
+        emulator = std::make_unique<EmulatorControl>(socket);
         emulator->tell("forget airspy");
         clearRecordedLines();
         server.window->show();

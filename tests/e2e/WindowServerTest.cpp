@@ -1,11 +1,13 @@
 // The window and the server behind it, joined as in the program and moved with real events: the
 // vendors' libraries in this process, over emulated receivers, and a client on the control port.
+#include "ControlConnection.h"
+#include "ControlMessages.h"
 #include "EmulatorControl.h"
+#include "Loopback.h"
 #include "MemoryPlatform.h"
 #include "OffscreenApplication.h"
 #include "RecordingLog.h"
 #include "ServerProcess.h"
-#include "WireClient.h"
 #include "app/RunTimeState.h"
 #include "programs/WindowedServer.h"
 
@@ -38,11 +40,10 @@ constexpr auto waitingText = "TCP Server: WAITING FOR CONNECT";
 constexpr auto bindFailedText = "TCP Server: BIND FAILED";
 constexpr auto connectFailedText = "TCP Server: CONNECT FAILED";
 constexpr auto disconnectedText = "TCP Server: DISCONNECTED";
-constexpr int patience = 60000; // milliseconds, for what only a broken build keeps from coming
 
 /// Where settings and emulator look, set before either does.
 struct Environment {
-    ScratchFolder folder;
+    TemporaryFolder folder;
     std::string emulator = (folder.path() / "emulator").string();
 
     explicit Environment(const char* devices) {
@@ -53,7 +54,7 @@ struct Environment {
 };
 
 bool comes(const std::function<bool()>& condition) {
-    return QTest::qWaitFor(condition, patience);
+    return QTest::qWaitFor(condition, std::chrono::milliseconds(longestWait).count());
 }
 
 /// The program but for its main function. Made once in a process, and kept to its end.
@@ -136,7 +137,7 @@ private:
     const QMessageBox* answered_ = nullptr;
 
 public:
-    LocalPort port;
+    ReservedPort port;
     std::vector<std::string> alerts;
     WindowedServer server{activities_};
 
@@ -144,7 +145,7 @@ private:
     Desktop(std::int64_t type, const char* devices) : environment_(devices) {
         QtSettingsStore settings;
         settings.setInteger(type, "sdrType");
-        settings.setInteger(port.port(), "sdrPortNumber");
+        settings.setInteger(port.number(), "sdrPortNumber");
         settings.synchronize();
     }
 };
@@ -167,7 +168,7 @@ TEST(WindowServer, FollowsAClientUntilTheNextOneCanCome) {
     auto& desktop = Desktop::make(deviceAirspyHf, "hf");
     desktop.launch();
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
-    ControlConnection client(desktop.port.port());
+    ControlConnection client(desktop.port.number());
     EXPECT_TRUE(desktop.showsStatus(connectedText));
     EXPECT_TRUE(desktop.shows("serverRemoteIP", "Remote Address: 127.0.0.1"));
     client.ask(setState(2));
@@ -181,20 +182,20 @@ TEST(WindowServer, FollowsAClientUntilTheNextOneCanCome) {
     EXPECT_TRUE(desktop.shows("serverRemoteIP", "Remote Address: NOT CONNECTED"));
     EXPECT_TRUE(desktop.showsStatus(waitingText));
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 2; }));
-    const ControlConnection next(desktop.port.port());
+    const ControlConnection next(desktop.port.number());
     EXPECT_TRUE(desktop.showsStatus(connectedText));
 }
 
 TEST(WindowServer, ShowsAPortThatAnotherProgramHas) {
     auto& desktop = Desktop::make(deviceAirspyHf, "hf");
-    auto other = std::make_unique<ControlListener>(desktop.port.port());
+    auto other = listenOn(desktop.port.number());
     desktop.answerAlerts(); // Restart finds the receiver taken, by this very process.
     desktop.launch();
     EXPECT_TRUE(desktop.showsStatus(bindFailedText));
-    other.reset();
+    other.close();
     desktop.pressRestart(); // There is no server thread that it could wake.
     EXPECT_TRUE(desktop.showsStatus(waitingText));
-    EXPECT_FALSE(listening(desktop.port.port()));
+    EXPECT_FALSE(listening(desktop.port.number()));
     EXPECT_EQ(countOf(logged("SetUpTcpServerAfterDelay")), 0);
     EXPECT_EQ(countOf(logged("SetUpTcpServer")), 1);
     EXPECT_THAT(desktop.alerts, takenTwice);
@@ -206,7 +207,7 @@ TEST(WindowServer, RestartBringsAServerBackThatServedAClient) {
     auto& desktop = Desktop::make(deviceAirspyHf, "hf,airspy");
     desktop.launch();
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
-    const ControlConnection client(desktop.port.port());
+    const ControlConnection client(desktop.port.number());
     EXPECT_TRUE(desktop.showsStatus(connectedText));
     desktop.chooseAirspy();
     EXPECT_EQ(deviceType, deviceAirspy);
@@ -217,7 +218,7 @@ TEST(WindowServer, RestartBringsAServerBackThatServedAClient) {
     EXPECT_TRUE(desktop.showsStatus(disconnectedText));
     EXPECT_TRUE(desktop.showsStatus(waitingText));
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 2; }));
-    const ControlConnection next(desktop.port.port());
+    const ControlConnection next(desktop.port.number());
     EXPECT_FALSE(next.ask(askStatus()).empty());
     EXPECT_TRUE(desktop.showsStatus(connectedText));
 }
@@ -229,10 +230,10 @@ TEST(WindowServer, RestartEndsAServerThatWaitedForAClient) {
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
     desktop.pressRestart();
     EXPECT_TRUE(desktop.showsStatus(connectFailedText));
-    EXPECT_FALSE(listening(desktop.port.port()));
+    EXPECT_FALSE(listening(desktop.port.number()));
     desktop.pressRestart(); // No server thread any more: the line is all that changes.
     EXPECT_TRUE(desktop.showsStatus(waitingText));
-    EXPECT_FALSE(listening(desktop.port.port()));
+    EXPECT_FALSE(listening(desktop.port.number()));
     EXPECT_EQ(countOf(logged("SetUpTcpServerAfterDelay")), 0);
     EXPECT_THAT(desktop.alerts, IsEmpty());
 }
@@ -243,49 +244,49 @@ TEST(WindowServer, StaysAliveWhileTheReceiverIsPulledOutAndWhileARequestHangs) {
     auto& desktop = Desktop::make(deviceAirspyHf, "hf");
     desktop.launch();
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
-    const ControlConnection client(desktop.port.port());
+    const ControlConnection client(desktop.port.number());
     EXPECT_TRUE(desktop.showsStatus(connectedText));
-    test::EmulatorControl emulator(desktop.emulatorSocket());
+    EmulatorControl emulator(desktop.emulatorSocket());
     emulator.tell("forget hf");
     emulator.tell("hang hf request:2");
     client.send(setFrequency(7100000));
     emulator.until([&] { return emulator.calls("hf", 2) == 1; }, "the request");
     desktop.server.window->status.serverRunning.setStringValue("");
     EXPECT_TRUE(desktop.shows("serverRunning", "AirSpyHF+ IDLE")) << "no tick meanwhile";
-    EXPECT_FALSE(client.readable(std::chrono::milliseconds(0)));
+    EXPECT_FALSE(client.hasInput(std::chrono::milliseconds(0)));
     desktop.retype("udpAddr", "192.168.1.20");
     EXPECT_EQ(desktop.server.window->receiver.udpAddr.stringValue(), "192.168.1.20");
     desktop.answerAlerts();
     emulator.tell("unplug hf"); // Which also ends the request; the library takes it for done.
-    ASSERT_TRUE(comes([&] { return client.readable(std::chrono::milliseconds(0)); }));
-    EXPECT_EQ(client.receive(), echoOfFrequency(7100000));
+    ASSERT_TRUE(comes([&] { return client.hasInput(std::chrono::milliseconds(0)); }));
+    EXPECT_EQ(client.receive(), setFrequency(7100000));
     EXPECT_THAT(desktop.alerts, IsEmpty());
     EXPECT_TRUE(desktop.shows("serverCenterFrequency", "Center Frequency: 7100.000 kHz"));
     client.ask(setState(2)); // Refused, and shown as asked for.
     EXPECT_TRUE(desktop.shows("serverRunning", "AirSpyHF+ RUNNING"));
-    EXPECT_EQ(desktop.close(), (Settings{desktop.port.port(), deviceAirspyHf, "192.168.1.20"}));
+    EXPECT_EQ(desktop.close(), (Settings{desktop.port.number(), deviceAirspyHf, "192.168.1.20"}));
 }
 
 // Edits
 
 TEST(WindowServer, AnEditedPortIsTheNextServersAndTheNextStarts) {
     auto& desktop = Desktop::make(deviceAirspyHf, "hf");
-    const LocalPort other;
+    const ReservedPort other;
     desktop.launch();
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
-    EXPECT_EQ(desktop.control<QLineEdit>("serverPort").text().toInt(), desktop.port.port());
-    desktop.retype("serverPort", std::to_string(other.port()).c_str());
+    EXPECT_EQ(desktop.control<QLineEdit>("serverPort").text().toInt(), desktop.port.number());
+    desktop.retype("serverPort", other.text().c_str());
     {
-        const ControlConnection client(desktop.port.port()); // Still the old one.
+        const ControlConnection client(desktop.port.number()); // Still the old one.
         EXPECT_TRUE(desktop.showsStatus(connectedText));
     }
     EXPECT_TRUE(desktop.showsStatus(disconnectedText));
     EXPECT_TRUE(desktop.showsStatus(waitingText));
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 2; }));
-    EXPECT_FALSE(listening(desktop.port.port()));
-    const ControlConnection client(other.port());
+    EXPECT_FALSE(listening(desktop.port.number()));
+    const ControlConnection client(other.number());
     EXPECT_TRUE(desktop.showsStatus(connectedText));
-    EXPECT_EQ(desktop.close(), (Settings{other.port(), deviceAirspyHf, "127.0.0.1"}));
+    EXPECT_EQ(desktop.close(), (Settings{other.number(), deviceAirspyHf, "127.0.0.1"}));
 }
 
 TEST(WindowServer, AnEditedAddressWaitsForTheNextStart) {
@@ -295,14 +296,14 @@ TEST(WindowServer, AnEditedAddressWaitsForTheNextStart) {
     EXPECT_TRUE(desktop.shows("serverCenterFrequency", "Center Frequency: 1600.000 kHz"));
     desktop.retype("udpAddr", "192.168.1.20");
     {
-        const ControlConnection client(desktop.port.port());
+        const ControlConnection client(desktop.port.number());
         EXPECT_TRUE(desktop.showsStatus(connectedText));
         desktop.pressRestart();
         EXPECT_THAT(desktop.alerts, takenTwice);
     }
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 2; }));
     EXPECT_EQ(udpAddress.str(), "127.0.0.1") << "taken at a Restart or a new set-up";
-    EXPECT_EQ(desktop.close(), (Settings{desktop.port.port(), deviceAirspyHf, "192.168.1.20"}));
+    EXPECT_EQ(desktop.close(), (Settings{desktop.port.number(), deviceAirspyHf, "192.168.1.20"}));
 }
 
 TEST(WindowServer, DoubtfulEditsAreSavedAsTheyStand) {
@@ -323,9 +324,9 @@ TEST(WindowServer, AMissingReceiverHoldsLaunchUntilTheAlertIsDismissed) {
     desktop.launch();
     ASSERT_TRUE(comes([] { return countOf(logged("So long, app nap")) == 1; }));
     EXPECT_THAT(desktop.alerts, ElementsAre("No AirSpyHF+ found|Is it plugged in?"));
-    EXPECT_FALSE(listening(desktop.port.port()));
+    EXPECT_FALSE(listening(desktop.port.number()));
     EXPECT_EQ(desktop.line("serverTcpStatus"), waitingText);
-    EXPECT_EQ(desktop.close(), (Settings{desktop.port.port(), deviceAirspyHf, "127.0.0.1"}));
+    EXPECT_EQ(desktop.close(), (Settings{desktop.port.number(), deviceAirspyHf, "127.0.0.1"}));
 }
 
 struct Refusal {
@@ -347,7 +348,7 @@ TEST_P(WindowLaunch, TellsWhatTheReceiverRefusedAndServesNobody) {
     desktop.launch();
     ASSERT_TRUE(comes([] { return countOf(logged("So long, app nap")) == 1; }));
     EXPECT_EQ(desktop.alerts, GetParam().alerts);
-    EXPECT_FALSE(listening(desktop.port.port()));
+    EXPECT_FALSE(listening(desktop.port.number()));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -362,19 +363,19 @@ TEST(WindowServer, ARefusedFrequencyHoldsTheClientWhileTheStatusGoesOn) {
     auto& desktop = Desktop::make(deviceAirspyHf, "hf");
     desktop.launch();
     ASSERT_TRUE(comes([] { return countOf(printed(acceptLine)) == 1; }));
-    const ControlConnection client(desktop.port.port());
+    const ControlConnection client(desktop.port.number());
     EXPECT_TRUE(desktop.showsStatus(connectedText));
     bool shownMeanwhile = false;
     bool answeredMeanwhile = true;
     desktop.answerAlerts([&] {
         shownMeanwhile = desktop.shows("serverCenterFrequency", "Center Frequency: 7100.000 kHz");
-        answeredMeanwhile = client.readable(std::chrono::milliseconds(0));
+        answeredMeanwhile = client.hasInput(std::chrono::milliseconds(0));
     });
-    test::EmulatorControl(desktop.emulatorSocket())
+    EmulatorControl(desktop.emulatorSocket())
         .tell("fail hf request:2 2"); // Half a request is done.
     client.send(setFrequency(7100000));
-    ASSERT_TRUE(comes([&] { return client.readable(std::chrono::milliseconds(0)); }));
-    EXPECT_EQ(client.receive(), echoOfFrequency(7100000));
+    ASSERT_TRUE(comes([&] { return client.hasInput(std::chrono::milliseconds(0)); }));
+    EXPECT_EQ(client.receive(), setFrequency(7100000));
     EXPECT_THAT(desktop.alerts, ElementsAre("AirSpyHF+ set frequency fail|"));
     EXPECT_TRUE(shownMeanwhile) << "the status lines stood still under the alert";
     EXPECT_FALSE(answeredMeanwhile) << "the alert did not hold the client";

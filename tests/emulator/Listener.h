@@ -1,7 +1,7 @@
 // What a callback of a vendor's library has heard, for the tests beside this file.
 #pragma once
 
-#include "Tones.h"
+#include "Spectrum.h"
 
 #include <chrono>
 #include <condition_variable>

@@ -5,7 +5,7 @@
 // hf-callback (a pair), airspy-callback (a datagram) or request (one). Prints how often the path
 // was taken while callgrind counted.
 
-#include "NoPlatform.h"
+#include "MemoryPlatform.h"
 #include "app/AppDelegate.h"
 #include "app/RunTimeState.h"
 #include "protocol/ControlMessage.h"
@@ -62,8 +62,8 @@ long request() {
     if (::socketpair(AF_UNIX, SOCK_STREAM, 0, connection.data()) != 0)
         throw std::runtime_error("no connection");
     clientSocket = connection[0];
-    test::NoPlatform nothing;
-    AppDelegate controller(nothing.platform);
+    test::MemoryPlatform memory;
+    AppDelegate controller(memory.platform());
     const std::array<std::uint8_t, 4> askStatus{4, TYPE_REQUEST_CITEM, itemReceiverStatus, 0};
     count([&] { controller.myDidReadData(askStatus.data(), askStatus.size()); });
     std::array<std::uint8_t, 64> answers{};

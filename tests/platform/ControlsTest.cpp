@@ -1,6 +1,6 @@
 #include "platform/Controls.h"
 
-#include "MemoryPlatform.h"
+#include "MemoryControls.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,8 @@
 // The real programs where numbers are written with a decimal comma: what they print and log, and
 // what they understand, is the same there as everywhere.
 #include "CommaLocale.h"
+#include "ControlConnection.h"
+#include "ControlMessages.h"
 #include "EmulatedServer.h"
 
 #include <gmock/gmock.h>
@@ -60,7 +62,8 @@ INSTANTIATE_TEST_SUITE_P(Programs, Locale, ::testing::Values(Program::feedlined,
 #ifdef PROBE
 TEST_F(Locale, TheProbePrintsAndTakesNumbersWithAPoint) {
     comma.offer();
-    const std::uint16_t port = LocalPort().port();
+    const ReservedPort reserved;
+    const std::uint16_t port = reserved.number();
     const ServerProcess server(
         {.settings = {port, receiverHf, "127.0.0.1"}, .environment = comma.environment()});
     const std::string text =

@@ -1,6 +1,8 @@
 #include "protocol/CAscpTxMsg.h"
 
-#include "LoopbackSockets.h"
+#include "Bytes.h"
+#include "Loopback.h"
+#include "ReplyPeer.h"
 #include "app/RunTimeState.h"
 
 #include <gmock/gmock.h>

@@ -1,7 +1,8 @@
 // What the reassembly hands on shows in the replies and the log lines of the messages.
-#include "LoopbackSockets.h"
-#include "MemoryPlatform.h"
+#include "Bytes.h"
+#include "MemoryServer.h"
 #include "RecordingLog.h"
+#include "ReplyPeer.h"
 #include "ScriptedVendors.h"
 #include "app/AppDelegate.h"
 #include "app/RunTimeState.h"

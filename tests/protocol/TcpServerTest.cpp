@@ -1,7 +1,9 @@
 // The control port on real sockets, with the server's own threads. The main thread's clock is the
 // test's; where a step is to fail, the socket call is made to.
-#include "LoopbackSockets.h"
-#include "MemoryPlatform.h"
+#include "Bytes.h"
+#include "ControlConnection.h"
+#include "Loopback.h"
+#include "MemoryServer.h"
 #include "ProcessFacts.h"
 #include "RecordingLog.h"
 #include "ScriptedVendors.h"
@@ -200,7 +202,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using test::Bytes;
-using test::ControlClient;
+using test::ControlConnection;
 using test::Line;
 using test::logged;
 using test::printed;
@@ -272,13 +274,13 @@ protected:
     }
 
     /// A client that has been served once.
-    std::unique_ptr<ControlClient> servedClient(const ReservedPort& on) {
-        auto client = std::make_unique<ControlClient>(on.number());
+    std::unique_ptr<ControlConnection> servedClient(const ReservedPort& on) {
+        auto client = std::make_unique<ControlConnection>(on.number());
         client->send(statusRequest);
-        EXPECT_EQ(client->receive(5), idleReply);
+        EXPECT_EQ(client->receiveHex(5), idleReply);
         return client;
     }
-    std::unique_ptr<ControlClient> servedClient() { return servedClient(port); }
+    std::unique_ptr<ControlConnection> servedClient() { return servedClient(port); }
 
     /// The shutdowns and closings of the descriptors; the TCP thread's own are left out.
     static std::vector<std::string> closingCalls(const std::vector<std::string>& descriptors) {
@@ -336,7 +338,7 @@ TEST_F(TcpServer, ServesAClientAndComesBackAfterFiveSecondsOnThePortThenInTheFie
     EXPECT_EQ(remoteAddressRaw, htonl(INADDR_LOOPBACK));
     EXPECT_TRUE(serverActive);
 
-    client->disconnect();
+    client->close();
     ASSERT_TRUE(waitForLine(disconnected));
     letTheClientBeLost();
     EXPECT_EQ(tcpStatus, tcpDisconnected);
@@ -396,7 +398,7 @@ TEST_F(TcpServer, EverySetUpStartsTheUdpThreadTooAndALostClientEndsIt) {
     EXPECT_NE(firstUdp, firstTcp);
     ASSERT_TRUE(waitForLine(logged("*** UDP Thread  0")));
     EXPECT_EQ(test::countOf(printed("UDPThread exit\n")), 0);
-    servedClient()->disconnect();
+    servedClient()->close();
     ASSERT_TRUE(waitForLine(printed("UDPThread exit\n")));
     letTheServerComeBack();
     EXPECT_TRUE(waitForLine(logged("*** UDP Thread  0"), 2));
@@ -404,7 +406,7 @@ TEST_F(TcpServer, EverySetUpStartsTheUdpThreadTooAndALostClientEndsIt) {
 
 TEST_F(TcpServer, ClientThatGoesAtOnceIsAClientThatHasGone) {
     startServer();
-    ControlClient(port.number()).disconnect();
+    ControlConnection(port.number()).close();
     waitForStatus(tcpDisconnected);
     letTheServerComeBack();
     EXPECT_EQ(tcpStatus, tcpWaiting);
@@ -454,7 +456,7 @@ TEST_F(TcpServer, ResultThatNoReceiveGivesIsTriedAgainAfterThePause) {
     ASSERT_TRUE(waitUntil([&] { return receives == 4; }));
     EXPECT_EQ(sockets().count(pause), 3);
     EXPECT_EQ(tcpStatus, tcpConnected);
-    client->disconnect();
+    client->close();
     letTheServerComeBack();
     EXPECT_EQ(sockets().count(pause), 3);
     EXPECT_EQ(test::countOf(disconnected), 1);
@@ -462,9 +464,9 @@ TEST_F(TcpServer, ResultThatNoReceiveGivesIsTriedAgainAfterThePause) {
 
 TEST_F(TcpServer, ResultThatNoReceiveGivesEndsAnInactiveServersThreadWithoutCleanUp) {
     serverPortNumber = port.number();
-    std::unique_ptr<ControlClient> client;
+    std::unique_ptr<ControlConnection> client;
     sockets().beforeAccept = [&] {
-        client = std::make_unique<ControlClient>(port.number());
+        client = std::make_unique<ControlConnection>(port.number());
     };
     sockets().insteadOfRecv = [] {
         serverActive = false;
@@ -482,7 +484,7 @@ TEST_F(TcpServer, ResultThatNoReceiveGivesEndsAnInactiveServersThreadWithoutClea
 }
 
 TEST_F(TcpServer, PortThatIsTakenIsNotTriedAgain) {
-    port.occupy();
+    const test::OwnedDescriptor other = test::listenOn(port.number());
     sockets().clear();
     server.delegate.SetUpTcpServer();
     ASSERT_TRUE(waitForLine(printed("TCPThread bind failed. Error\n")));
@@ -523,9 +525,9 @@ TEST_F(TcpServer, ListenerWithoutASecondDescriptorIsASocketThatCouldNotBeMade) {
 
 TEST_F(TcpServer, ConnectionWithoutASecondDescriptorIsAnAcceptThatFailed) {
     serverPortNumber = port.number();
-    std::unique_ptr<ControlClient> client;
+    std::unique_ptr<ControlConnection> client;
     sockets().beforeAccept = [&] {
-        client = std::make_unique<ControlClient>(port.number());
+        client = std::make_unique<ControlConnection>(port.number());
         sockets().fail("dup", EMFILE);
     };
     server.delegate.TCPThread();
@@ -534,7 +536,7 @@ TEST_F(TcpServer, ConnectionWithoutASecondDescriptorIsAnAcceptThatFailed) {
     EXPECT_EQ(clientSocket, -1);
     EXPECT_TRUE(test::isOpen(listenSocket));
     EXPECT_TRUE(remoteAddress.empty());
-    EXPECT_EQ(client->receive(1), ""); // Not left to wait for a server that will not serve it.
+    EXPECT_EQ(client->receiveHex(1), ""); // Not left to wait for a server that will not serve it.
     EXPECT_TRUE(nothingIsScheduled());
 }
 
@@ -592,16 +594,16 @@ TEST_F(TcpServer, PortsLowSixteenBitsCountAndTextThatIsNoNumberIsPortZero) {
 TEST_F(TcpServer, SecondClientIsNotAccepted) {
     startServer();
     auto first = servedClient();
-    ControlClient second(port.number()); // The system takes it into the queue.
+    ControlConnection second(port.number()); // The system takes it into the queue.
     second.send(statusRequest);
     first->send(statusRequest);
-    EXPECT_EQ(first->receive(5), idleReply);
+    EXPECT_EQ(first->receiveHex(5), idleReply);
     EXPECT_FALSE(second.hasInput());
     EXPECT_EQ(sockets().countOfCall("accept"), 1);
 
-    first->disconnect();
+    first->close();
     letTheClientBeLost();
-    EXPECT_EQ(second.receive(5), ""); // Its connection goes with the listener.
+    EXPECT_EQ(second.receiveHex(5), ""); // Its connection goes with the listener.
     EXPECT_EQ(test::countOf(accepted(clientSocket)), 0);
 }
 
@@ -614,7 +616,7 @@ TEST_F(TcpServer, RestartWhileServingBringsTheServerBackAfterFiveSeconds) {
     server.delegate.restartServer();
     letTheClientBeLost();
     EXPECT_EQ(tcpStatus, tcpDisconnected);
-    EXPECT_EQ(client->receive(1), "");
+    EXPECT_EQ(client->receiveHex(1), "");
 
     // Whoever of the two threads closed which: each was shut and closed once.
     const auto calls = closingCalls({listener, clients});
@@ -664,12 +666,12 @@ TEST_F(TcpServer, ThreadBlocksOnDescriptorsThatNobodyElseCloses) {
     EXPECT_NE(sockets().receivedOn, clientSocket);
     server.delegate.restartServer();
     letTheClientBeLost();
-    client->disconnect();
+    client->close();
     EXPECT_EQ(test::openDescriptors(), descriptors + 1); // The UDP thread's.
 }
 
 TEST_F(TcpServer, RestartWithoutAServerBringsNothingBack) {
-    port.occupy();
+    const test::OwnedDescriptor other = test::listenOn(port.number());
     server.delegate.SetUpTcpServer();
     waitForStatus(tcpBindFailed);
     const std::string listener = std::to_string(listenSocket);
@@ -687,9 +689,9 @@ TEST_F(TcpServer, RestartWithoutAServerBringsNothingBack) {
 
 TEST_F(TcpServer, RestartBetweenAcceptAndServingLeavesTheClientAsItIs) {
     serverPortNumber = port.number();
-    std::unique_ptr<ControlClient> client;
+    std::unique_ptr<ControlConnection> client;
     sockets().beforeAccept = [&] {
-        client = std::make_unique<ControlClient>(port.number());
+        client = std::make_unique<ControlConnection>(port.number());
     };
     sockets().afterAccept = [&] {
         server.delegate.restartServer();
@@ -706,9 +708,9 @@ TEST_F(TcpServer, RestartBetweenAcceptAndServingLeavesTheClientAsItIs) {
 
 TEST_F(TcpServer, InactiveServerLeavesBothSocketsOpenAfterAccept) {
     serverPortNumber = port.number();
-    std::unique_ptr<ControlClient> client;
+    std::unique_ptr<ControlConnection> client;
     sockets().beforeAccept = [&] {
-        client = std::make_unique<ControlClient>(port.number());
+        client = std::make_unique<ControlConnection>(port.number());
     };
     sockets().afterAccept = [] {
         serverActive = false;
@@ -724,9 +726,9 @@ TEST_F(TcpServer, InactiveServerLeavesBothSocketsOpenAfterAccept) {
 
 TEST_F(TcpServer, RestartClosesTheListenerBeforeTheClient) {
     serverPortNumber = port.number();
-    std::unique_ptr<ControlClient> client;
+    std::unique_ptr<ControlConnection> client;
     sockets().beforeAccept = [&] {
-        client = std::make_unique<ControlClient>(port.number());
+        client = std::make_unique<ControlConnection>(port.number());
     };
     sockets().afterAccept = [] {
         serverActive = false; // The thread ends and leaves both sockets to the restart.
@@ -742,11 +744,11 @@ TEST_F(TcpServer, RestartClosesTheListenerBeforeTheClient) {
 
 TEST_F(TcpServer, SetUpThatComesDueUnderARestartsAlertIsRestartedToo) {
     startServer();
-    servedClient()->disconnect();
+    servedClient()->close();
     letTheClientBeLost();
     deviceType = deviceAirspyHf;
     test::vendors().hfSerials.clear();
-    std::unique_ptr<ControlClient> client;
+    std::unique_ptr<ControlConnection> client;
     server.alert.whileUp = [&] {
         server.mainThread.advance(5s);
         ASSERT_TRUE(waitForLine(waiting, 2));
@@ -755,14 +757,14 @@ TEST_F(TcpServer, SetUpThatComesDueUnderARestartsAlertIsRestartedToo) {
     server.delegate.restartServer();
     EXPECT_THAT(server.alert.shown(), ::testing::SizeIs(1));
     // The restart goes on when the alert is dismissed, and ends what was set up meanwhile.
-    EXPECT_EQ(client->receive(1), "");
+    EXPECT_EQ(client->receiveHex(1), "");
     letTheServerComeBack();
     servedClient();
 }
 
 TEST_F(TcpServer, RestartDuringTheFiveSecondsDoesNotHoldTheServerBack) {
     startServer();
-    servedClient()->disconnect();
+    servedClient()->close();
     letTheClientBeLost();
     server.mainThread.advance(2s);
     sockets().clear();
@@ -798,18 +800,18 @@ TEST_F(TcpServer, AlertHoldsTheRepliesBackUntilItIsDismissed) {
     ASSERT_TRUE(waitUntil([&] { return server.alert.isUp(); }));
     EXPECT_FALSE(client->hasInput());
     server.alert.hold(false);
-    EXPECT_EQ(client->receive(15), "0A 00 20 00 00 40 42 0F 00 00 " + idleReply);
+    EXPECT_EQ(client->receiveHex(15), "0A 00 20 00 00 40 42 0F 00 00 " + idleReply);
 }
 
 TEST_F(TcpServer, MessageCutShortByOneClientIsContinuedByTheNext) {
     startServer();
     auto client = servedClient();
     client->send(Bytes{0x04, 0x20});
-    client->disconnect();
+    client->close();
     letTheServerComeBack();
-    ControlClient next(port.number());
+    ControlConnection next(port.number());
     next.send(Bytes{0x02, 0x00, 0x04, 0x20, 0x05, 0x00});
-    EXPECT_EQ(next.receive(14 + 5), "0E 00 02 00 31 32 33 34 35 36 37 38 39 00 " + idleReply);
+    EXPECT_EQ(next.receiveHex(14 + 5), "0E 00 02 00 31 32 33 34 35 36 37 38 39 00 " + idleReply);
 }
 
 /// What a stream leaves of its last message, by the framing's rules: bytes that would complete it.
@@ -845,7 +847,7 @@ TEST_F(TcpServer, SurvivesMegabytesOfNoise) {
     hfDevice = test::hfHandle();
     test::vendors().results["airspyhf_set_freq#3"] = -1;
     startServer();
-    auto client = std::make_unique<ControlClient>(port.number());
+    auto client = std::make_unique<ControlConnection>(port.number());
     std::mt19937 random(3); // NOLINT(cert-msc51-cpp): the same noise at every run.
     FramingModel framing;
     for (int block = 0; block < 512; ++block) {
@@ -862,7 +864,7 @@ TEST_F(TcpServer, SurvivesMegabytesOfNoise) {
     ASSERT_TRUE(waitForLine(waiting));
 
     isStreaming = 0;
-    auto next = std::make_unique<ControlClient>(port.number());
+    auto next = std::make_unique<ControlConnection>(port.number());
     next->send(framing.padding());
     next->send(Bytes{0x04, 0x20, 0x04, 0x00});
     Bytes replies; // That to the padded message, if it had one, comes first.
@@ -887,7 +889,7 @@ TEST_F(TcpServer, ClientsThatAskAndResetCostOneDatagramSocketEachAndNoMemory) {
     const int udpSocketsBefore = sockets().datagramSockets;
     startServer();
     const auto serveOne = [&](int round) {
-        ControlClient client(port.number());
+        ControlConnection client(port.number());
         client.send(statusRequest);
         client.reset();
         letTheServerComeBack();

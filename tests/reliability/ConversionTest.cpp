@@ -2,7 +2,7 @@
 // integers alone. FEEDLINE_CONVERSION_STRIDE=1 goes through all 2^32 inputs (the long form);
 // otherwise every 257th, which meets every exponent and every low byte.
 #include "Amount.h"
-#include "MemoryPlatform.h"
+#include "MemoryServer.h"
 #include "app/RunTimeState.h"
 #include "stream/SampleCallbacks.h"
 #include "stream/SampleRing.h"

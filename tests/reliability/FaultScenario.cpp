@@ -1,8 +1,10 @@
 #include "FaultScenario.h"
 
+#include "Bytes.h"
+#include "ControlConnection.h"
+#include "DatagramReceiver.h"
 #include "Faults.h"
-#include "LoopbackSockets.h"
-#include "MemoryPlatform.h"
+#include "MemoryServer.h"
 #include "ProcessFacts.h"
 #include "RecordingLog.h"
 #include "ScriptedVendors.h"
@@ -67,38 +69,6 @@ bool soon(const std::function<bool()>& condition) {
     }
     return true; // Not asked again: the system's list of threads can lack one while another ends.
 }
-
-/// A port for both protocols that nobody else gets: a server that asks for the reuse of addresses
-/// can listen on it, and what it sends there arrives here.
-class BothPorts {
-public:
-    BothPorts() {
-        for (int attempt = 0; attempt < 100 && !take(); ++attempt)
-            tcp_ = std::make_unique<ReservedPort>();
-    }
-    std::uint16_t number() const { return tcp_->number(); }
-
-    /// The next datagram that has arrived; empty when none has.
-    Bytes receive() const {
-        Bytes bytes(2048);
-        const ssize_t got = ::recv(udp_.get(), bytes.data(), bytes.size(), MSG_DONTWAIT);
-        bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
-        return bytes;
-    }
-
-private:
-    bool take() {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        address.sin_port = htons(tcp_->number());
-        udp_ = OwnedDescriptor(::socket(AF_INET, SOCK_DGRAM, 0));
-        return ::bind(udp_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    }
-
-    std::unique_ptr<ReservedPort> tcp_ = std::make_unique<ReservedPort>();
-    OwnedDescriptor udp_;
-};
 
 /// By their names: a sanitizer may have threads of its own.
 int threadsNamed(std::string_view wanted) {
@@ -178,7 +148,7 @@ struct Expectation {
 class Scenario {
 public:
     explicit Scenario(const Receiver& receiver) : receiver_(receiver) {
-        server_.settings.values["sdrPortNumber"] = std::int64_t{ports_.number()};
+        server_.settings.values["sdrPortNumber"] = std::int64_t{ports_.port()};
         server_.settings.values["sdrType"] = std::int64_t{receiver.type};
         vendors().onCall = [&receiver](const std::string& call) {
             const std::string function = call.substr(0, call.find(' '));
@@ -205,7 +175,7 @@ private:
     }
 
     bool serveInOrder() {
-        std::optional<ControlClient> client;
+        std::optional<ControlConnection> client;
         if (!connect(client))
             return settled();
         if (serving_ && converse(*client))
@@ -215,7 +185,7 @@ private:
     }
 
     /// False when the connection was lost on the way.
-    bool converse(ControlClient& client) {
+    bool converse(ControlConnection& client) {
         if (!exchange(client, askName, receiver_.nameReply) || !start(client))
             return false;
         if (!exchange(client, askStatus, expected_.running ? "05 00 05 00 0C" : "05 00 05 00 0B"))
@@ -230,21 +200,21 @@ private:
         return exchange(client, stop, hex(stop));
     }
 
-    bool start(ControlClient& client) {
+    bool start(ControlConnection& client) {
         expectStart();
         return exchange(client, run, hex(run));
     }
 
     /// The user restarts the server under a client whose receiver runs.
     bool serveUntilRestart() {
-        std::optional<ControlClient> client;
+        std::optional<ControlConnection> client;
         if (!connect(client))
             return settled();
         if (serving_ && start(*client)) {
             deliverBlock();
             expectInit();
             asServer([&] { server_.delegate.restartServer(); });
-            mustBe<std::string>("", client->receive(1), "sent at the end");
+            mustBe<std::string>("", client->receiveHex(1), "sent at the end");
             expected_.lines.emplace_back("TCPThread Client disconnected\n");
             serving_ = false;
         }
@@ -252,8 +222,8 @@ private:
         return comeBack();
     }
 
-    void leave(ControlClient& client) {
-        client.disconnect();
+    void leave(ControlConnection& client) {
+        client.close();
         expected_.lines.emplace_back("TCPThread Client disconnected\n");
         serving_ = false;
     }
@@ -469,9 +439,9 @@ private:
     void datagramsArrive() {
         must(waitForDone("sendto", expected_.calls["sendto"]), "a datagram was not sent");
         for (const Bytes& datagram : expected_.datagrams)
-            must(ports_.receive() == datagram, "another datagram, or none");
+            must(ports_.takeBytes() == datagram, "another datagram, or none");
         expected_.datagrams.clear();
-        must(ports_.receive().empty(), "a datagram too many");
+        must(ports_.takeBytes().empty(), "a datagram too many");
     }
 
     /// The user moves every control once, then a whole set is applied.
@@ -497,11 +467,11 @@ private:
     }
 
     /// False when the server has given the listener up instead of serving.
-    bool connect(std::optional<ControlClient>& client) {
-        client.emplace(ports_.number());
+    bool connect(std::optional<ControlConnection>& client) {
+        client.emplace(ports_.port());
         if (expected_.fails("dup")) {
             expectAcceptToFail();
-            must(client->receive(1).empty(), "bytes from a server that has no descriptor left");
+            must(client->receiveHex(1).empty(), "bytes from a server that has no descriptor left");
             client.reset();
             return false;
         }
@@ -515,12 +485,12 @@ private:
 
     /// The client sends, the server carries out what the expectation already knows of and answers.
     /// False when the connection is lost.
-    bool exchange(ControlClient& client, const Bytes& message, const std::string& reply) {
+    bool exchange(ControlConnection& client, const Bytes& message, const std::string& reply) {
         client.send(message);
         const bool replied = !expected_.fails("write");
         receiveAgain();
         if (replied)
-            mustBe(reply, client.receive((reply.size() + 1) / 3), "reply");
+            mustBe(reply, client.receiveHex((reply.size() + 1) / 3), "reply");
         else if (serving_)
             must(!client.hasInput(), "an answer that could not be written");
         return serving_;
@@ -600,7 +570,7 @@ private:
     }
 
     const Receiver& receiver_;
-    BothPorts ports_;
+    DatagramReceiver ports_;
     Server& server_ = Server::make();
     Expectation expected_;
     bool serving_ = false; ///< there is a connection, and it has not been lost

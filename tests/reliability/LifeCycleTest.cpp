@@ -4,8 +4,10 @@
 // thread, and nothing else. FEEDLINE_LIFE_CYCLES says how many: 300 otherwise, 10,000 in the long
 // form.
 #include "Amount.h"
-#include "LoopbackSockets.h"
-#include "MemoryPlatform.h"
+#include "Bytes.h"
+#include "ControlConnection.h"
+#include "Loopback.h"
+#include "MemoryServer.h"
 #include "ProcessFacts.h"
 #include "RecordingLog.h"
 #include "ScriptedVendors.h"
@@ -82,22 +84,22 @@ protected:
 
     /// The client's whole life; how it ends depends on its number.
     void serve(std::uint64_t number) {
-        ControlClient client(port.number());
+        ControlConnection client(port.number());
         client.send(run);
-        ASSERT_EQ(client.receive(8), "08 00 18 00 80 02 80 00");
+        ASSERT_EQ(client.receiveHex(8), "08 00 18 00 80 02 80 00");
         client.send(askStatus);
-        ASSERT_EQ(client.receive(5), "05 00 05 00 0C");
+        ASSERT_EQ(client.receiveHex(5), "05 00 05 00 0C");
         client.send(tune);
-        ASSERT_EQ(client.receive(10), "0A 00 20 00 00 40 42 0F 00 00");
+        ASSERT_EQ(client.receiveHex(10), "0A 00 20 00 00 40 42 0F 00 00");
         leave(client, number % 4);
     }
 
-    void leave(ControlClient& client, std::uint64_t way) {
+    void leave(ControlConnection& client, std::uint64_t way) {
         switch (way) {
         case 0: // in order
             client.send(stop);
-            ASSERT_EQ(client.receive(8), "08 00 18 00 80 01 00 00");
-            client.disconnect();
+            ASSERT_EQ(client.receiveHex(8), "08 00 18 00 80 01 00 00");
+            client.close();
             break;
         case 1: // killed
             client.send(stop);
@@ -110,7 +112,7 @@ protected:
             client.reset();
             break;
         default: // at rest, the receiver running
-            client.disconnect();
+            client.close();
             break;
         }
     }

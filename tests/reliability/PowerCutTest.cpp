@@ -49,7 +49,7 @@ void save(QtSettingsStore& store, bool first) {
 }
 
 TEST(PowerCut, LeavesTheOldSettingsOrTheNewOnes) {
-    const ScratchFolder home;
+    const TemporaryFolder home;
     setenv("XDG_CONFIG_HOME", home.path().c_str(), 1);
     const fs::path file = home.path() / "feedline" / "feedline.conf";
     fs::create_directories(file.parent_path());

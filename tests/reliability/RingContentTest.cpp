@@ -3,7 +3,7 @@
 // FEEDLINE_RING_PAIRS says how many: 10^7 otherwise, which passes the ring's end once, 10^9 in the
 // long form.
 #include "Amount.h"
-#include "MemoryPlatform.h"
+#include "MemoryServer.h"
 #include "RecordingLog.h"
 #include "app/RunTimeState.h"
 #include "stream/DataDatagram.h"

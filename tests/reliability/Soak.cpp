@@ -6,10 +6,15 @@
 //   feedline_soak hf|airspy cycles NUMBER      connect, run, stop, leave, and again
 //
 // Exit status 0 when every count that has to be 0 is.
+#include "ControlConnection.h"
+#include "ControlMessages.h"
+#include "DatagramReceiver.h"
+#include "DatagramView.h"
 #include "EmulatorControl.h"
 #include "ServerProcess.h"
+#include "TemporaryFolder.h"
 #include "ToneCheck.h"
-#include "WireClient.h"
+#include "Waiting.h"
 
 #include <array>
 #include <atomic>
@@ -19,8 +24,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <poll.h>
-#include <sys/socket.h>
 #include <thread>
 
 namespace feedline::test {
@@ -31,7 +34,6 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::uint32_t tunedTo = 7100000;
 constexpr std::uint32_t carrierAt = 7170456; ///< an offset that no block length is a multiple of
-constexpr int receiveBuffer = 32 << 20;
 /// Milliseconds. A virtual machine stands still now and then, for longer than the 21 ms that
 /// libairspyhf has room for; what it throws away then says nothing about the server.
 constexpr auto patienceOfTheClock = "8";
@@ -54,12 +56,7 @@ struct Counts {
 class Listener {
 public:
     /// Whoever stops and starts the receiver leaves jumps in the content: `judges` none of it then.
-    Listener(int socket, bool judges) : socket_(socket), judges_(judges) {
-        const int on = 1;
-        const int size = receiveBuffer;
-        if (setsockopt(socket, SOL_SOCKET, SO_RCVBUFFORCE, &size, sizeof size) != 0)
-            setsockopt(socket, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
-        setsockopt(socket, SOL_SOCKET, SO_RXQ_OVFL, &on, sizeof on);
+    Listener(DatagramReceiver& receiver, bool judges) : receiver_(receiver), judges_(judges) {
         thread_ = std::thread([this] { listen(); });
     }
     ~Listener() {
@@ -76,66 +73,35 @@ public:
 
 private:
     void listen() {
-        pollfd waiting{socket_, POLLIN, 0};
+        DatagramReceiver::Datagram datagram;
         while (!stop_)
-            if (poll(&waiting, 1, 100) > 0)
-                takeWhatIsThere();
+            if (readable(receiver_.descriptor(), 100))
+                while (receiver_.take(datagram))
+                    take(DatagramView(datagram.bytes()));
     }
 
-    void takeWhatIsThere() {
-        for (;;) {
-            std::array<std::uint8_t, datagram::size + 1> bytes;
-            alignas(cmsghdr) std::array<char, 64> control;
-            iovec part{bytes.data(), bytes.size()};
-            msghdr message{};
-            message.msg_iov = &part;
-            message.msg_iovlen = 1;
-            message.msg_control = control.data();
-            message.msg_controllen = control.size();
-            const ssize_t length = recvmsg(socket_, &message, MSG_DONTWAIT);
-            if (length < 0)
-                return;
-            const std::lock_guard lock(mutex_);
-            readOverflow(message);
-            take(bytes.data(), static_cast<std::size_t>(length));
-        }
-    }
-
-    void readOverflow(msghdr& message) {
-        for (cmsghdr* c = CMSG_FIRSTHDR(&message); c != nullptr; c = CMSG_NXTHDR(&message, c))
-            if (c->cmsg_level == SOL_SOCKET && c->cmsg_type == SO_RXQ_OVFL) {
-                std::uint32_t lost = 0;
-                std::memcpy(&lost, CMSG_DATA(c), sizeof lost);
-                counts_.overflowed = lost;
-            }
-    }
-
-    static std::uint16_t wordAt(const std::uint8_t* bytes) {
-        return static_cast<std::uint16_t>(bytes[0] + 256 * bytes[1]);
-    }
-
-    void take(const std::uint8_t* bytes, std::size_t length) {
+    void take(const DatagramView& datagram) {
+        const std::lock_guard lock(mutex_);
+        counts_.overflowed = receiver_.overflowed();
         ++counts_.datagrams;
-        if (length != datagram::size || wordAt(bytes) != datagram::header) {
+        if (!datagram.wellFormed()) {
             ++counts_.malformed;
             return;
         }
-        const std::uint16_t number = wordAt(bytes + 2);
+        const std::uint16_t number = datagram.number();
         const bool gap = number != due_;
         due_ = static_cast<std::uint16_t>(number + 1);
         counts_.streams += gap && number == 0 ? 1 : 0;
         counts_.gaps += gap && number != 0 ? 1 : 0;
         if (judges_)
-            judge(bytes, gap);
+            judge(datagram, gap);
     }
 
-    void judge(const std::uint8_t* bytes, bool gap) {
+    void judge(const DatagramView& datagram, bool gap) {
         ToneCheck::Pairs pairs;
-        for (std::size_t n = 0; n < pairs.size(); ++n) {
-            const std::uint8_t* at = bytes + datagram::sampleOffset + 4 * n;
-            pairs[n] = {static_cast<double>(static_cast<std::int16_t>(wordAt(at))),
-                        static_cast<double>(static_cast<std::int16_t>(wordAt(at + 2)))};
-        }
+        for (std::size_t n = 0; n < pairs.size(); ++n)
+            pairs[n] = {static_cast<double>(datagram.entry(2 * n)),
+                        static_cast<double>(datagram.entry(2 * n + 1))};
         tone_.take(pairs, gap);
         counts_.checked = tone_.checked();
         counts_.contentErrors = tone_.errors();
@@ -144,7 +110,7 @@ private:
         counts_.amplitude = tone_.amplitude();
     }
 
-    int socket_;
+    DatagramReceiver& receiver_;
     bool judges_;
     std::uint16_t due_ = 0; ///< every stream of this program's begins with 0
     ToneCheck tone_;
@@ -205,11 +171,11 @@ private:
     bool airspy_;
     bool good_ = true;
     std::uint64_t asked_ = 0;
-    ScratchFolder folder_;
+    TemporaryFolder folder_;
     std::string scene_;
-    LocalPort socket_;
+    DatagramReceiver socket_;
     ServerProcess server_;
-    mutable test::EmulatorControl emulator_;
+    mutable EmulatorControl emulator_;
     std::optional<Listener> listener_;
     std::optional<Holdings> first_;
 };
@@ -252,8 +218,8 @@ void Soak::watch(const ControlConnection& client, Clock::time_point begin, Clock
 
 bool Soak::stream(double minutes) {
     ControlConnection client(socket_.port());
-    check(client.ask(setFrequency(tunedTo)) == echoOfFrequency(tunedTo), "tuning");
-    listener_.emplace(socket_.descriptor(), true);
+    check(client.ask(setFrequency(tunedTo)) == setFrequency(tunedTo), "tuning");
+    listener_.emplace(socket_, true);
     check(client.ask(setState(2)) == setState(2), "start");
     const auto begin = Clock::now();
     watch(client, begin,
@@ -287,7 +253,7 @@ bool Soak::runOnce(std::size_t datagrams) {
     ControlConnection client(socket_.port());
     const std::uint64_t before = listener_->counts().datagrams;
     check(client.ask(setState(2)) == setState(2), "start");
-    const auto end = Clock::now() + patience;
+    const auto end = Clock::now() + longestWait;
     while (listener_->counts().datagrams < before + datagrams && Clock::now() < end)
         std::this_thread::sleep_for(10ms);
     check(listener_->counts().datagrams >= before + datagrams, "datagrams");
@@ -301,7 +267,7 @@ bool Soak::runOnce(std::size_t datagrams) {
 /// behind, and nothing else grows. A run ends with the client, so a listening server holds as many
 /// as it has been set up times.
 bool Soak::cycle(int number) {
-    listener_.emplace(socket_.descriptor(), false);
+    listener_.emplace(socket_, false);
     const auto begin = Clock::now();
     for (int n = 1; n <= number && good_; ++n) {
         check(runOnce(200), "cycle");

@@ -1,7 +1,9 @@
 // The system refuses the server a thread, once at each place that asks for one and then always: one
 // line says which, the rest goes on, and the next set-up starts what is missing.
-#include "LoopbackSockets.h"
-#include "MemoryPlatform.h"
+#include "Bytes.h"
+#include "ControlConnection.h"
+#include "Loopback.h"
+#include "MemoryServer.h"
 #include "RecordingLog.h"
 #include "ScriptedVendors.h"
 #include "app/RunTimeState.h"
@@ -54,10 +56,10 @@ protected:
         server.delegate.applicationDidFinishLaunching();
     }
     void serveOneClient() {
-        ControlClient client(port.number());
+        ControlConnection client(port.number());
         client.send(Bytes{4, 0x20, 5, 0});
-        EXPECT_EQ(client.receive(5), "05 00 05 00 0B");
-        client.disconnect();
+        EXPECT_EQ(client.receiveHex(5), "05 00 05 00 0B");
+        client.close();
     }
 
     ReservedPort port;

@@ -1,6 +1,5 @@
 #include "stream/DataDatagram.h"
 
-#include "LoopbackSockets.h"
 #include "app/RunTimeState.h"
 #include "stream/DatagramSocket.h"
 

@@ -1,4 +1,4 @@
-#include "MemoryPlatform.h"
+#include "MemoryServer.h"
 #include "RingMemory.h"
 #include "SingleSteps.h"
 #include "app/RunTimeState.h"

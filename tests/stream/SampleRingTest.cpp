@@ -1,6 +1,6 @@
 #include "stream/SampleRing.h"
 
-#include "MemoryPlatform.h"
+#include "MemoryServer.h"
 #include "RecordingLog.h"
 #include "RingMemory.h"
 #include "app/RunTimeState.h"

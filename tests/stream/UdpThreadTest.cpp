@@ -1,8 +1,9 @@
 // Most tests run the thread's body on the test's own thread and see it through its calls: sendto
 // and, while it has nothing to send, usleep. No test waits for time to pass.
+#include "Bytes.h"
+#include "DatagramReceiver.h"
 #include "DatagramWire.h"
-#include "LoopbackSockets.h"
-#include "MemoryPlatform.h"
+#include "MemoryServer.h"
 #include "ProcessFacts.h"
 #include "RecordingLog.h"
 #include "RingMemory.h"
@@ -71,8 +72,8 @@ protected:
             serverActive = false; // What could be sent has been.
         };
         wire().onSend = [this](const Sending& sending) {
-            numbers.push_back(sending.number());
-            firstEntries.push_back(sending.entry(0));
+            numbers.push_back(sending.datagram().number());
+            firstEntries.push_back(sending.datagram().entry(0));
             return static_cast<ssize_t>(sending.bytes.size());
         };
     }
@@ -135,7 +136,7 @@ TEST_F(UdpThread, DatagramHoldsTheSliceInItsOrder) {
         EXPECT_EQ(sending.toLength, 16U);
         EXPECT_EQ(sending.socket, wire().lastSocket);
         for (std::size_t i = 0; i < 512; ++i)
-            EXPECT_EQ(sending.entry(i), static_cast<std::int16_t>((i + 512) * 41));
+            EXPECT_EQ(sending.datagram().entry(i), static_cast<std::int16_t>((i + 512) * 41));
         return ssize_t{1028};
     };
     runThread();
@@ -148,7 +149,7 @@ TEST_F(UdpThread, LastSliceOfTheRingIsFollowedByTheFirst) {
     ringWriteIndex = 512;
     std::vector<std::int32_t> indices;
     wire().onSend = [&](const Sending& sending) {
-        firstEntries.push_back(sending.entry(0));
+        firstEntries.push_back(sending.datagram().entry(0));
         indices.push_back(ringReadIndex);
         return ssize_t{1028};
     };
@@ -163,8 +164,8 @@ TEST_F(UdpThread, LastSliceHoldsTheRingsLastEntries) {
     ringReadIndex = 0xFFFE00;
     ringWriteIndex = 0;
     wire().onSend = [](const Sending& sending) {
-        EXPECT_EQ(sending.entry(0), 11);
-        EXPECT_EQ(sending.entry(511), 22);
+        EXPECT_EQ(sending.datagram().entry(0), 11);
+        EXPECT_EQ(sending.datagram().entry(511), 22);
         return ssize_t{1028};
     };
     runThread();
@@ -208,7 +209,7 @@ TEST_F(UdpThread, BacklogIsSentOldestFirstByTheNextRun) {
     ringWriteIndex = 10 * 512;
     const auto record = wire().onSend;
     wire().onSend = [&](const Sending& sending) {
-        serverActive = sending.number() < 2; // The client goes during the third.
+        serverActive = sending.datagram().number() < 2; // The client goes during the third.
         return record(sending);
     };
     runThread();
@@ -234,7 +235,7 @@ TEST_F(UdpThread, FailedSendLosesTheSliceAndUsesItsNumber) {
     wire().onSend = [&](const Sending& sending) {
         record(sending);
         errno = ECONNREFUSED;
-        return sending.number() == 1 ? ssize_t{-1} : ssize_t{1028};
+        return sending.datagram().number() == 1 ? ssize_t{-1} : ssize_t{1028};
     };
     runThread();
     EXPECT_THAT(numbers, ElementsAre(0, 1, 2, 3));
@@ -370,10 +371,10 @@ TEST_F(UdpThread, MillionsOfPairsArriveAsTheyWereDelivered) {
             writeDatagram();
         const test::Bytes bytes = receiver.receive();
         ASSERT_EQ(bytes.size(), 1028U);
-        const Sending sending{0, bytes, 0, {}, 0};
-        right = sending.number() == received && bytes[0] == 0x04 && bytes[1] == 0x84;
+        const test::DatagramView datagram(bytes);
+        right = datagram.wellFormed() && datagram.number() == received;
         for (std::size_t i = 0; i < 512; ++i)
-            right = right && sending.entry(i) == expectedEntry(512 * received + i);
+            right = right && datagram.entry(i) == expectedEntry(512 * received + i);
     }
     EXPECT_TRUE(right) << "datagram " << received - 1;
     serverActive = false;

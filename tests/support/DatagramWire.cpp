@@ -6,14 +6,6 @@
 
 namespace feedline::test {
 
-std::uint16_t Sending::number() const {
-    return static_cast<std::uint16_t>(bytes[2] | bytes[3] << 8U);
-}
-
-std::int16_t Sending::entry(std::size_t index) const {
-    return static_cast<std::int16_t>(bytes[4 + 2 * index] | bytes[5 + 2 * index] << 8U);
-}
-
 std::string Sending::destination() const {
     return std::string(::inet_ntoa(to.sin_addr)) + ":" + std::to_string(ntohs(to.sin_port));
 }

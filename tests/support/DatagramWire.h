@@ -1,6 +1,8 @@
 // Stands between a sender and its datagram socket. For tests that wrap `socket` and `sendto`.
 #pragma once
 
+#include "DatagramView.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -19,8 +21,7 @@ struct Sending {
     sockaddr_in to;
     socklen_t toLength;
 
-    std::uint16_t number() const; ///< the datagram's sequence number
-    std::int16_t entry(std::size_t index) const;
+    DatagramView datagram() const { return DatagramView(bytes); }
     std::string destination() const; ///< "127.0.0.1:50000"
 };
 

@@ -1,12 +1,14 @@
-// A server with receivers on the air and somewhere to send its datagrams.
+// The real server over receivers on the air, as a client's developer would try it: feedlined (or
+// feedline) with settings, a port and a session of its own.
 #pragma once
 
 #include "EmulatorControl.h"
+#include "Loopback.h"
+#include "ReceivedStream.h"
 #include "ServerProcess.h"
-#include "WireClient.h"
+#include "TemporaryFolder.h"
 
-#include <filesystem>
-#include <fstream>
+#include <cstdint>
 #include <map>
 #include <string>
 
@@ -17,7 +19,6 @@ enum ReceiverType { receiverHf = 0, receiverAirspy = 1, noReceiver = 2 };
 
 constexpr double hfRate = 768000;      ///< pairs per second
 constexpr double airspyRate = 2500000; ///< pairs per second
-constexpr std::size_t spectrumDatagrams = 65536 / 256;
 
 /// A carrier 50 kHz above the two frequencies that tests tune to, and noise.
 constexpr auto plainScene = "carrier 7.150M -20\ncarrier 100.050M -20\nnoise -129\n";
@@ -27,45 +28,48 @@ constexpr std::uint32_t airspyCentre = 100000000;
 struct Emulated {
     std::string devices = "hf";
     std::string faults{};
+    std::string scene = plainScene;
     std::map<std::string, std::string> more{}; ///< further variables
     Program program = Program::feedlined;
     bool fails = false; ///< the test has the receiver fail while it streams
 };
 
+/// Nobody receives its datagrams: the UDP port is free for the program under test.
 class EmulatedServer {
-    ScratchFolder scratch_;
+public:
+    explicit EmulatedServer(int type, const Emulated& emulated = {});
 
-    ServerProcess::Launch launchOf(int type, const Emulated& emulated) const {
-        std::ofstream(scratch_.path() / "scene") << plainScene;
-        ServerProcess::Launch launch{.program = emulated.program,
-                                     .settings = {datagrams.port(), type, "127.0.0.1"},
-                                     .environment = emulated.more,
-                                     .vendorsThreadsExcused = emulated.fails};
-        launch.environment["FEEDLINE_EMULATOR_DEVICES"] = emulated.devices;
-        launch.environment["FEEDLINE_EMULATOR_SCENE"] = scratch_.path() / "scene";
-        launch.environment["FEEDLINE_EMULATOR_CONTROL"] = scratch_.path() / "control";
-        if (!emulated.faults.empty())
-            launch.environment["FEEDLINE_EMULATOR_FAULTS"] = emulated.faults;
-        return launch;
-    }
+    std::uint16_t port() const { return port_; }
+    std::string address() const { return "127.0.0.1:" + std::to_string(port_); }
+
+protected:
+    /// On a port that somebody else keeps.
+    EmulatedServer(std::uint16_t port, int type, const Emulated& emulated);
+
+private:
+    ServerProcess::Launch launchOf(const Emulated& emulated) const;
+
+    TemporaryFolder folder_;
+    ReservedPort reserved_;
+    std::uint16_t port_;
 
 public:
-    explicit EmulatedServer(int type, const Emulated& emulated = {})
-        : settings{datagrams.port(), type, "127.0.0.1"}, process(launchOf(type, emulated)),
-          receiver(scratch_.path() / "control") {}
-
-    StreamClient datagrams;
-    Settings settings; ///< as given, and to be found again at the end
+    const Settings settings; ///< as given, and to be found again at the end
     ServerProcess process;
-    test::EmulatorControl receiver; ///< the emulated ones: faults, pulling out, their state
-
-    std::uint16_t port() const { return datagrams.port(); }
+    EmulatorControl receiver; ///< the emulated ones: faults, pulling out, their state
 };
 
-inline Bytes statusAnswer(std::uint8_t status) {
-    return {0x05, 0x00, 0x05, 0x00, status};
-}
-constexpr std::uint8_t idle = 11;
-constexpr std::uint8_t running = 12;
+namespace detail {
+struct StreamFirst {
+    ReceivedStream datagrams;
+};
+} // namespace detail
+
+/// With its datagrams, from the first one on.
+class StreamedServer : public detail::StreamFirst, public EmulatedServer {
+public:
+    explicit StreamedServer(int type, const Emulated& emulated = {})
+        : EmulatedServer(datagrams.port(), type, emulated) {}
+};
 
 } // namespace feedline::test

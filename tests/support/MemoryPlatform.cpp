@@ -1,32 +1,12 @@
 #include "MemoryPlatform.h"
 
-#include "RecordingLog.h"
-#include "app/RunTimeState.h"
-#include "stream/SampleRing.h"
+#include "Waiting.h"
+#include "platform/Controls.h"
 
 #include <algorithm>
-#include <sys/mman.h>
 #include <utility>
 
 namespace feedline::test {
-
-using namespace std::chrono_literals;
-
-void MemoryField::setStringValue(const std::string& text) {
-    const std::lock_guard lock(mutex_);
-    text_ = text;
-    history_.push_back(text);
-}
-
-std::string MemoryField::stringValue() const {
-    const std::lock_guard lock(mutex_);
-    return text_;
-}
-
-std::vector<std::string> MemoryField::history() const {
-    const std::lock_guard lock(mutex_);
-    return history_;
-}
 
 std::int64_t MemorySettings::integerForKey(const std::string& key) const {
     const auto found = values.find(key);
@@ -94,7 +74,7 @@ void ManualMainThread::runTasks() {
 bool ManualMainThread::waitAndRunTasks() {
     {
         std::unique_lock lock(mutex_);
-        if (!changed_.wait_for(lock, 60s, [this] { return !tasks_.empty(); }))
+        if (!changed_.wait_for(lock, longestWait, [this] { return !tasks_.empty(); }))
             return false;
     }
     runTasks();
@@ -163,54 +143,6 @@ std::shared_ptr<void> RecordingActivities::beginActivity(std::uint64_t options,
     auto made = std::make_shared<int>(0);
     token = made;
     return made;
-}
-
-void resetRunTimeState() {
-    serverPortNumber = 50000;
-    udpAddress.clear();
-    deviceType = deviceAirspyHf;
-    serverActive = true;
-    tcpStatus = tcpWaiting;
-    listenSocket = -1;
-    clientSocket = -1;
-    remoteAddress.clear();
-    remoteAddressRaw = 0;
-    hfDevice = nullptr;
-    airspyDevice = nullptr;
-    isStreaming = 0;
-    centerFrequency = 0;
-    samplesStreamed = 0;
-    if (sampleRing != nullptr)
-        ::munmap(sampleRing, ringBytes);
-    sampleRing = nullptr;
-    ringWriteIndex = 0;
-    ringReadIndex = 0;
-    udpSocket = -1;
-    dataSequence = 0;
-}
-
-Server::Server() {
-    resetRunTimeState();
-    clearRecordedLines();
-    delegate.serverPort = &serverPort;
-    delegate.serverTcpStatus = &serverTcpStatus;
-    delegate.serverRemoteIP = &serverRemoteIP;
-    delegate.serverRunning = &serverRunning;
-    delegate.serverCenterFrequency = &serverCenterFrequency;
-    delegate.devicePopup = &devicePopup;
-    delegate.udpAddr = &udpAddr;
-    delegate.lnaAgcButton = &lnaAgc;
-    delegate.mixerAgcButton = &mixerAgc;
-    delegate.lnaGainSlider = &lnaGain;
-    delegate.mixerGainSlider = &mixerGain;
-    delegate.vgaGainSlider = &vgaGain;
-    delegate.linearitySlider = &linearity;
-    delegate.sensitivitySlider = &sensitivity;
-}
-
-Server& Server::make() {
-    static auto& kept = *new std::vector<Server*>;
-    return *kept.emplace_back(new Server);
 }
 
 } // namespace feedline::test

@@ -1,8 +1,7 @@
-// A platform without a toolkit: controls that hold values, settings in a map, and a main thread
-// whose queue and clock the test turns by hand.
+// A platform without a toolkit: settings in a map, and a main thread whose queue and clock the test
+// turns by hand.
 #pragma once
 
-#include "app/AppDelegate.h"
 #include "platform/Platform.h"
 
 #include <chrono>
@@ -14,43 +13,10 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <thread>
 #include <variant>
 #include <vector>
 
 namespace feedline::test {
-
-class MemoryField : public TextField {
-public:
-    void setStringValue(const std::string& text) override;
-    std::string stringValue() const override;
-    void keepNumeric() override { numeric = true; }
-
-    bool numeric = false;
-    std::vector<std::string> history() const; ///< every text ever set, oldest first
-
-private:
-    mutable std::mutex mutex_;
-    std::string text_;
-    std::vector<std::string> history_;
-};
-
-class MemoryPopUp : public PopUpButton {
-public:
-    void removeAllItems() override { titles.clear(); }
-    void addItemWithTitle(const std::string& title) override { titles.push_back(title); }
-    void selectItemAtIndex(std::int64_t index) override { selected = index; }
-    std::int64_t indexOfSelectedItem() const override { return selected; }
-
-    std::vector<std::string> titles{"left over from the layout"};
-    std::int64_t selected = -1;
-};
-
-class MemoryValue : public ValueControl {
-public:
-    std::int32_t intValue() const override { return value; }
-    std::int32_t value = 0;
-};
 
 class MemorySettings : public SettingsStore {
 public:
@@ -135,27 +101,13 @@ public:
     std::weak_ptr<void> token;
 };
 
-/// The run-time state as it is at process start. No server thread may be running.
-void resetRunTimeState();
-
-/// A controller with every outlet connected, on a platform of its own and freshly reset state.
-/// Never destroyed while server threads run: `Server` objects are leaked into the process by
-/// `make`.
-struct Server {
-    MemoryField serverPort, serverTcpStatus, serverRemoteIP, serverRunning, serverCenterFrequency,
-        udpAddr;
-    MemoryPopUp devicePopup;
-    MemoryValue lnaAgc, mixerAgc, lnaGain, mixerGain, vgaGain, linearity, sensitivity;
+struct MemoryPlatform {
     MemorySettings settings;
     ManualMainThread mainThread;
     RecordingAlert alert;
     RecordingActivities activities;
-    AppDelegate delegate{Platform{settings, mainThread, alert, activities}};
 
-    Server();
-    /// One that outlives the test, for tests that start server threads. Also resets the state and
-    /// the records.
-    static Server& make();
+    Platform platform() { return {settings, mainThread, alert, activities}; }
 };
 
 } // namespace feedline::test

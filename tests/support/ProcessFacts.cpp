@@ -1,6 +1,6 @@
 #include "ProcessFacts.h"
 
-#include "RecordingLog.h"
+#include "Waiting.h"
 
 #include <fcntl.h>
 #include <filesystem>

@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
-#include <condition_variable>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -18,7 +16,6 @@ namespace {
 // Never destroyed: a server thread may still log while the test process ends.
 struct Record {
     std::mutex mutex;
-    std::condition_variable changed;
     std::vector<test::Line> lines;
 };
 Record& record() {
@@ -36,7 +33,6 @@ void keep(test::Line line) {
     Record& r = record();
     const std::lock_guard lock(r.mutex);
     r.lines.push_back(std::move(line));
-    r.changed.notify_all();
 }
 
 } // namespace
@@ -93,19 +89,6 @@ int countOf(const Line& line) {
 
 bool waitForLine(const Line& line, int times) {
     return waitUntil([&] { return countOf(line) >= times; });
-}
-
-bool waitUntil(const std::function<bool()>& condition) {
-    using namespace std::chrono_literals;
-    const auto end = std::chrono::steady_clock::now() + 60s;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > end)
-            return false;
-        Record& r = record();
-        std::unique_lock lock(r.mutex);
-        r.changed.wait_for(lock, 2ms);
-    }
-    return true;
 }
 
 } // namespace test

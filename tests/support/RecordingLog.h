@@ -1,7 +1,8 @@
 // Stands in for platform/Log.cpp: keeps every line, in order, for a test to look at.
 #pragma once
 
-#include <functional>
+#include "Waiting.h"
+
 #include <string>
 #include <utility>
 #include <vector>
@@ -37,11 +38,7 @@ void clearRecordedLines();
 /// Whether the line has been recorded; how often.
 int countOf(const Line& line);
 
-/// Waits until the line has been recorded `times` times. False after a generous time, so that a
-/// failing test ends.
+/// Waits until the line has been recorded `times` times; false after `longestWait`.
 bool waitForLine(const Line& line, int times = 1);
-
-/// Waits until the condition holds, looking again at each new line and every few milliseconds.
-bool waitUntil(const std::function<bool()>& condition);
 
 } // namespace feedline::test

@@ -75,9 +75,11 @@ long numberAfter(const fs::path& file, const std::string& label) {
     return -1;
 }
 
-std::string sanitizerOptions(const char* variable, const std::string& ours) {
+/// Ours stand behind those that were given, and so win over them.
+std::pair<const std::string, std::string> sanitizerOptions(const char* variable,
+                                                           const std::string& ours) {
     const char* given = std::getenv(variable);
-    return std::string(variable) + "=" + (given != nullptr ? std::string(given) + ":" : "") + ours;
+    return {variable, (given != nullptr ? std::string(given) + ":" : "") + ours};
 }
 
 } // namespace
@@ -86,21 +88,6 @@ void PrintTo(const Settings& settings, std::ostream* out) {
     *out << "port " << (settings.port ? std::to_string(*settings.port) : "none") << ", type "
          << (settings.type ? std::to_string(*settings.type) : "none") << ", address "
          << settings.address.value_or("none");
-}
-
-ScratchFolder::ScratchFolder() {
-    // In memory where that is to be had: saved settings are synced, and a busy disk takes its time.
-    const fs::path memory = "/dev/shm";
-    const bool usable = access(memory.c_str(), W_OK | X_OK) == 0;
-    std::string name = (usable ? memory : fs::temp_directory_path()) / "feedline-test-XXXXXX";
-    if (mkdtemp(name.data()) == nullptr)
-        std::abort();
-    path_ = name;
-}
-
-ScratchFolder::~ScratchFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
 }
 
 ServerProcess::ServerProcess(const Launch& launch)
@@ -162,24 +149,25 @@ std::vector<std::string> ServerProcess::environment(const Launch& launch) const 
     const char* excused = launch.vendorsThreadsExcused
                               ? ":report_thread_leaks=0:ignore_noninstrumented_modules=1"
                               : "";
-    std::vector<std::string> result; // The first of two of the same name counts.
-    for (const auto& [variable, value] : launch.environment)
-        result.emplace_back(variable).append("=").append(value);
-    const std::vector<std::string> own{
-        "PATH=/usr/bin:/bin",
-        "LANG=C.UTF-8",
-        "HOME=" + folder().string(),
-        "XDG_CONFIG_HOME=" + (folder() / "config").string(),
-        "XDG_RUNTIME_DIR=" + (folder() / "runtime").string(),
-        "DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent",
-        "DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent",
-        "QT_QPA_PLATFORM=offscreen",
-        std::string("LD_LIBRARY_PATH=") + FEEDLINE_EMULATOR_FOLDER,
+    std::map<std::string, std::string> variables{
+        {"PATH", "/usr/bin:/bin"},
+        {"LANG", "C.UTF-8"},
+        {"HOME", folder()},
+        {"XDG_CONFIG_HOME", folder() / "config"},
+        {"XDG_RUNTIME_DIR", folder() / "runtime"},
+        {"DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent"},
+        {"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent"},
+        {"QT_QPA_PLATFORM", "offscreen"},
+        {"LD_LIBRARY_PATH", FEEDLINE_EMULATOR_FOLDER},
         sanitizerOptions("ASAN_OPTIONS", "halt_on_error=1:exitcode=99"),
         sanitizerOptions("UBSAN_OPTIONS", "halt_on_error=1:print_stacktrace=1:exitcode=99"),
         sanitizerOptions("TSAN_OPTIONS", std::string("halt_on_error=1:exitcode=99") + excused),
     };
-    result.insert(result.end(), own.begin(), own.end());
+    for (const auto& [variable, value] : launch.environment)
+        variables[variable] = value;
+    std::vector<std::string> result;
+    for (const auto& [variable, value] : variables)
+        result.emplace_back(variable).append("=").append(value);
     return result;
 }
 

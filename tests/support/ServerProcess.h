@@ -2,7 +2,8 @@
 // own, over emulated receivers.
 #pragma once
 
-#include "CapturedStream.h"
+#include "CapturedOutput.h"
+#include "TemporaryFolder.h"
 
 #include <chrono>
 #include <csignal>
@@ -27,19 +28,6 @@ struct Settings {
 };
 void PrintTo(const Settings& settings, std::ostream* out);
 
-/// A folder that lives as long as the object.
-class ScratchFolder {
-public:
-    ScratchFolder();
-    ~ScratchFolder();
-    ScratchFolder(const ScratchFolder&) = delete;
-    ScratchFolder& operator=(const ScratchFolder&) = delete;
-    const std::filesystem::path& path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
-};
-
 /// Nothing of the test's own environment reaches the child, above all no session bus and no
 /// display. A report of a sanitizer in the child fails the test. Methods belong to the thread that
 /// made the object.
@@ -60,8 +48,8 @@ public:
     ServerProcess(const ServerProcess&) = delete;
     ServerProcess& operator=(const ServerProcess&) = delete;
 
-    CapturedStream output; ///< standard output
-    CapturedStream log;    ///< standard error
+    CapturedOutput output; ///< standard output
+    CapturedOutput log;    ///< standard error
 
     /// Standard error's lines so far without their prefixes; a line whose prefix is not as it
     /// should be comes whole, in angle brackets.
@@ -70,7 +58,7 @@ public:
     void signal(int number) const;
 
     /// The exit status, or minus the number of the signal that ended it; nothing when it is still
-    /// there after `patience`. Standard output and error are complete then.
+    /// there after `longestWait`. Standard output and error are complete then.
     std::optional<int> waitForExit();
 
     /// Sends the signal and waits. Also prints how long that took, under the name of the moment.
@@ -94,7 +82,7 @@ private:
     void start(const Launch& launch);
     bool reap(bool wait);
 
-    ScratchFolder scratch_;
+    TemporaryFolder scratch_;
     pid_t pid_ = -1;
     std::string name_;
     std::optional<int> status_;

@@ -58,16 +58,16 @@ Peak strongestLine(const Samples& samples, double rate) {
     return {bin * rate / n, decibels(*peak, median(spectrum))};
 }
 
-double levelAt(const Samples& samples, double rate, double hertz) {
-    const std::vector<double> spectrum = powers(samples);
-    const auto n = static_cast<double>(spectrum.size());
-    const auto index = [&](double f) {
-        return std::clamp<std::ptrdiff_t>(std::lround(f * n / rate + n / 2), 0,
-                                          std::ssize(spectrum));
-    };
-    const auto loudest = std::max_element(spectrum.begin() + index(hertz - 30),
-                                          spectrum.begin() + index(hertz + 30) + 1);
-    return decibels(*loudest, median(spectrum));
+double levelAt(const Samples& samples, double hertz, double rate) {
+    const std::size_t n = samples.size();
+    std::complex<double> sum = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        const double turns = std::fmod(hertz / rate * static_cast<double>(i), 1.0);
+        sum += std::complex<double>(samples[i]) * window(i, n) *
+               std::polar(1.0, -2 * std::numbers::pi * turns);
+    }
+    constexpr double meanOfWindow = 0.35875;
+    return 20 * std::log10(std::abs(sum) / (meanOfWindow * static_cast<double>(n)) + 1e-12);
 }
 
 } // namespace feedline::test

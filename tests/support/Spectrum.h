@@ -1,9 +1,12 @@
-// What a client's waterfall would show.
+// What a client's waterfall would show: where the strongest line is, and how strong a carrier.
 #pragma once
 
-#include "WireClient.h"
+#include <complex>
+#include <vector>
 
 namespace feedline::test {
+
+using Samples = std::vector<std::complex<float>>; ///< full scale is 1
 
 struct Peak {
     double hertz;      ///< from the centre, negative below it
@@ -14,7 +17,8 @@ struct Peak {
 /// power of two. Windowed so that a carrier's skirts stay 90 dB below it.
 Peak strongestLine(const Samples& samples, double rate);
 
-/// The level at an offset, in decibels over the median: the strongest of the bins within 30 Hz.
-double levelAt(const Samples& samples, double rate, double hertz);
+/// The level at a frequency in decibels, 0 being an amplitude of 1: one point of a spectrum whose
+/// window leaves nothing of a carrier some bins away.
+double levelAt(const Samples& samples, double hertz, double rate);
 
 } // namespace feedline::test

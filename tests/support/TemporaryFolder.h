@@ -1,26 +1,20 @@
-// A folder of a test's own, gone with the test.
+// A folder of a test's own, gone with the object.
 #pragma once
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <stdexcept>
 #include <string>
 
 namespace feedline::test {
 
+/// In memory where that is to be had: saved settings are synced, and a busy disk takes its time.
 class TemporaryFolder {
 public:
-    TemporaryFolder() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "feedline-XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr)
-            throw std::runtime_error("no temporary folder");
-        path_ = pattern;
-    }
+    TemporaryFolder();
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-    ~TemporaryFolder() { std::filesystem::remove_all(path_); }
+    ~TemporaryFolder();
+
+    const std::filesystem::path& path() const { return path_; }
 
     std::string file(const std::string& name) const { return (path_ / name).string(); }
     bool has(const std::string& name) const { return std::filesystem::exists(file(name)); }
@@ -28,10 +22,10 @@ public:
     std::uintmax_t size(const std::string& name) const {
         return std::filesystem::file_size(file(name));
     }
-    std::string content(const std::string& name) const {
-        std::ifstream stream(file(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
+    std::string content(const std::string& name) const { return contentOf(path_ / name); }
+
+    /// Of any file; empty when it cannot be read.
+    static std::string contentOf(const std::filesystem::path& file);
 
 private:
     std::filesystem::path path_;

@@ -6,6 +6,7 @@
 #include <gmock/gmock.h>
 
 #include <cstring>
+#include <fstream>
 #include <locale>
 
 using namespace feedline::emulator;

@@ -1,6 +1,6 @@
 #include "emulator/receivers/Feed.h"
 
-#include "Tones.h"
+#include "Spectrum.h"
 #include "emulator/signals/Band.h"
 
 #include <gtest/gtest.h>

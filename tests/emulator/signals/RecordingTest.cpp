@@ -1,6 +1,6 @@
 #include "emulator/signals/Recording.h"
 
-#include "Tones.h"
+#include "Spectrum.h"
 #include "emulator/receivers/Feed.h"
 
 #include <gtest/gtest.h>

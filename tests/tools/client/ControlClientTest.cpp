@@ -8,8 +8,8 @@
 #include <sys/eventfd.h>
 
 using namespace feedline::client;
+using feedline::test::Bytes;
 using feedline::test::ScriptedServer;
-using Bytes = ScriptedServer::Bytes;
 using Answer = ScriptedServer::Answer;
 
 namespace {

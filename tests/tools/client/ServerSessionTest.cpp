@@ -10,7 +10,7 @@
 
 using namespace feedline::client;
 using feedline::test::ScriptedServer;
-using Bytes = ScriptedServer::Bytes;
+using feedline::test::Bytes;
 using Answer = ScriptedServer::Answer;
 using Kind = ServerSession::Event::Kind;
 

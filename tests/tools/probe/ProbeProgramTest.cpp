@@ -7,11 +7,12 @@
 
 #include <atomic>
 #include <csignal>
+#include <fstream>
 
+using feedline::test::Bytes;
 using feedline::test::ProbeProcess;
 using feedline::test::ScriptedServer;
 using feedline::test::TemporaryFolder;
-using Bytes = ScriptedServer::Bytes;
 using Answer = ScriptedServer::Answer;
 using Json = nlohmann::json;
 

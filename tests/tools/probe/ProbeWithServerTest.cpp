@@ -1,9 +1,9 @@
 // The probe against the real server over emulated receivers. How much is lost depends on the
 // machine and is left open; where a carrier is, does not.
+#include "Loopback.h"
 #include "ProbeProcess.h"
 #include "ServerProcess.h"
 #include "TemporaryFolder.h"
-#include "WireClient.h"
 
 #include <gtest/gtest.h>
 
@@ -43,8 +43,8 @@ class ProbeWithServer : public ::testing::TestWithParam<Receiver> {
 protected:
     ProbeWithServer() {
         {
-            const LocalPort free;
-            port_ = free.port();
+            const ReservedPort free;
+            port_ = free.number();
         }
         std::ofstream(folder_.file("scene"))
             << "carrier 100.050M -20\ncarrier 99.9M -45\nnoise -129\n";

@@ -1,7 +1,7 @@
 // Signals to put into demodulators, and what to look for in what comes out.
 #pragma once
 
-#include "Tones.h"
+#include "Spectrum.h"
 
 #include <cmath>
 #include <complex>

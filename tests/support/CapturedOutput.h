@@ -1,7 +1,6 @@
 // What a child process writes to one of its standard streams, kept byte for byte.
 #pragma once
 
-#include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
@@ -10,23 +9,20 @@
 
 namespace feedline::test {
 
-/// How long a test waits for something that only a broken build keeps from happening.
-constexpr std::chrono::seconds patience{60};
-
 /// Reads the descriptor to its end on a thread of its own. All methods: any thread.
-class CapturedStream {
+class CapturedOutput {
 public:
-    CapturedStream() = default;
-    ~CapturedStream();
-    CapturedStream(const CapturedStream&) = delete;
-    CapturedStream& operator=(const CapturedStream&) = delete;
+    CapturedOutput() = default;
+    ~CapturedOutput();
+    CapturedOutput(const CapturedOutput&) = delete;
+    CapturedOutput& operator=(const CapturedOutput&) = delete;
 
     void readFrom(int descriptor); ///< once; the descriptor is this object's from then on
 
     /// Everything the process has written so far.
     std::string text() const;
 
-    /// Waits until the condition holds for all that has come so far; false after `patience`, or
+    /// Waits until the condition holds for all that has come so far; false after `longestWait`, or
     /// when the stream ended without it.
     bool waitUntil(const std::function<bool(const std::string&)>& condition) const;
 

@@ -1,27 +1,30 @@
-#include "CapturedStream.h"
+#include "CapturedOutput.h"
+
+#include "Waiting.h"
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
 namespace feedline::test {
 
-CapturedStream::~CapturedStream() {
+CapturedOutput::~CapturedOutput() {
     if (thread_.joinable())
         thread_.join();
     if (descriptor_ >= 0)
         close(descriptor_);
 }
 
-void CapturedStream::readFrom(int descriptor) {
+void CapturedOutput::readFrom(int descriptor) {
     descriptor_ = descriptor;
     fcntl(descriptor_, F_SETFL, O_NONBLOCK);
     thread_ = std::thread([this] { readToEnd(); });
 }
 
-void CapturedStream::takeWhatIsThere() const {
+void CapturedOutput::takeWhatIsThere() const {
     std::array<char, 4096> buffer{};
     ssize_t count = 0;
     while ((count = read(descriptor_, buffer.data(), buffer.size())) > 0 ||
@@ -31,7 +34,7 @@ void CapturedStream::takeWhatIsThere() const {
     changed_.notify_all();
 }
 
-void CapturedStream::readToEnd() {
+void CapturedOutput::readToEnd() {
     pollfd wait{descriptor_, POLLIN, 0};
     for (bool ended = false; !ended;) {
         poll(&wait, 1, -1);
@@ -41,15 +44,15 @@ void CapturedStream::readToEnd() {
     }
 }
 
-std::string CapturedStream::text() const {
+std::string CapturedOutput::text() const {
     const std::lock_guard lock(mutex_);
     if (!ended_) // The thread may not have got to it.
         takeWhatIsThere();
     return text_;
 }
 
-bool CapturedStream::waitUntil(const std::function<bool(const std::string&)>& condition) const {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+bool CapturedOutput::waitUntil(const std::function<bool(const std::string&)>& condition) const {
+    const auto deadline = std::chrono::steady_clock::now() + longestWait;
     std::unique_lock lock(mutex_);
     while (!condition(text_))
         if (ended_ || changed_.wait_until(lock, deadline) == std::cv_status::timeout)
@@ -57,13 +60,13 @@ bool CapturedStream::waitUntil(const std::function<bool(const std::string&)>& co
     return true;
 }
 
-bool CapturedStream::waitFor(const std::string& wanted, int times) const {
+bool CapturedOutput::waitFor(const std::string& wanted, int times) const {
     return waitUntil([&](const std::string& text) { return occurrences(wanted, text) >= times; });
 }
 
-bool CapturedStream::waitForEnd() const {
+bool CapturedOutput::waitForEnd() const {
     std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, patience, [this] { return ended_; });
+    return changed_.wait_for(lock, longestWait, [this] { return ended_; });
 }
 
 int occurrences(const std::string& wanted, const std::string& text) {

@@ -1,0 +1,101 @@
+#include "Loopback.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <poll.h>
+#include <stdexcept>
+#include <sys/socket.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace feedline::test {
+namespace {
+
+const sockaddr* generic(const sockaddr_in& address) {
+    return reinterpret_cast<const sockaddr*>(&address);
+}
+
+/// On all addresses, as the server's own listener.
+bool bindForReuse(int socket, std::uint16_t port) {
+    const int on = 1;
+    checked(::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on), "setsockopt");
+    sockaddr_in anywhere{};
+    anywhere.sin_family = AF_INET;
+    anywhere.sin_port = htons(port);
+    return ::bind(socket, generic(anywhere), sizeof anywhere) == 0;
+}
+
+std::uint16_t portOf(int socket) {
+    sockaddr_in address{};
+    socklen_t length = sizeof address;
+    checked(::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &length), "getsockname");
+    return ntohs(address.sin_port);
+}
+
+} // namespace
+
+int checked(int result, const char* call) {
+    if (result < 0)
+        throw std::system_error(errno, std::generic_category(), call);
+    return result;
+}
+
+void OwnedDescriptor::close() {
+    if (descriptor_ >= 0)
+        ::close(std::exchange(descriptor_, -1));
+}
+
+OwnedDescriptor makeSocket(int type) {
+    // The flag apart: a test that wraps `socket` sees the type as the server would give it.
+    OwnedDescriptor made(checked(::socket(AF_INET, type, 0), "socket"));
+    checked(::fcntl(made.get(), F_SETFD, FD_CLOEXEC), "fcntl");
+    return made;
+}
+
+sockaddr_in loopbackAddress(std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    return address;
+}
+
+bool bindToLoopback(int socket, std::uint16_t port) {
+    const sockaddr_in address = loopbackAddress(port);
+    return ::bind(socket, generic(address), sizeof address) == 0;
+}
+
+bool connectToLoopback(int socket, std::uint16_t port) {
+    const sockaddr_in address = loopbackAddress(port);
+    return ::connect(socket, generic(address), sizeof address) == 0;
+}
+
+bool readable(int descriptor, int milliseconds) {
+    pollfd waiting{descriptor, POLLIN, 0};
+    return ::poll(&waiting, 1, milliseconds) > 0;
+}
+
+bool listening(std::uint16_t port) {
+    return connectToLoopback(makeSocket(SOCK_STREAM).get(), port);
+}
+
+ReservedPort::ReservedPort() {
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        socket_ = makeSocket(SOCK_STREAM);
+        if (!bindForReuse(socket_.get(), 0))
+            break;
+        number_ = portOf(socket_.get());
+        if (bindToLoopback(makeSocket(SOCK_DGRAM).get(), number_))
+            return;
+    }
+    throw std::runtime_error("no port is free for TCP and UDP");
+}
+
+OwnedDescriptor listenOn(std::uint16_t port) {
+    OwnedDescriptor made = makeSocket(SOCK_STREAM);
+    if (!bindForReuse(made.get(), port) || ::listen(made.get(), 3) != 0)
+        throw std::runtime_error("cannot listen on port " + std::to_string(port));
+    return made;
+}
+
+} // namespace feedline::test
