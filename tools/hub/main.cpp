@@ -3,10 +3,13 @@
 #include "tools/client/Failure.h"
 #include "tools/hub/config/CommandLine.h"
 #include "tools/hub/log/Log.h"
+#include "tools/hub/native/Native.h"
 #include "tools/hub/output/Output.h"
+#include "tools/hub/rtltcp/RtlTcp.h"
 #include "tools/hub/status/Status.h"
 #include "tools/hub/status/StatusQuestion.h"
 #include "tools/hub/upstream/Upstream.h"
+#include "tools/hub/zeromq/ZeroMq.h"
 
 #include <csignal>
 #include <ctime>
@@ -22,7 +25,7 @@ using namespace feedline::hub;
 constexpr int failed = 1;
 
 /// Each output's room gives one factory.
-const std::vector<OutputFactory> factories{};
+const std::vector<OutputFactory> factories{openNative, openRtlTcp, openZeroMq};
 
 using Outputs = std::vector<std::unique_ptr<Output>>;
 
