@@ -92,8 +92,7 @@ Bytes Dialogue::answerRequest(std::uint16_t item) const {
         return reply(item, parameters);
     }
     case itemSampleRate:
-        // A rate of nobody knows what would be worse than none.
-        return subject_.rate() == 0 ? nak() : reply(item, afterLeadingByte(0, subject_.rate()));
+        return reply(item, afterLeadingByte(0, subject_.rate())); // 0 while nobody knows it.
     default:
         return nak();
     }

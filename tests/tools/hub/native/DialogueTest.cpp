@@ -46,7 +46,7 @@ TEST_F(DialogueTest, ANakIsNeverAnswered) {
 TEST_F(DialogueTest, WhatNobodyKnowsIsANak) {
     told.name.clear();
     EXPECT_EQ(dialogue.answer(Bytes{4, 0x20, 1, 0}), nak);
-    EXPECT_EQ(dialogue.answer(Bytes{4, 0x20, 0xB8, 0}), nak);
+    EXPECT_EQ(dialogue.answer(Bytes{4, 0x20, 9, 0}), nak);
     for (const std::uint8_t type : {0x40, 0x60, 0x80, 0xA0, 0xC0, 0xE0})
         EXPECT_EQ(dialogue.answer(Bytes{4, type, 1, 0}), nak);
 }

@@ -60,6 +60,7 @@ TEST_F(RtlTcpOutput, TakesEveryCommandAndStreamsOn) {
     TcpClient client(configuration.rtlTcp);
     for (int code = 0; code < 256; ++code)
         client.send(command(static_cast<std::uint8_t>(code), 0xFFFFFFFF));
+    client.send(command(5, 0)); // No correction.
     client.send(command(2, 768000));
     client.send(command(1, centre));
     client.send(command(7, 1)); // A counter in place of samples.
