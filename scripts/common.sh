@@ -6,7 +6,7 @@ server_packages="cmake ninja-build g++ pkg-config qt6-base-dev libairspyhf-dev l
 libusb-1.0-0-dev libsndfile1-dev"
 
 # What the tests, and the tools that they test, need on top.
-test_packages="libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev libcairo2-dev libkissfft-dev libboost-dev libopus-dev
+test_packages="libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev libcairo2-dev libkissfft-dev libboost-dev libopus-dev libzmq3-dev cppzmq-dev
 airspyhf airspy sox python3-numpy spin valgrind dbus python3-dbusmock desktop-file-utils appstream man-db systemd file
 xvfb xauth locales"
 
