@@ -10,6 +10,9 @@ test_packages="libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev libcair
 airspyhf airspy sox python3-numpy spin valgrind dbus python3-dbusmock desktop-file-utils appstream man-db systemd file
 xvfb xauth locales"
 
+# What only `./test --all` needs on top.
+heavy_packages="g++-aarch64-linux-gnu"
+
 # What fuzzing needs on top.
 fuzz_packages="clang libclang-rt-14-dev"
 
