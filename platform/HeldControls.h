@@ -31,6 +31,7 @@ private:
 
 class HeldTextField final : public TextField {
 public:
+    explicit HeldTextField(std::string text = {}) : text_(std::move(text)) {}
     void setStringValue(const std::string& text) override { text_.set(text); }
     std::string stringValue() const override { return text_.get(); }
     void keepNumeric() override {} // Nobody types here.
@@ -51,6 +52,7 @@ public:
         selected_ = listed ? index : -1;
     }
     std::int64_t indexOfSelectedItem() const override { return selected_; }
+    const std::vector<std::string>& titles() const { return titles_; }
 
 private:
     std::vector<std::string> titles_;
@@ -59,7 +61,11 @@ private:
 
 class HeldValueControl final : public ValueControl {
 public:
-    std::int32_t intValue() const override { return 0; }
+    std::int32_t intValue() const override { return value_; }
+    void setIntValue(std::int32_t value) { value_ = value; }
+
+private:
+    std::int32_t value_ = 0;
 };
 
 } // namespace feedline

@@ -1,5 +1,7 @@
 #include "programs/WindowedServer.h"
 
+#include <QApplication>
+
 namespace feedline {
 
 WindowedServer::WindowedServer(ActivitySource& activities)
@@ -11,7 +13,10 @@ WindowedServer::WindowedServer(ActivitySource& activities)
 
 void WindowedServer::launch() {
     window->show();
-    mainThread.perform([this] { controller.applicationDidFinishLaunching(); });
+    mainThread.perform([this] {
+        controller.applicationDidFinishLaunching();
+        held_.look();
+    });
 }
 
 void WindowedServer::fillOutlets() {
@@ -37,6 +42,7 @@ void WindowedServer::connectActions() {
     };
     window->receiver.onRestart = [this] {
         controller.restartServer();
+        held_.look();
     };
     window->gains.onGainChanged = [this](const ValueControl* sender) {
         controller.changedGain(sender);
@@ -44,6 +50,64 @@ void WindowedServer::connectActions() {
     window->onClose = [this] {
         mainThread.end();
     };
+}
+
+ServerControls WindowedServer::controls() {
+    ServerControls controls;
+    controls.program = "feedline";
+    controls.version = FEEDLINE_VERSION;
+    controls.tcpStatus = &window->status.serverTcpStatus;
+    controls.remoteAddress = &window->status.serverRemoteIP;
+    controls.running = &window->status.serverRunning;
+    controls.centerFrequency = &window->status.serverCenterFrequency;
+    controls.port = &window->receiver.serverPort;
+    controls.address = &window->receiver.udpAddr;
+    controls.devices = [this] {
+        return window->receiver.devicePopup.titles();
+    };
+    controls.chosenDevice = [this] {
+        return window->receiver.devicePopup.indexOfSelectedItem();
+    };
+    controls.chooseDevice = [this](std::int64_t index) {
+        window->receiver.chooseDevice(index);
+    };
+    fillGains(controls);
+    controls.restart = [this] {
+        window->receiver.pressRestart();
+    };
+    controls.quit = [this] {
+        window->close();
+    };
+    controls.listening = listening;
+    controls.openDevice = openDevice;
+    controls.heldDevices = [this] {
+        held_.look(); // A launch that waits in an alert has not come to its own look.
+        return held_.list();
+    };
+    controls.lastAlert = [this] {
+        return alert.last();
+    };
+    controls.alertShown = [] {
+        return QApplication::activeModalWidget() != nullptr;
+    };
+    return controls;
+}
+
+void WindowedServer::fillGains(ServerControls& controls) {
+    GainsGroup& gains = window->gains;
+    const auto gain = [&gains](const ValueControl& control) -> GainControl {
+        return {[&control] { return control.intValue(); },
+                [&gains, &control](std::int32_t value) {
+                    gains.move(control, value);
+                }};
+    };
+    controls.lnaAgc = gain(gains.lnaAgcButton);
+    controls.mixerAgc = gain(gains.mixerAgcButton);
+    controls.lnaGain = gain(gains.lnaGainSlider);
+    controls.mixerGain = gain(gains.mixerGainSlider);
+    controls.vgaGain = gain(gains.vgaGainSlider);
+    controls.linearity = gain(gains.linearitySlider);
+    controls.sensitivity = gain(gains.sensitivitySlider);
 }
 
 } // namespace feedline

@@ -3,10 +3,13 @@
 
 #include "app/AppDelegate.h"
 #include "platform/Activity.h"
+#include "platform/KeptAlert.h"
+#include "platform/ServerControls.h"
 #include "platform/qt/MainWindow.h"
 #include "platform/qt/MessageBoxAlert.h"
 #include "platform/qt/QtMainThread.h"
 #include "platform/qt/QtSettingsStore.h"
+#include "programs/ServerState.h"
 
 #include <memory>
 
@@ -23,15 +26,22 @@ public:
     /// loop.
     void launch();
 
+    /// For callers from outside, after launch: they move the window's widgets.
+    ServerControls controls();
+
     QtSettingsStore settings;
     QtMainThread mainThread;
     std::shared_ptr<MainWindow> window = std::make_shared<MainWindow>();
-    MessageBoxAlert alert{mainThread, *window};
+    MessageBoxAlert messageBox{mainThread, *window};
+    KeptAlert alert{messageBox, mainThread};
     AppDelegate controller;
 
 private:
     void fillOutlets();
     void connectActions();
+    void fillGains(ServerControls& controls);
+
+    HeldDevices held_;
 };
 
 } // namespace feedline

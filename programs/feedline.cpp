@@ -2,6 +2,7 @@
 #include "platform/Process.h"
 #include "platform/SessionInhibitor.h"
 #include "platform/qt/ProgramEnd.h"
+#include "programs/OutsideAccess.h"
 #include "programs/WindowedServer.h"
 
 #include <QApplication>
@@ -37,9 +38,11 @@ int main(int argc, char* argv[]) {
 
     feedline::SessionInhibitor activities;
     feedline::WindowedServer server(activities);
+    feedline::OutsideAccess outside(server.mainThread, server.alert, server.controls());
     feedline::ProgramEnd end(server.mainThread,
                              [&] { server.controller.applicationWillTerminate(); });
     server.launch();
+    outside.open();
     QApplication::exec();
     end.finish();
 }

@@ -1,10 +1,16 @@
 #include "platform/qt/GainsGroup.h"
 
+#include "platform/ControlHints.h"
+#include "platform/GainLimits.h"
+
 #include <QCheckBox>
 #include <QGridLayout>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QSlider>
+
+#include <array>
+#include <utility>
 
 namespace feedline {
 
@@ -19,11 +25,13 @@ GainsGroup::GainsGroup(QWidget* parent)
     : QGroupBox("AirSpy gains", parent), grid_(new QGridLayout(this)), switches_(new QHBoxLayout),
       lnaAgcBox_(makeSwitch("LNA &AGC", "lnaAgcButton")),
       mixerAgcBox_(makeSwitch("Mixer A&GC", "mixerAgcButton")),
-      lnaSlider_(makeSlider({"&LNA:", "lnaGainSlider", "LNA gain", 14})),
-      mixerSlider_(makeSlider({"&Mixer:", "mixerGainSlider", "Mixer gain", 15})),
-      vgaSlider_(makeSlider({"&VGA:", "vgaGainSlider", "VGA gain", 15})),
-      linearityBar_(makeSlider({"L&inearity:", "linearitySlider", "Linearity preset", 21})),
-      sensitivityBar_(makeSlider({"&Sensitivity:", "sensitivitySlider", "Sensitivity preset", 21})),
+      lnaSlider_(makeSlider({"&LNA:", "lnaGainSlider", "LNA gain", highestLnaGain})),
+      mixerSlider_(makeSlider({"&Mixer:", "mixerGainSlider", "Mixer gain", highestMixerGain})),
+      vgaSlider_(makeSlider({"&VGA:", "vgaGainSlider", "VGA gain", highestVgaGain})),
+      linearityBar_(
+          makeSlider({"L&inearity:", "linearitySlider", "Linearity preset", highestPreset})),
+      sensitivityBar_(
+          makeSlider({"&Sensitivity:", "sensitivitySlider", "Sensitivity preset", highestPreset})),
       lnaAgcButton(*lnaAgcBox_), mixerAgcButton(*mixerAgcBox_), lnaGainSlider(*lnaSlider_),
       mixerGainSlider(*mixerSlider_), vgaGainSlider(*vgaSlider_), linearitySlider(*linearityBar_),
       sensitivitySlider(*sensitivityBar_) {
@@ -35,10 +43,8 @@ GainsGroup::GainsGroup(QWidget* parent)
     reportChangesOf(vgaSlider_, vgaGainSlider);
     reportChangesOf(linearityBar_, linearitySlider);
     reportChangesOf(sensitivityBar_, sensitivitySlider);
-    const QString presets = "A preset sets all three gains and switches both AGCs off in the "
-                            "receiver.";
-    linearityBar_->setToolTip(presets);
-    sensitivityBar_->setToolTip(presets);
+    linearityBar_->setToolTip(presetHint);
+    sensitivityBar_->setToolTip(presetHint);
 }
 
 QCheckBox* GainsGroup::makeSwitch(const char* text, const char* name) {
@@ -78,6 +84,28 @@ void GainsGroup::reportChangesOf(QCheckBox* box, const ValueControl& control) {
 
 void GainsGroup::reportChangesOf(QSlider* slider, const ValueControl& control) {
     QObject::connect(slider, &QSlider::valueChanged, [this, &control] { onGainChanged(&control); });
+}
+
+QSlider* GainsGroup::sliderOf(const ValueControl& control) const {
+    const std::array<std::pair<const ValueControl*, QSlider*>, 5> sliders{
+        {{&lnaGainSlider, lnaSlider_},
+         {&mixerGainSlider, mixerSlider_},
+         {&vgaGainSlider, vgaSlider_},
+         {&linearitySlider, linearityBar_},
+         {&sensitivitySlider, sensitivityBar_}}};
+    for (const auto& [adaptor, slider] : sliders)
+        if (adaptor == &control)
+            return slider;
+    return nullptr;
+}
+
+void GainsGroup::move(const ValueControl& control, int value) {
+    if (control.intValue() == value)
+        return onGainChanged(&control);
+    // Both report the change themselves.
+    if (QSlider* const slider = sliderOf(control))
+        return slider->setValue(value);
+    (&control == &lnaAgcButton ? lnaAgcBox_ : mixerAgcBox_)->setChecked(value != 0);
 }
 
 } // namespace feedline

@@ -24,11 +24,16 @@ public:
     std::function<void(const ValueControl*)> onGainChanged = [](const ValueControl*) {
     };
 
+    /// Moves the control's widget in the user's place, and reports it even when it stands there
+    /// already.
+    void move(const ValueControl& control, int value);
+
 private:
     struct Range;
     QCheckBox* makeSwitch(const char* text, const char* name);
     QSlider* makeSlider(const Range& range);
     void reportChangesOf(QCheckBox* box, const ValueControl& control);
+    QSlider* sliderOf(const ValueControl& control) const;
     void reportChangesOf(QSlider* slider, const ValueControl& control);
 
     QGridLayout* grid_;

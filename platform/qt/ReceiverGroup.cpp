@@ -1,5 +1,6 @@
 #include "platform/qt/ReceiverGroup.h"
 
+#include "platform/ControlHints.h"
 #include "platform/qt/CheckedEntry.h"
 #include "platform/qt/ScaledLabel.h"
 
@@ -14,10 +15,7 @@
 namespace feedline {
 namespace {
 
-constexpr const char* deviceHint = "Takes effect at Restart.";
-constexpr const char* portHint = "Takes effect 5 s after a client has gone, or at the next start.";
 constexpr const char* portRefusal = "Not taken: a port is written in digits alone.";
-constexpr const char* addressHint = "Takes effect at the next start of Feedline.";
 constexpr const char* addressRefusal = "Not taken: the text is too long.";
 constexpr const char* restartHint =
     "Initialises the selected device again and closes the server's connections.\n"
@@ -30,13 +28,13 @@ QString portProblem(const QString& text) {
         return {};
     if (port != text.toLongLong()) // 0 for a text that is no number, and for one beyond 64 bits
         return QString("Read as %1. A port is from 1 to 65535.").arg(port);
-    return "A port is a number from 1 to 65535.";
+    return portRange;
 }
 
 QString addressProblem(const QString& text) {
     in_addr address{};
     const bool dotted = inet_pton(AF_INET, text.toStdString().c_str(), &address) == 1;
-    return dotted ? QString() : QString("An IPv4 address is written like 192.168.1.20.");
+    return dotted ? QString() : QString(addressForm);
 }
 
 QWidget* sideBySide(QWidget* left, QWidget* right, QWidget* parent) {
@@ -89,6 +87,15 @@ void ReceiverGroup::addDevice(QFormLayout& form) {
     column->addWidget(sideBySide(deviceBox_, restartButton_, device));
     column->addWidget(makeHint(deviceHint, device));
     addRow(form, "&Device:", device, deviceBox_);
+}
+
+void ReceiverGroup::chooseDevice(std::int64_t index) {
+    devicePopup.selectItemAtIndex(index);
+    onDeviceChosen();
+}
+
+void ReceiverGroup::pressRestart() {
+    restartButton_->click();
 }
 
 void ReceiverGroup::addPort(QFormLayout& form) {

@@ -27,6 +27,10 @@ public:
     std::function<void()> onRestart = [] {
     };
 
+    /// What a user does with the list and the button.
+    void chooseDevice(std::int64_t index);
+    void pressRestart();
+
 private:
     void addDevice(QFormLayout& form);
     void addPort(QFormLayout& form);

@@ -1,18 +1,19 @@
 #include "platform/qt/StatusGroup.h"
 
+#include "platform/StatusTexts.h"
+
 #include <QGridLayout>
 
 namespace feedline {
 
 // The texts stand until the controller's first tick, a second after launch.
 StatusGroup::StatusGroup(QWidget* parent)
-    : QGroupBox("Status", parent),
-      serverTcpStatus(StatusLine::Mark::shown, "TCP Server: WAITING FOR CONNECT",
-                      "TCP Server: WAITING FOR CONNECT", this),
-      serverRemoteIP(StatusLine::Mark::none, "Remote Address: NOT CONNECTED",
-                     "Remote Address: NOT CONNECTED", this),
-      serverRunning(StatusLine::Mark::shown, "AirSpyHF+ IDLE", "AirSpyHF+ RUNNING", this),
-      serverCenterFrequency(StatusLine::Mark::none, "Center Frequency: 0.000 kHz",
+    : QGroupBox("Status", parent), serverTcpStatus(StatusLine::Mark::shown, firstTcpStatus,
+                                                   "TCP Server: WAITING FOR CONNECT", this),
+      serverRemoteIP(StatusLine::Mark::none, firstRemoteAddress, "Remote Address: NOT CONNECTED",
+                     this),
+      serverRunning(StatusLine::Mark::shown, firstRunning, "AirSpyHF+ RUNNING", this),
+      serverCenterFrequency(StatusLine::Mark::none, firstCenterFrequency,
                             "Center Frequency: 2147483.750 kHz", this) {
     serverTcpStatus.setObjectName("serverTcpStatus");
     serverRemoteIP.setObjectName("serverRemoteIP");

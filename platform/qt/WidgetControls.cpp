@@ -39,6 +39,13 @@ std::int64_t ComboPopUp::indexOfSelectedItem() const {
     return combo_.currentIndex();
 }
 
+std::vector<std::string> ComboPopUp::titles() const {
+    std::vector<std::string> titles;
+    for (int i = 0; i < combo_.count(); ++i)
+        titles.push_back(combo_.itemText(i).toStdString());
+    return titles;
+}
+
 std::int32_t SliderValue::intValue() const {
     return slider_.value();
 }

@@ -5,6 +5,9 @@
 #include "platform/Controls.h"
 #include "platform/HeldControls.h"
 
+#include <string>
+#include <vector>
+
 class QCheckBox;
 class QComboBox;
 class QLineEdit;
@@ -33,6 +36,7 @@ public:
     void addItemWithTitle(const std::string& title) override;
     void selectItemAtIndex(std::int64_t index) override;
     std::int64_t indexOfSelectedItem() const override;
+    std::vector<std::string> titles() const;
 
 private:
     QComboBox& combo_;
