@@ -7,6 +7,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <initializer_list>
+#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -181,6 +183,13 @@ Message answerTo(sd_bus* bus, sd_bus_message* call, bool systemBus,
     return Message(answer);
 }
 
+std::string joined(std::initializer_list<std::string_view> parts) {
+    std::string all;
+    for (const std::string_view part : parts)
+        all += part;
+    return all;
+}
+
 int noteChange(sd_bus_message* /*signal*/, void* changed, sd_bus_error* /*error*/) {
     *static_cast<bool*>(changed) = true;
     return 0;
@@ -303,12 +312,11 @@ void Server::quit() {
 }
 
 void Server::watch() {
-    const std::string changes = std::string("type='signal',interface='") + propertiesInterface +
-                                "',member='PropertiesChanged',path='" + dbus::objectPath + "'";
+    const std::string changes = joined({"type='signal',member='PropertiesChanged',interface='",
+                                        propertiesInterface, "',path='", dbus::objectPath, "'"});
     const std::string owners =
-        std::string(
-            "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='") +
-        dbus::busName + "'";
+        joined({"type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='",
+                dbus::busName, "'"});
     for (const std::string& rule : {changes, owners})
         if (const int result =
                 sd_bus_add_match(bus_.get(), nullptr, rule.c_str(), noteChange, changed_.get());
