@@ -7,6 +7,7 @@ namespace feedline {
 constexpr auto deviceHint = "Takes effect at Restart.";
 constexpr auto portHint = "Takes effect 5 s after a client has gone, or at the next start.";
 constexpr auto addressHint = "Takes effect at the next start of Feedline.";
+constexpr auto gainsHint = "Each takes effect when it is moved.";
 constexpr auto presetHint =
     "A preset sets all three gains and switches both AGCs off in the receiver.";
 

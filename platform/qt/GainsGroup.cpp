@@ -2,6 +2,8 @@
 
 #include "platform/ControlHints.h"
 #include "platform/GainLimits.h"
+#include "platform/qt/CheckedEntry.h"
+#include "platform/qt/ScaledLabel.h"
 
 #include <QCheckBox>
 #include <QGridLayout>
@@ -43,6 +45,7 @@ GainsGroup::GainsGroup(QWidget* parent)
     reportChangesOf(vgaSlider_, vgaGainSlider);
     reportChangesOf(linearityBar_, linearitySlider);
     reportChangesOf(sensitivityBar_, sensitivitySlider);
+    addHint();
     linearityBar_->setToolTip(presetHint);
     sensitivityBar_->setToolTip(presetHint);
 }
@@ -76,6 +79,12 @@ QSlider* GainsGroup::makeSlider(const Range& range) {
     grid_->addWidget(slider, row, 1);
     grid_->addWidget(value, row, 2);
     return slider;
+}
+
+void GainsGroup::addHint() {
+    const int row = grid_->rowCount();
+    grid_->addWidget(makeHint(gainsHint, this), row, 0, 1, 3);
+    grid_->setRowStretch(row, 1);
 }
 
 void GainsGroup::reportChangesOf(QCheckBox* box, const ValueControl& control) {

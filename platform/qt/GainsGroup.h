@@ -32,6 +32,7 @@ private:
     struct Range;
     QCheckBox* makeSwitch(const char* text, const char* name);
     QSlider* makeSlider(const Range& range);
+    void addHint();
     void reportChangesOf(QCheckBox* box, const ValueControl& control);
     QSlider* sliderOf(const ValueControl& control) const;
     void reportChangesOf(QSlider* slider, const ValueControl& control);

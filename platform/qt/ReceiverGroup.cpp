@@ -46,11 +46,26 @@ QWidget* sideBySide(QWidget* left, QWidget* right, QWidget* parent) {
     return pair;
 }
 
+/// As tall as its control, so that both texts stand on one line though a hint hangs below the
+/// control.
+class RowLabel final : public QLabel {
+public:
+    RowLabel(const char* text, QWidget* control, QWidget* parent)
+        : QLabel(text, parent), control_(control) {
+        setBuddy(control);
+        setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
+    }
+    QSize sizeHint() const override {
+        return {QLabel::sizeHint().width(), control_->sizeHint().height()};
+    }
+
+private:
+    QWidget* control_;
+};
+
 /// The label's mnemonic leads to the control itself, not to what surrounds it.
 void addRow(QFormLayout& form, const char* text, QWidget* row, QWidget* control) {
-    auto* label = new QLabel(text, row->parentWidget());
-    label->setBuddy(control);
-    form.addRow(label, row);
+    form.addRow(new RowLabel(text, control, row->parentWidget()), row);
 }
 
 } // namespace

@@ -18,6 +18,33 @@ StatusMark::State stateOf(const QString& text) {
     return StatusMark::State::waiting;
 }
 
+struct Meaning {
+    const char* ending; ///< of the text
+    const char* meaning;
+};
+
+constexpr const char* askedToRun =
+    "Whether the client has asked the receiver to run; the same words for both receivers.";
+constexpr Meaning meanings[] = {
+    {": CONNECTED", "A client is being served."},
+    {": WAITING FOR CONNECT", "The server waits for a client.\n"
+                              "Without a receiver at the start, nothing listens."},
+    {": BIND FAILED", "Another program has the port; nothing listens."},
+    {": CONNECT FAILED", "No client could be accepted, or Restart was pressed while none was "
+                         "there;\nnothing listens until the next start."},
+    {": DISCONNECTED", "The client has gone; the server is back after five seconds."},
+    {" RUNNING", askedToRun},
+    {" IDLE", askedToRun},
+    {" kHz", "The frequency that was asked for last."},
+};
+
+QString meaningOf(const QString& text) {
+    for (const auto& [ending, meaning] : meanings)
+        if (text.endsWith(ending))
+            return meaning;
+    return {};
+}
+
 } // namespace
 
 StatusLine::StatusLine(Mark mark, const QString& text, const QString& longest, QWidget* parent)
@@ -46,6 +73,7 @@ void StatusLine::setStringValue(const std::string& text) {
     text_.set(text);
     const QString shown = QString::fromStdString(text);
     label_->setText(shown);
+    setToolTip(meaningOf(shown));
     if (mark_ != nullptr)
         mark_->setState(stateOf(shown));
 }

@@ -153,6 +153,20 @@ INSTANTIATE_TEST_SUITE_P(
         Marked{"serverRunning", "AirSpyHF+ RUNNING", StatusMark::State::fine},
         Marked{"serverRunning", "AirSpyHF+ IDLE", StatusMark::State::waiting}));
 
+TEST_F(Window, EveryStatusTextExplainsItself) {
+    std::set<QString> meanings;
+    for (const char* text :
+         {"TCP Server: CONNECTED", "TCP Server: WAITING FOR CONNECT", "TCP Server: BIND FAILED",
+          "TCP Server: CONNECT FAILED", "TCP Server: DISCONNECTED", "AirSpyHF+ RUNNING",
+          "Center Frequency: 7100.000 kHz"}) {
+        window.status.serverTcpStatus.setStringValue(text);
+        EXPECT_NE(window.status.serverTcpStatus.toolTip(), "") << text;
+        meanings.insert(window.status.serverTcpStatus.toolTip());
+    }
+    EXPECT_THAT(meanings, SizeIs(7)) << "no two states mean the same";
+    EXPECT_EQ(window.status.serverRemoteIP.toolTip(), "");
+}
+
 TEST_F(Window, EveryMarkHasAShapeOfItsOwn) {
     const auto outline = [this](StatusMark::State state) {
         StatusMark mark(state, &window);
@@ -440,6 +454,20 @@ TEST_F(Window, EveryControlHasASpokenNameAndIsAlwaysThere) {
         EXPECT_FALSE(found.accessibleName().isEmpty()) << name;
         EXPECT_TRUE(found.isEnabled() && found.isVisible()) << name;
     }
+}
+
+TEST_F(Window, EveryLabelStandsOnTheLineOfItsControl) {
+    int labels = 0;
+    for (const auto* label : window.findChildren<QLabel*>()) {
+        if (label->buddy() == nullptr)
+            continue;
+        ++labels;
+        const auto middle = [](const QWidget& widget) {
+            return widget.mapToGlobal(widget.rect().center()).y();
+        };
+        EXPECT_NEAR(middle(*label), middle(*label->buddy()), 1) << label->text().toStdString();
+    }
+    EXPECT_EQ(labels, 8);
 }
 
 TEST_F(Window, NothingIsClippedInALargerFont) {
