@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <stdexcept>

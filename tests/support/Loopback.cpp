@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <stdexcept>
 #include <sys/socket.h>
@@ -10,6 +11,14 @@
 
 namespace feedline::test {
 namespace {
+
+sockaddr_in loopbackAddress(std::uint16_t port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(port);
+    return address;
+}
 
 const sockaddr* generic(const sockaddr_in& address) {
     return reinterpret_cast<const sockaddr*>(&address);
@@ -52,14 +61,6 @@ OwnedDescriptor makeSocket(int type) {
     return made;
 }
 
-sockaddr_in loopbackAddress(std::uint16_t port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(port);
-    return address;
-}
-
 bool bindToLoopback(int socket, std::uint16_t port) {
     const sockaddr_in address = loopbackAddress(port);
     return ::bind(socket, generic(address), sizeof address) == 0;
@@ -68,6 +69,11 @@ bool bindToLoopback(int socket, std::uint16_t port) {
 bool connectToLoopback(int socket, std::uint16_t port) {
     const sockaddr_in address = loopbackAddress(port);
     return ::connect(socket, generic(address), sizeof address) == 0;
+}
+
+void sendToLoopback(int socket, std::uint16_t port, std::span<const std::uint8_t> bytes) {
+    const sockaddr_in address = loopbackAddress(port);
+    ::sendto(socket, bytes.data(), bytes.size(), 0, generic(address), sizeof address);
 }
 
 bool readable(int descriptor, int milliseconds) {

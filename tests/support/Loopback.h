@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstdint>
-#include <netinet/in.h>
+#include <span>
 #include <string>
 #include <utility>
 
@@ -39,7 +39,8 @@ bool bindToLoopback(int socket, std::uint16_t port);
 /// False when nobody listens.
 bool connectToLoopback(int socket, std::uint16_t port);
 
-sockaddr_in loopbackAddress(std::uint16_t port);
+/// As one datagram. Whether it arrives shows at the other end alone.
+void sendToLoopback(int socket, std::uint16_t port, std::span<const std::uint8_t> bytes);
 
 /// Whether something can be read, or the end seen, within so many milliseconds.
 bool readable(int descriptor, int milliseconds);

@@ -5,7 +5,6 @@
 #include "protocol/ControlMessage.h"
 
 #include <algorithm>
-#include <cstring>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -77,22 +76,60 @@ bool ScriptedServer::waitForMessage(const Bytes& beginning) {
         lock, longestWait, [&] { return std::any_of(messages_.begin(), messages_.end(), begins); });
 }
 
+ScriptedServer::Answer ScriptedServer::ownAnswer(const Bytes& message) {
+    const std::lock_guard lock(mutex_);
+    return runs_ && message == askStatus() ? Answer{statusAnswer(running)} : properAnswer(message);
+}
+
+void ScriptedServer::obey(const Bytes& message) {
+    if (message.size() != setState(runState).size() || message[2] != itemReceiverState)
+        return;
+    const bool runs = message[5] == runState;
+    std::unique_ptr<ScriptedStream> old;
+    {
+        const std::lock_guard lock(mutex_);
+        runs_ = runs;
+        old = std::move(stream_);
+    }
+    // Without the lock: what a plan calls may ask this object.
+    const std::optional<StreamPlan> rest = old ? std::optional(old->stop()) : std::nullopt;
+    const std::lock_guard lock(mutex_);
+    if (rest)
+        plan_ = rest;
+    if (runs && plan_)
+        stream_ = std::make_unique<ScriptedStream>(port(), *plan_);
+}
+
+void ScriptedServer::streamWhenRun(StreamPlan plan) {
+    const std::lock_guard lock(mutex_);
+    plan_ = std::move(plan);
+}
+
+std::int64_t ScriptedServer::streamed() {
+    const std::lock_guard lock(mutex_);
+    return stream_ ? stream_->place() : plan_ ? plan_->firstPlace : 0;
+}
+
 void ScriptedServer::sendDatagram(std::uint16_t number, const Samples& samples) {
-    std::array<std::uint8_t, datagram::size> bytes{};
-    datagram::putHeader(bytes.data(), number);
-    std::memcpy(bytes.data() + datagram::sampleOffset, samples.data(), datagram::sampleBytes);
-    datagram::samplesToWire(bytes.data());
-    sendBytes(bytes.data(), bytes.size());
+    sendToLoopback(udp_.get(), port(), wireDatagram(number, samples));
 }
 
 void ScriptedServer::sendBytes(const std::uint8_t* bytes, std::size_t count) {
-    const sockaddr_in to = loopbackAddress(port());
-    sendto(udp_.get(), bytes, count, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
+    sendToLoopback(udp_.get(), port(), {bytes, count});
 }
 
 void ScriptedServer::hangUp() {
     const std::lock_guard lock(mutex_);
     hungUp_ = true;
+    cutClientOff();
+}
+
+void ScriptedServer::dropClient() {
+    const std::lock_guard lock(mutex_);
+    cutClientOff();
+}
+
+void ScriptedServer::cutClientOff() const {
     if (client_ >= 0)
         shutdown(client_, SHUT_RDWR);
 }
@@ -119,7 +156,8 @@ void ScriptedServer::setClient(int client) {
 }
 
 bool ScriptedServer::answer(int client, const Bytes& message) {
-    const Answer answer = script_(message);
+    obey(message);
+    const Answer answer = script_ ? script_(message) : ownAnswer(message);
     send(client, answer.bytes.data(), answer.bytes.size(), MSG_NOSIGNAL);
     {
         const std::lock_guard lock(mutex_);

@@ -4,14 +4,15 @@
 
 #include "Bytes.h"
 #include "Loopback.h"
-#include "stream/DataDatagram.h"
+#include "ScriptedStream.h"
 
-#include <array>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -29,9 +30,10 @@ public:
         bool thenClose = false;
     };
     using Script = std::function<Answer(const Bytes& message)>;
-    using Samples = std::array<std::int16_t, datagram::entries>;
+    using Samples = DatagramSamples;
 
-    explicit ScriptedServer(Script script = properAnswer);
+    /// Without a script it answers as the real server would, with the status that its stream has.
+    explicit ScriptedServer(Script script = {});
     ScriptedServer(const ScriptedServer&) = delete;
     ScriptedServer& operator=(const ScriptedServer&) = delete;
     ~ScriptedServer();
@@ -53,16 +55,29 @@ public:
     bool waitForRun() { return waitForMessage({8, 0, 0x18, 0, 0x80, 2}); }
     bool waitForStop() { return waitForMessage({8, 0, 0x18, 0, 0x80, 1}); }
 
+    /// From now on a set of the state to run begins this stream, whose numbers go on from run to
+    /// run, and one to stop ends it. A client that goes leaves it running.
+    void streamWhenRun(StreamPlan plan);
+
+    /// Datagrams of that stream so far, lost ones too.
+    std::int64_t streamed();
+
     void sendDatagram(std::uint16_t number, const Samples& samples = {});
     void sendBytes(const std::uint8_t* bytes, std::size_t count);
 
-    /// Ends the client's connection.
+    /// Ends the client's connection; the next client is served.
+    void dropClient();
+
+    /// Ends the client's connection, and every later one as soon as it is made.
     void hangUp();
 
 private:
     void serve();
     void setClient(int client);
     bool answer(int client, const Bytes& message);
+    Answer ownAnswer(const Bytes& message);
+    void obey(const Bytes& message);
+    void cutClientOff() const; ///< with the mutex held
 
     Script script_;
     ReservedPort port_;
@@ -73,6 +88,9 @@ private:
     std::vector<Bytes> messages_;
     int client_ = -1;
     bool hungUp_ = false;
+    bool runs_ = false;
+    std::optional<StreamPlan> plan_; ///< of the next run
+    std::unique_ptr<ScriptedStream> stream_;
     std::thread thread_;
 };
 
