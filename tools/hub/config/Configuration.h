@@ -7,7 +7,8 @@
 
 namespace feedline::hub {
 
-/// Who may move the receiver. A frequency inside the received band moves nothing, whoever asks.
+/// Who may move the receiver. A frequency inside the received band moves nothing, whoever asks; but
+/// who may move it and listens alone gets a band that holds all of his channel.
 enum class Tuning {
     first, ///< whoever came first, until he leaves
     any,   ///< everybody

@@ -39,14 +39,19 @@ void Receiver::Body::admit(const ListenerRequest& request) const {
 }
 
 void Receiver::Body::leave(const Seat& seat) {
-    run(seat, false);
     const std::lock_guard lock(mutex_);
     std::erase(seats_, seat);
+    countListeners();
+    passOn();
 }
 
 void Receiver::Body::run(const Seat& seat, bool running) {
     const std::lock_guard lock(mutex_);
     seat->running = running;
+    countListeners();
+}
+
+void Receiver::Body::countListeners() {
     const bool listening =
         std::any_of(seats_.begin(), seats_.end(), [](const Seat& each) { return each->running; });
     want({listening, wanted_.frequency});
@@ -90,22 +95,58 @@ bool Receiver::Body::mayTune(const Listener::Body& seat) const {
     return first != seats_.end() && first->get() == &seat;
 }
 
+// Inside the band nothing is moved: everybody else would lose by it. Whoever listens alone takes
+// nothing from anybody, so he gets a band that has all of his channel.
 TuneResult Receiver::Body::tune(const Seat& seat, std::uint32_t hertz) {
     const std::lock_guard lock(mutex_);
     seat->wantedFrequency = hertz;
     seat->wholeBand = false;
-    TuneResult result{.frequency = hertz, .moved = false, .covered = isCovered(hertz), .why = {}};
-    if (result.covered)
-        return result;
-    if (mayTune(*seat)) {
-        result.moved = result.covered = true;
+    const bool may = mayTune(*seat);
+    const bool inside = isCovered(hertz);
+    TuneResult result{.frequency = hertz, .moved = false, .covered = inside, .why = {}};
+    if (may && (!inside || (isAlone(*seat) && !fits(*seat)))) {
+        result.moved = hertz != target();
+        result.covered = true;
         want({wanted_.listening, hertz});
-    } else {
-        result.why = configuration_.tuning == Tuning::locked
-                         ? "the receiver is locked"
-                         : "somebody else came first and tunes the receiver";
+    } else if (!inside) {
+        result.why = configuration_.tuning == Tuning::locked ? "the receiver is locked"
+                     : seat->request.tunes ? "somebody else came first and tunes the receiver"
+                                           : "this listener does not tune";
     }
     return result;
+}
+
+// Whether the band has the flat part of the channel, four fifths of its width; a channel as wide as
+// the band wants all of it.
+bool Receiver::Body::fits(const Listener::Body& seat) const {
+    const std::uint32_t rate = rateOf(seat);
+    const std::int64_t away = std::abs(std::int64_t{seat.wantedFrequency} - std::int64_t{target()});
+    return rate >= state_.rate
+               ? away == 0
+               : 10 * away + 4 * std::int64_t{rate} <= 5 * std::int64_t{state_.rate};
+}
+
+bool Receiver::Body::isAlone(const Listener::Body& seat) const {
+    return std::none_of(seats_.begin(), seats_.end(),
+                        [&](const Seat& each) { return each->running && each.get() != &seat; });
+}
+
+std::uint32_t Receiver::Body::rateOf(const Listener::Body& seat) const {
+    return seat.wholeBand || seat.wantedRate == 0 ? state_.rate
+                                                  : channelRate(seat.wantedRate, state_.rate);
+}
+
+// Whose turn it is to tune may have been waiting for it.
+void Receiver::Body::passOn() {
+    if (configuration_.tuning != Tuning::first)
+        return;
+    for (const Seat& seat : seats_)
+        if (seat->running && !follows(*seat) && mayTune(*seat) && !isCovered(seat->wantedFrequency))
+            want({wanted_.listening, seat->wantedFrequency});
+}
+
+bool Receiver::Body::follows(const Listener::Body& seat) {
+    return seat.wholeBand || seat.wantedFrequency == 0;
 }
 
 ChannelRequest Receiver::Body::wish(const Seat& seat,
@@ -147,8 +188,6 @@ std::vector<ListenerReport> Receiver::Body::reports() const {
 }
 
 ListenerReport Receiver::Body::report(const Listener::Body& seat) const {
-    const bool follows = seat.wholeBand || seat.wantedFrequency == 0;
-    const bool whole = seat.wholeBand || seat.wantedRate == 0;
     ListenerReport report;
     report.number = seat.number;
     report.output = seat.request.output;
@@ -156,10 +195,10 @@ ListenerReport Receiver::Body::report(const Listener::Body& seat) const {
     report.detail = seat.detail;
     report.running = seat.running;
     report.mayTune = mayTune(seat);
-    report.frequency = follows ? state_.frequency : seat.wantedFrequency;
-    report.rate = whole ? state_.rate : channelRate(seat.wantedRate, state_.rate);
+    report.frequency = follows(seat) ? state_.frequency : seat.wantedFrequency;
+    report.rate = rateOf(seat);
     report.exact = report.frequency == state_.frequency && report.rate == state_.rate;
-    report.covered = follows || isCovered(report.frequency);
+    report.covered = follows(seat) || isCovered(report.frequency);
     report.seconds = std::chrono::duration<double>(Clock::now() - seat.joined).count();
     report.sentPairs = seat.sentPairs;
     report.sentBytes = seat.sentBytes;

@@ -37,6 +37,12 @@ private:
     void admit(const ListenerRequest& request) const;
     bool mayTune(const Listener::Body& seat) const;
     bool isCovered(std::uint32_t hertz) const;
+    bool fits(const Listener::Body& seat) const;
+    bool isAlone(const Listener::Body& seat) const;
+    std::uint32_t rateOf(const Listener::Body& seat) const;
+    static bool follows(const Listener::Body& seat);
+    void countListeners();
+    void passOn();
     std::uint32_t target() const;
     void want(const Wanted& wanted);
     ListenerReport report(const Listener::Body& seat) const;
