@@ -1,12 +1,19 @@
-# feedline_test(<Name> LABEL unit|e2e [LINK <target>...] [WRAP <symbol>...] [TIMEOUT <seconds>] [SERIAL])
+# feedline_test(<Name> LABEL <label> [LINK <target>...] [WRAP <symbol>...] [TIMEOUT <seconds>] [SERIAL] [SINGLE_THREADED])
 #   One executable from <Name>.cpp in the current folder, or from <room>/<Name>.cpp; every test in it becomes a ctest
-#   test of its own, "<folder>.<Suite>.<Case>", run in a process of its own. WRAP routes calls of a C function through the test's
-#   __wrap_<symbol>, the real one being __real_<symbol>. SERIAL keeps a test that needs the machine to itself alone.
+#   test of its own, "<folder>.<Suite>.<Case>", run in a process of its own.
+#   LABEL            unit; e2e: whole programs; reliability; heavy: needs the heavy packages of scripts/common.sh, and so
+#                    `./test --all` alone runs it
+#   WRAP             calls of these C functions go to the test's __wrap_<symbol>; the real one is __real_<symbol>
+#   SERIAL           needs the machine to itself: runs alone
+#   SINGLE_THREADED  what it calls starts no second thread: not built for the thread sanitizer, which could find nothing
 include(GoogleTest)
 find_package(GTest REQUIRED)
 
 function(feedline_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL" "LABEL;TIMEOUT" "LINK;WRAP")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "SERIAL;SINGLE_THREADED" "LABEL;TIMEOUT" "LINK;WRAP")
+  if(arg_SINGLE_THREADED AND FEEDLINE_SANITIZE MATCHES "thread")
+    return()
+  endif()
   cmake_path(GET CMAKE_CURRENT_SOURCE_DIR FILENAME folder)
   cmake_path(GET name FILENAME subject)
   set(target ${folder}_${subject})

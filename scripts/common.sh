@@ -1,20 +1,25 @@
 # shellcheck shell=bash disable=SC2034
 # Shared by ./run, ./test and their like: packages and builds. Sourced, with the working directory at the root.
 
-# What a build of the server and the emulated receivers needs.
+# A build of the server and the emulated receivers: all that ./run installs.
 server_packages="cmake ninja-build g++ pkg-config qt6-base-dev libairspyhf-dev libairspy-dev libsystemd-dev
 libusb-1.0-0-dev libsndfile1-dev"
 
-# What the tests, and the tools that they test, need on top.
-test_packages="libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev libcairo2-dev libkissfft-dev libboost-dev libopus-dev libzmq3-dev cppzmq-dev
+# What ./test installs on top: for a build of the companions, for the tests, and mold, which links faster.
+test_packages="libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev libcairo2-dev libkissfft-dev
+libboost-dev libopus-dev libzmq3-dev cppzmq-dev
 airspyhf airspy sox python3-numpy spin valgrind dbus python3-dbusmock desktop-file-utils appstream man-db systemd file
-xvfb xauth locales"
+xvfb xauth locales
+mold"
 
-# What only `./test --all` needs on top.
+# What ./test --all installs on top, for the tests with the label heavy: browsers, SDR programs, cross compilers.
 heavy_packages="g++-aarch64-linux-gnu"
 
-# What fuzzing needs on top.
+# What fuzz/run installs on top.
 fuzz_packages="clang libclang-rt-14-dev"
+
+# What scripts/lint installs on top of the packages for building everything.
+lint_packages="clang clang-format clang-tidy libclang-rt-14-dev libbenchmark-dev shellcheck"
 
 # install_missing PACKAGE...: installs those that are not there, saying which; asks for root only then.
 install_missing() {
@@ -41,4 +46,18 @@ configure_and_build() {
     [ $# -gt 0 ] && { shift; configure=("$@"); }
     [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset" "${configure[@]}"
     cmake --build --preset "$preset" "${build[@]}"
+}
+
+# stage NAME COMMAND...: runs it, and says how long it took.
+stage() {
+    local name=$1 start=$SECONDS
+    shift
+    echo "== $name"
+    "$@"
+    echo "== $name: $((SECONDS - start)) s"
+}
+
+# The version stands in CMake's project and nowhere else.
+project_version() {
+    sed -n 's/^project(feedline VERSION \([0-9.]*\).*/\1/p' CMakeLists.txt
 }
