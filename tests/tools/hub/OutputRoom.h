@@ -91,6 +91,8 @@ public:
         return receive(answerSize);
     }
 
+    std::size_t waiting() const { return socket_.available(); } ///< bytes
+
     bool ended() { return receive(1).empty(); }
 
 private:

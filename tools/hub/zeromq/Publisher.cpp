@@ -15,7 +15,8 @@ zmq::socket_t openSocket(zmq::context_t& sockets, const std::string& address, st
     try {
         zmq::socket_t socket(sockets, zmq::socket_type::xpub);
         socket.set(zmq::sockopt::sndhwm, most);
-        socket.set(zmq::sockopt::linger, 0); // The end of the hub waits for nobody.
+        socket.set(zmq::sockopt::linger, 0);        // The end of the hub waits for nobody.
+        socket.set(zmq::sockopt::xpub_verboser, 1); // Every subscriber counts.
         socket.bind(endpoint);
         return socket;
     } catch (const zmq::error_t& error) {
@@ -45,10 +46,6 @@ void Publisher::send(std::span<const std::byte> message) {
     takeSubscriptions(); // Sending may have taken in what the descriptor would have told of.
 }
 
-void Publisher::welcome(const std::string& message) {
-    socket_.set(zmq::sockopt::xpub_welcome_msg, message);
-}
-
 void Publisher::wait() {
     readable_.async_wait(boost::asio::posix::stream_descriptor::wait_read,
                          [this](const boost::system::error_code& error) {
@@ -61,15 +58,16 @@ void Publisher::wait() {
 
 /// The descriptor tells only that something has changed, once: everything must be taken.
 void Publisher::takeSubscriptions() {
-    const bool before = wanted();
+    bool news = false;
     zmq::message_t message;
     while (socket_.recv(message, zmq::recv_flags::dontwait)) {
         if (message.size() == 0)
             continue;
         const bool begins = *message.data<unsigned char>() == 1;
         subscriptions_ = std::max(0, subscriptions_ + (begins ? 1 : -1));
+        news = true;
     }
-    if (wanted() != before && changed_)
+    if (news)
         changed_();
 }
 

@@ -17,8 +17,8 @@ namespace feedline::hub {
 /// queue has no room for. For the thread that runs the context.
 class Publisher {
 public:
-    /// @param most       messages that may wait for each subscriber
-    /// @param changed    called when the first subscriber comes and when the last one leaves
+    /// @param most     messages that may wait for each subscriber
+    /// @param changed  called when a subscriber has come or has gone
     /// Throws OutputFailure.
     Publisher(boost::asio::io_context& context, zmq::context_t& sockets, const std::string& address,
               std::uint16_t port, int most, std::function<void()> changed);
@@ -31,9 +31,6 @@ public:
     /// Never waits.
     void send(std::span<const std::byte> message);
 
-    /// What every new subscriber gets first.
-    void welcome(const std::string& message);
-
 private:
     void wait();
     void takeSubscriptions();
@@ -41,7 +38,7 @@ private:
     zmq::socket_t socket_;
     boost::asio::posix::stream_descriptor readable_;
     std::function<void()> changed_;
-    int subscriptions_ = 0; ///< different topics that somebody wants
+    int subscriptions_ = 0; ///< of all subscribers
 };
 
 } // namespace feedline::hub

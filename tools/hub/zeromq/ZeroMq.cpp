@@ -23,11 +23,12 @@ class ZeroMq final : public Output {
 public:
     ZeroMq(const Configuration& configuration, Receiver& receiver)
         : address_(configuration.listen), port_(configuration.zmq),
+          stateText_(stateText(receiver.state())),
           floats_(context_, sockets_, address_, port_, mostMessages, [this] { runIfWanted(); }),
           integers_(context_, sockets_, address_, static_cast<std::uint16_t>(port_ + 1),
                     mostMessages, [this] { runIfWanted(); }),
           state_(context_, sockets_, address_, static_cast<std::uint16_t>(port_ + 2), mostMessages,
-                 {}),
+                 [this] { post([this] { publishState(); }); }),
           listener_(receiver.join({.output = "zmq",
                                    .address = address_,
                                    .detail = "subscribers",
@@ -39,9 +40,11 @@ public:
                                            post([this] { publishSamples(); });
                                        }})),
           changes_(receiver.subscribe([this](const ReceiverState& state) {
-              post([this, text = stateText(state)] { publishState(text); });
+              post([this, text = stateText(state)] {
+                  stateText_ = text;
+                  publishState();
+              });
           })) {
-        publishState(stateText(receiver.state()));
         thread_.emplace(context_, "hub-zmq");
     }
 
@@ -67,10 +70,8 @@ private:
 
     void runIfWanted() { listener_->run(floats_.wanted() || integers_.wanted()); }
 
-    void publishState(const std::string& text) {
-        state_.welcome(text);
-        state_.send(std::as_bytes(std::span(text)));
-    }
+    /// With every change, and for whoever comes anew: the others hear it once more.
+    void publishState() { state_.send(std::as_bytes(std::span(stateText_))); }
 
     void publishSamples() {
         std::array<std::int16_t, 2 * pairsAMessage> samples; // NOLINT: written before it is read
@@ -101,6 +102,7 @@ private:
 
     std::string address_;
     std::uint16_t port_;
+    std::string stateText_;
     std::size_t bytes_ = 0; ///< of the last message, over both sockets
     zmq::context_t sockets_;
     boost::asio::io_context context_{1};
