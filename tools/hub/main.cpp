@@ -9,6 +9,7 @@
 #include "tools/hub/status/Status.h"
 #include "tools/hub/status/StatusQuestion.h"
 #include "tools/hub/upstream/Upstream.h"
+#include "tools/hub/web/server/WebOutput.h"
 #include "tools/hub/zeromq/ZeroMq.h"
 
 #include <csignal>
@@ -25,7 +26,7 @@ using namespace feedline::hub;
 constexpr int failed = 1;
 
 /// Each output's room gives one factory.
-const std::vector<OutputFactory> factories{openNative, openRtlTcp, openZeroMq};
+const std::vector<OutputFactory> factories{openNative, openRtlTcp, openZeroMq, openWeb};
 
 using Outputs = std::vector<std::unique_ptr<Output>>;
 

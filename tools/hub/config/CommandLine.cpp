@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <arpa/inet.h>
 #include <array>
 #include <charconv>
 #include <cmath>
@@ -47,6 +48,12 @@ CLI::Validator check(const char* what, bool (*good)(const std::string&)) {
             ""};
 }
 
+bool isAddress(const std::string& text) {
+    std::array<unsigned char, sizeof(in6_addr)> address{};
+    return inet_pton(AF_INET, text.c_str(), address.data()) == 1 ||
+           inet_pton(AF_INET6, text.c_str(), address.data()) == 1;
+}
+
 bool isServer(const std::string& text) {
     std::string host;
     std::uint16_t port = 0;
@@ -84,6 +91,17 @@ void addOutputs(CLI::App& app, Configuration& configuration) {
         ->check(CLI::Range(0, 65533));
     app.add_option("--web", configuration.web,
                    "Port for browsers and for status (default 50080, 0: off)");
+}
+
+void addWeb(CLI::App& app, Configuration& configuration) {
+    app.add_option("--web-token", configuration.webToken,
+                   "Lets pages move the receiver; better in the configuration file, since command "
+                   "lines are public (default: none, and pages on this machine may)");
+    app.add_option("--web-host", configuration.webHosts,
+                   "Name that the page is asked for, beside this machine's own; may come again");
+    app.add_option("--web-proxy", configuration.webProxies,
+                   "Address of a proxy whose X-Forwarded-For counts; may come again")
+        ->check(check("an address", isAddress));
 }
 
 void addRules(CLI::App& app, Configuration& configuration, Texts& texts) {
@@ -132,6 +150,7 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv,
     CLI::App app("One receiver for any number of programs", "feedline-hub");
     addServer(app, parsed.configuration, texts);
     addOutputs(app, parsed.configuration);
+    addWeb(app, parsed.configuration);
     addRules(app, parsed.configuration, texts);
     addFace(app, parsed.configuration, usualFile);
     try {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace feedline::hub {
 
@@ -24,6 +25,9 @@ struct Configuration {
     std::uint16_t rtlTcp = 1234;      ///< TCP
     std::uint16_t zmq = 50010;        ///< TCP: fc32 here, sc16 on the next, state on the one after
     std::uint16_t web = 50080;        ///< TCP
+    std::string webToken; ///< lets pages move the receiver; empty: pages on this machine alone may
+    std::vector<std::string> webHosts; ///< names that pages may be asked for, beside this machine's
+    std::vector<std::string> webProxies; ///< addresses of proxies that name whom they forward for
     Tuning tuning = Tuning::first;
     std::optional<std::uint32_t> rate;      ///< received IQ pairs a second; without it, measured
     std::optional<std::uint32_t> frequency; ///< Hz, tuned to at the start

@@ -18,6 +18,9 @@ public:
     /// Appends to `out`. What is short of a whole group of n waits for the next call.
     void add(std::span<const float> in, std::vector<float>& out);
 
+    /// Samples that went in by which what comes out is behind.
+    double delay() const { return static_cast<double>(kernel_.size() - 1) / 2; }
+
 private:
     std::size_t factor_;
     std::vector<float> kernel_; ///< symmetric, so that its order does not matter

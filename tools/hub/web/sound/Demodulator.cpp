@@ -59,6 +59,19 @@ void Demodulator::set(const Listening& listening) {
     squelch_.setLevel(listening.squelch);
 }
 
+double Demodulator::delay() const {
+    const double rate = traits(listening_.mode).channelRate;
+    const bool linear = listening_.mode != Mode::nfm && listening_.mode != Mode::wfm;
+    return (passesAll() ? 0 : passBand_.delay() / rate) + (linear ? GainControl::delay : 0) +
+           decimator_.delay() / rate;
+}
+
+// The widest pass-band of WFM is the channel itself, whose own edges do; the filter there costs
+// more than all the rest.
+bool Demodulator::passesAll() const {
+    return listening_.mode == Mode::wfm && listening_.edges == traits(Mode::wfm).limits;
+}
+
 bool Demodulator::add(std::span<const std::complex<float>> pairs, std::vector<float>& sound) {
     filter(pairs);
     if (filtered_.empty())
@@ -74,11 +87,9 @@ bool Demodulator::add(std::span<const std::complex<float>> pairs, std::vector<fl
     return squelch_.apply(std::span(sound).subspan(before), level_);
 }
 
-// The widest pass-band of WFM is the channel itself, whose own edges do; the filter there costs
-// more than all the rest.
 void Demodulator::filter(std::span<const std::complex<float>> pairs) {
     filtered_.clear();
-    if (listening_.mode == Mode::wfm && listening_.edges == traits(Mode::wfm).limits)
+    if (passesAll())
         filtered_.assign(pairs.begin(), pairs.end());
     else
         passBand_.add(pairs, filtered_);

@@ -40,10 +40,14 @@ public:
     /// @return false when all that was appended is silence, because the squelch is closed
     bool add(std::span<const std::complex<float>> pairs, std::vector<float>& sound);
 
+    /// Seconds by which the sound is behind the samples that it was made of.
+    double delay() const;
+
     /// dBFS of all that is in the pass-band, averaged over the last call that completed any sound.
     double level() const { return level_; }
 
 private:
+    bool passesAll() const;
     void filter(std::span<const std::complex<float>> pairs);
     void measure();
     void detect();

@@ -8,7 +8,6 @@ namespace feedline::hub::web {
 
 namespace {
 
-constexpr double lookAhead = 0.005;  // s
 constexpr double attack = 0.001;     // s, time constant
 constexpr float greatestGain = 1e6F; // 120 dB: the quietest receiver noise becomes audible, no more
 
@@ -40,7 +39,7 @@ std::string_view nameOf(GainSpeed speed) {
 
 GainControl::GainControl(double rate)
     : rate_(rate), attack_(static_cast<float>(1 - std::exp(-1 / (attack * rate)))),
-      waiting_(static_cast<std::size_t>(lookAhead * rate)) {
+      waiting_(static_cast<std::size_t>(delay * rate)) {
     setSpeed(GainSpeed::medium);
 }
 

@@ -20,7 +20,8 @@ std::string_view nameOf(GainSpeed speed);
 /// a loud beginning comes out. Falls at once, holds, and rises slowly. Not synchronised.
 class GainControl {
 public:
-    static constexpr float target = 0.4F; ///< amplitude that a steady signal comes out with
+    static constexpr double delay = 0.005; ///< s that it looks ahead
+    static constexpr float target = 0.4F;  ///< amplitude that a steady signal comes out with
 
     explicit GainControl(double rate);
 

@@ -1,0 +1,34 @@
+// What all connections of the web output share.
+#pragma once
+
+#include "tools/hub/config/Configuration.h"
+#include "tools/hub/listeners/Receiver.h"
+#include "tools/hub/web/safety/Access.h"
+#include "tools/hub/web/safety/Places.h"
+#include "tools/hub/web/server/BandWatch.h"
+#include "tools/hub/web/server/Visits.h"
+
+#include <boost/asio/io_context.hpp>
+
+namespace feedline::hub::web {
+
+/// Connections beyond those that listen: what browsers fetch the page with, and who asks for
+/// status.
+constexpr std::size_t spareConnections = 100;
+constexpr std::size_t sparePerAddress = 20;
+
+struct Service {
+    Service(boost::asio::io_context& context, const Configuration& chosen, Receiver& shared)
+        : configuration(chosen), receiver(shared), access(chosen),
+          connections(chosen.listeners + spareConnections, chosen.perAddress + sparePerAddress),
+          visits(context, shared, chosen.tuning), watch(context, shared, visits) {}
+
+    const Configuration& configuration;
+    Receiver& receiver;
+    Access access;
+    Places connections;
+    Visits visits;
+    BandWatch watch;
+};
+
+} // namespace feedline::hub::web
