@@ -22,11 +22,14 @@ public:
     virtual ~TextField() = default;
 
     virtual void setStringValue(const std::string& text) = 0;
+    /// The text as it stands, what the user has typed included.
     virtual std::string stringValue() const = 0;
 
-    /// Lets the user type nothing but an integer (or leave the field empty).
+    /// From here on the field takes nothing from the user but an integer, or no text at all. What
+    /// the program sets is taken as it is.
     virtual void keepNumeric() = 0;
 
+    /// In decimal, without separators.
     void setIntValue(std::int32_t value) { setStringValue(std::to_string(value)); }
     std::int32_t intValue() const { return leadingInteger(stringValue()); }
 };
@@ -35,6 +38,7 @@ class PopUpButton {
 public:
     virtual ~PopUpButton() = default;
 
+    /// Nothing is selected then.
     virtual void removeAllItems() = 0;
     virtual void addItemWithTitle(const std::string& title) = 0;
 
@@ -50,6 +54,7 @@ class ValueControl {
 public:
     virtual ~ValueControl() = default;
 
+    /// The position, within the range that the control offers.
     virtual std::int32_t intValue() const = 0;
 };
 

@@ -20,7 +20,7 @@ void writeAll(int descriptor, const char* text, std::size_t length) {
         if (written < 0 && errno == EINTR)
             continue;
         if (written <= 0)
-            return; // A closed destination is nobody's loss.
+            return; // Nobody reads it; the text is given up.
         text += written;
         length -= static_cast<std::size_t>(written);
     }

@@ -1,4 +1,4 @@
-// What a program of this house asks of the system's memory.
+// What the programs ask of the system's memory.
 #pragma once
 
 #include <cstddef>

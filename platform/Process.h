@@ -1,4 +1,4 @@
-// What a program of this house settles about its process before anything else.
+// What every program sets up for its process before anything else.
 #pragma once
 
 #include <csignal>

@@ -20,6 +20,7 @@ public:
     /// Nothing for a missing key; an empty text is a value.
     virtual std::optional<std::string> stringForKey(const std::string& key) const = 0;
 
+    /// Changes are read back at once, and kept for `synchronize`.
     virtual void setInteger(std::int64_t value, const std::string& key) = 0;
     virtual void setString(const std::string& value, const std::string& key) = 0;
 

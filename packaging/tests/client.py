@@ -8,7 +8,7 @@ import struct
 import sys
 import time
 
-PATIENCE = 30.0  # seconds, reached by a broken server only
+LIMIT = 30.0  # seconds, reached by a broken server only
 DATAGRAMS = 1500  # about half a second of an AirSpy HF+
 SET, ASK = 0x00, 0x20
 NAME, STATUS, STATE, FREQUENCY = 0x0001, 0x0005, 0x0018, 0x0020
@@ -17,10 +17,10 @@ IDLE, RUNNING = b"\x0b", b"\x0c"
 
 def connect(host, port):
     """The server's control connection, as soon as it listens."""
-    deadline = time.monotonic() + PATIENCE
+    deadline = time.monotonic() + LIMIT
     while True:
         try:
-            return socket.create_connection((host, port), timeout=PATIENCE)
+            return socket.create_connection((host, port), timeout=LIMIT)
         except ConnectionRefusedError:
             if time.monotonic() > deadline:
                 raise
@@ -56,7 +56,7 @@ def listen_for_samples(port):
     samples = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
     samples.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4 * 1024 * 1024)
     samples.bind(("127.0.0.1", port))
-    samples.settimeout(PATIENCE)
+    samples.settimeout(LIMIT)
     return samples
 
 

@@ -18,7 +18,7 @@ import dbus
 import dbusmock
 
 PROGRAM = None
-PATIENCE = 30  # seconds, far beyond what anything here takes
+LIMIT = 30  # seconds, far beyond what anything here takes
 
 
 class Program:
@@ -40,7 +40,7 @@ class Program:
         self.log = b""
 
     def wait_for_log(self, text):
-        deadline = time.monotonic() + PATIENCE
+        deadline = time.monotonic() + LIMIT
         while text not in self.log:
             left = deadline - time.monotonic()
             ready = select.select([self.process.stderr], [], [], max(left, 0))[0]
@@ -51,13 +51,13 @@ class Program:
 
     def end(self):
         self.process.send_signal(signal.SIGTERM)
-        self.log += self.process.communicate(timeout=PATIENCE)[1]
+        self.log += self.process.communicate(timeout=LIMIT)[1]
         self.folder.cleanup()
         return self.process.returncode
 
 
 def wait_until(condition):
-    deadline = time.monotonic() + PATIENCE
+    deadline = time.monotonic() + LIMIT
     while not condition():
         if time.monotonic() > deadline:
             raise AssertionError("waited in vain")
