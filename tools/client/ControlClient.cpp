@@ -184,6 +184,20 @@ std::optional<std::uint32_t> ControlClient::sampleRate() {
     return rate;
 }
 
+std::optional<std::uint32_t> ControlClient::frequency() {
+    try {
+        const Bytes value = exchange(TYPE_REQUEST_CITEM, itemReceiverFrequency, {0});
+        if (value.size() < wordSize)
+            fail("answered the question for its frequency with " + std::to_string(value.size()) +
+                 " bytes instead of 6");
+        return wordOf(value);
+    } catch (const Failure& failure) {
+        if (failure.trouble != Trouble::refused)
+            throw;
+        return std::nullopt;
+    }
+}
+
 void ControlClient::setRunning(bool running) {
     set(itemReceiverState, stateParameters(running));
 }

@@ -38,6 +38,10 @@ public:
     /// which of the two this is: no time-out is waited for.
     std::optional<std::uint32_t> sampleRate();
 
+    /// The frequency in force in hertz, if the other end is a hub that tells. Not to be asked of a
+    /// server, which leaves this question unanswered, too.
+    std::optional<std::uint32_t> frequency();
+
     void setRunning(bool running);
     void setFrequency(std::uint32_t hertz);
     /// Returns the rate that the echo holds, in IQ pairs a second: a hub rounds to what it has; a

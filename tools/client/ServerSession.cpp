@@ -39,21 +39,24 @@ public:
         facts.hubRate = client_.sampleRate();
         facts.localAddress = client_.localAddress();
         isHub_ = facts.isHub();
+        if (isHub_)
+            facts.hubFrequency = client_.frequency();
         return facts;
     }
 
-    // Brings in force what is wanted and is not yet. The rate that a hub has chosen.
-    std::optional<std::uint32_t> apply(const Wanted& wanted) {
-        std::optional<std::uint32_t> rate;
+    // Brings in force what is wanted and is not yet, and notes what a hub has made of it.
+    void apply(const Wanted& wanted, ServerFacts& facts) {
         if (isHub_ && wanted.rate && wanted.rate != inForce_.rate)
-            rate = client_.setSampleRate(*wanted.rate);
+            facts.hubRate = client_.setSampleRate(*wanted.rate);
         inForce_.rate = wanted.rate;
-        if (wanted.frequency && wanted.frequency != inForce_.frequency)
+        if (wanted.frequency && wanted.frequency != inForce_.frequency) {
             client_.setFrequency(*wanted.frequency);
+            if (isHub_)
+                facts.hubFrequency = client_.frequency();
+        }
         inForce_.frequency = wanted.frequency;
         if (wanted.running != inForce_.running)
             setRunning(wanted.running);
-        return rate;
     }
 
     // Returns at the latest when something is due. False when the session is to end.
@@ -232,6 +235,7 @@ void ServerSession::meet(const ServerFacts& facts) {
         const std::lock_guard lock(mutex_);
         facts_ = facts;
         connected_ = true;
+        trouble_.clear();
         settled_ = 0;
         count = ++connections_;
     }
@@ -242,16 +246,17 @@ void ServerSession::meet(const ServerFacts& facts) {
 
 void ServerSession::bringInForce(Connection& connection) {
     Wanted wanted;
+    ServerFacts facts;
     {
         const std::lock_guard lock(mutex_);
         wanted = wanted_;
+        facts = *facts_;
     }
-    const auto rate = connection.apply(wanted);
+    connection.apply(wanted, facts);
     {
         const std::lock_guard lock(mutex_);
         settled_ = wanted.generation;
-        if (rate)
-            facts_->hubRate = rate;
+        facts_ = facts;
     }
     changed_.notify_all();
 }

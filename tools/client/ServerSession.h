@@ -22,7 +22,8 @@ namespace feedline::client {
 struct ServerFacts {
     std::string name;                     ///< "AirSpyHF+" or "AirSpy"
     std::optional<std::uint32_t> hubRate; ///< IQ pairs a second; a server tells none, a hub does
-    std::string localAddress;             ///< where the connection comes from, dotted
+    std::optional<std::uint32_t> hubFrequency; ///< Hz, in force; only a hub can be asked for it
+    std::string localAddress;                  ///< where the connection comes from, dotted
     bool isHub() const { return hubRate.has_value(); }
 };
 

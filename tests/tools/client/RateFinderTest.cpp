@@ -1,0 +1,103 @@
+#include "tools/client/RateFinder.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+using namespace feedline::client;
+
+namespace {
+
+const ReceiverKind& hf = receiverKind("AirSpyHF+");
+const ReceiverKind& airspy = receiverKind("AirSpy");
+
+struct Found {
+    double rate;
+    double after; ///< seconds
+};
+
+/// Bursts of `burst` datagrams, 2 us from one to the next.
+Found find(const ReceiverKind& kind, double rate, int burst, double jitter = 0) {
+    RateFinder finder(kind);
+    for (int position = 0; position < 1'000'000; ++position) {
+        const int begin = position / burst * burst;
+        const double time =
+            begin * 256 / rate + (position - begin) * 2e-6 + jitter * std::sin(begin * 7.0);
+        if (const auto found = finder.add(position, std::llround(5e18 + time * 1e9)))
+            return {*found, time};
+    }
+    return {0, 0};
+}
+
+TEST(RateFinderTest, FindsTheRateOfAnHf) {
+    const Found found = find(hf, 768000, 8);
+    EXPECT_EQ(found.rate, 768000);
+    EXPECT_LT(found.after, 0.6);
+    EXPECT_EQ(find(hf, 912000, 8).rate, 912000);
+    EXPECT_EQ(find(hf, 192000, 8).rate, 192000);
+    EXPECT_EQ(find(hf, 48000, 8).rate, 48000);
+}
+
+TEST(RateFinderTest, FindsTheRateOfAnAirspy) {
+    for (const double rate : {2.5e6, 3e6, 6e6, 10e6}) {
+        const Found found = find(airspy, rate, 256);
+        EXPECT_EQ(found.rate, rate);
+        EXPECT_LT(found.after, 0.6);
+    }
+}
+
+TEST(RateFinderTest, EvenFlowAndJitterDoNotMatter) {
+    EXPECT_EQ(find(hf, 768000, 1).rate, 768000);
+    EXPECT_EQ(find(hf, 768000, 8, 0.001).rate, 768000);
+    EXPECT_EQ(find(airspy, 2.5e6, 256, 0.002).rate, 2.5e6);
+}
+
+TEST(RateFinderTest, ARateThatNoReceiverHasIsMeasured) {
+    const Found found = find(hf, 650000, 8);
+    EXPECT_NEAR(found.rate, 650000, 650);
+    EXPECT_GT(found.after, 1.9);
+}
+
+// 30,000 datagrams at 500,000 a second, then the receiver's own pace.
+TEST(RateFinderTest, BacklogIsNotTheRate) {
+    RateFinder finder(hf);
+    for (int position = 0; position < 40000; ++position) {
+        const double time =
+            position < 30000 ? position / 500e3 : 0.06 + (position - 30000) / 8 * 8 * 256 / 768e3;
+        if (const auto found = finder.add(position, std::llround(time * 1e9))) {
+            EXPECT_EQ(*found, 768000);
+            return;
+        }
+    }
+    FAIL() << "found nothing";
+}
+
+// The same over a network of 100 Mbit/s, where the backlog takes seconds and looks steady.
+TEST(RateFinderTest, SlowBacklogIsNotTheRateEither) {
+    RateFinder finder(hf);
+    for (int position = 0; position < 60000; ++position) {
+        const double time =
+            position < 30000 ? position / 12e3 : 2.5 + (position - 30000) / 8 * 8 * 256 / 768e3;
+        if (const auto found = finder.add(position, std::llround(time * 1e9))) {
+            EXPECT_EQ(*found, 768000);
+            EXPECT_GT(position, 30000);
+            return;
+        }
+    }
+    FAIL() << "found nothing";
+}
+
+TEST(ReceiversTest, KnowsThemByName) {
+    EXPECT_EQ(receiverKind("AirSpyHF+").usualRate, 768e3);
+    EXPECT_EQ(receiverKind("AirSpy").usualRate, 2.5e6);
+    EXPECT_EQ(receiverKind("").usualRate, 768e3);
+    EXPECT_GT(receiverKind("another").tunable.back().highest, 1e9);
+}
+
+TEST(ReceiversTest, NearestRateIsWithinOnePercent) {
+    EXPECT_EQ(nearestRate(hf, 768e3 * 1.009), 768e3);
+    EXPECT_EQ(nearestRate(hf, 768e3 * 1.011), 776448);
+    EXPECT_EQ(nearestRate(airspy, 9.95e6), 10e6);
+}
+
+} // namespace

@@ -1,0 +1,146 @@
+// The device on the real server over emulated receivers: what rate it finds, where it hears a
+// carrier, and that it goes on when the server has gone and come back.
+#include "EmulatedServer.h"
+#include "LoadedModule.h"
+#include "Spectrum.h"
+#include "Waiting.h"
+
+#include <gtest/gtest.h>
+
+#include <SoapySDR/Constants.h>
+#include <SoapySDR/Errors.h>
+#include <SoapySDR/Formats.hpp>
+#include <csignal>
+
+namespace feedline::test {
+namespace {
+
+constexpr long patient = 60'000'000; // us
+
+class DeviceWithServer : public testing::Test {
+protected:
+    DeviceWithServer() {
+        loadModule(MODULE);
+        SoapyLog::clear();
+    }
+    void TearDown() override {
+        if (stream_ != nullptr)
+            device_->closeStream(stream_);
+    }
+
+    void make(std::uint16_t port, SoapySDR::Kwargs more = {}) {
+        more["port"] = std::to_string(port);
+        device_ = makeDevice(more);
+    }
+    void stream(double frequency) {
+        stream_ = device_->setupStream(SOAPY_SDR_RX, SOAPY_SDR_CF32);
+        ASSERT_NE(stream_, nullptr);
+        device_->setFrequency(SOAPY_SDR_RX, 0, frequency);
+        ASSERT_EQ(device_->activateStream(stream_), 0);
+    }
+
+    // So many pairs without a loss between them. What the network loses on a busy machine is not
+    // for this test to judge, so it begins again then.
+    Samples receive(std::size_t pairs) {
+        Samples samples(pairs);
+        std::size_t have = 0;
+        const auto end = std::chrono::steady_clock::now() + longestWait;
+        while (have < pairs && std::chrono::steady_clock::now() < end) {
+            void* const buffers[] = {&samples[have]};
+            int flags = 0;
+            long long time = 0;
+            const int result =
+                device_->readStream(stream_, buffers, pairs - have, flags, time, patient);
+            have = result > 0 ? have + static_cast<std::size_t>(result) : 0;
+        }
+        EXPECT_EQ(have, pairs);
+        return samples;
+    }
+    // Of what comes once the receiver has been tuned.
+    double carrier() {
+        receive(1U << 17U);
+        return strongestLine(receive(1U << 16U), device_->getSampleRate(SOAPY_SDR_RX, 0)).hertz;
+    }
+
+    DevicePointer device_;
+    SoapySDR::Stream* stream_ = nullptr;
+};
+
+TEST_F(DeviceWithServer, HearsWhatAnHfHears) {
+    const EmulatedServer server(receiverHf);
+    make(server.port());
+    EXPECT_EQ(device_->getSampleRate(SOAPY_SDR_RX, 0), hfRate);
+    stream(hfCentre);
+    EXPECT_EQ(device_->getSampleRate(SOAPY_SDR_RX, 0), hfRate);
+    EXPECT_NEAR(carrier(), 50000, hfRate / 65536);
+}
+
+TEST_F(DeviceWithServer, HearsWhatAnAirspyHears) {
+    const EmulatedServer server(receiverAirspy, {.devices = "airspy"});
+    make(server.port());
+    EXPECT_EQ(device_->getSampleRate(SOAPY_SDR_RX, 0), airspyRate);
+    stream(airspyCentre);
+    EXPECT_NEAR(carrier(), 50000, airspyRate / 65536 * 2);
+}
+
+TEST_F(DeviceWithServer, FindsAnotherRateOut) {
+    if (sanitized)
+        GTEST_SKIP() << "what is measured depends on the speed";
+    const EmulatedServer server(receiverHf,
+                                {.more = {{"FEEDLINE_EMULATOR_RATES_HF", "912000,768000"}}});
+    make(server.port());
+    EXPECT_EQ(device_->getSampleRate(SOAPY_SDR_RX, 0), 768000);
+    stream(hfCentre);
+    // On a machine that stands still at times it may take longer than the activation waits.
+    std::vector<std::complex<float>> block(8192);
+    EXPECT_TRUE(waitUntil([&] {
+        void* const buffers[] = {block.data()};
+        int flags = 0;
+        long long time = 0;
+        device_->readStream(stream_, buffers, block.size(), flags, time, 100'000);
+        return device_->getSampleRate(SOAPY_SDR_RX, 0) == 912000;
+    }));
+    EXPECT_TRUE(SoapyLog::has("the receiver's sample rate is 912000, not 768000"));
+    EXPECT_NEAR(carrier(), 50000, 912000.0 / 65536);
+}
+
+// The server needs five seconds to listen again after a client has gone.
+TEST_F(DeviceWithServer, WaitsForAServerThatHasJustLostAClient) {
+    const EmulatedServer server(receiverHf);
+    make(server.port(), {{"wait", "60"}});
+    EXPECT_EQ(device_->getHardwareInfo().at("receiver"), "AirSpyHF+");
+    device_.reset();
+    make(server.port(), {{"wait", "60"}});
+    stream(hfCentre);
+    EXPECT_NEAR(carrier(), 50000, hfRate / 65536);
+}
+
+TEST_F(DeviceWithServer, GoesOnWhenTheServerHasBeenRestarted) {
+    EmulatedServer server(receiverHf);
+    make(server.port(), {{"rate", "768000"}});
+    stream(hfCentre);
+    EXPECT_NEAR(carrier(), 50000, hfRate / 65536);
+    server.process.end(SIGTERM, "while a device streams");
+    std::vector<std::complex<float>> block(8192);
+    void* const buffers[] = {block.data()};
+    int flags = 0;
+    long long time = 0;
+    // What had arrived is still read, then nothing more comes.
+    EXPECT_TRUE(waitUntil([&] {
+        return device_->readStream(stream_, buffers, block.size(), flags, time, 100'000) ==
+               SOAPY_SDR_TIMEOUT;
+    }));
+    const long long gone = time;
+    // The emulator's own scene has the same carrier.
+    const ServerProcess restarted({.settings = server.settings});
+    EXPECT_TRUE(waitUntil([&] {
+        return device_->readStream(stream_, buffers, block.size(), flags, time, 100'000) ==
+               SOAPY_SDR_OVERFLOW;
+    }));
+    EXPECT_GT(time, gone);
+    EXPECT_EQ(device_->readSensor("reconnects"), "1");
+    EXPECT_NEAR(carrier(), 50000, hfRate / 65536);
+}
+
+} // namespace
+} // namespace feedline::test
