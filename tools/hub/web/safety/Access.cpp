@@ -30,8 +30,10 @@ std::string_view trimmed(std::string_view text) {
 
 // "name:port", "192.0.2.1:port" or "[2001:db8::1]:port" without the port and the brackets.
 std::string_view withoutPort(std::string_view host) {
-    if (host.starts_with('['))
-        return host.substr(1, host.find(']') - 1);
+    if (host.starts_with('[')) {
+        const auto end = host.find(']');
+        return end == std::string_view::npos ? std::string_view() : host.substr(1, end - 1);
+    }
     return host.substr(0, host.find(':'));
 }
 
