@@ -5,10 +5,13 @@
 server_packages="cmake ninja-build g++ pkg-config qt6-base-dev libairspyhf-dev libairspy-dev libsystemd-dev
 libusb-1.0-0-dev libsndfile1-dev"
 
-# What ./test installs on top: for a build of the companions, for the tests, and mold, which links faster.
-test_packages="libgtest-dev libgmock-dev libcli11-dev nlohmann-json3-dev libcairo2-dev libkissfft-dev
-libboost-dev libopus-dev libzmq3-dev cppzmq-dev
-libsoapysdr-dev soapysdr-tools python3-soapysdr
+# What a build of the companions needs on top.
+tool_packages="libcli11-dev nlohmann-json3-dev libcairo2-dev libkissfft-dev libboost-dev libopus-dev libzmq3-dev
+cppzmq-dev libsoapysdr-dev"
+
+# What ./test installs on top: for the tests, and mold, which links faster.
+test_packages="$tool_packages libgtest-dev libgmock-dev
+soapysdr-tools python3-soapysdr
 airspyhf airspy sox python3-numpy spin valgrind dbus python3-dbusmock desktop-file-utils appstream man-db systemd file
 xvfb xauth locales
 mold"
