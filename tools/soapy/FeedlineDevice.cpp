@@ -53,8 +53,9 @@ std::string FeedlineDevice::getHardwareKey() const {
     return name.empty() ? "Feedline" : std::string(name);
 }
 
+// Some programs ask this of every device that they list, and unmake it again: the connection is not
+// worth that, so only what is known is told.
 SoapySDR::Kwargs FeedlineDevice::getHardwareInfo() const {
-    link_.reach();
     SoapySDR::Kwargs info{{"address", arguments_.endpoint.server()}};
     if (const auto facts = link_.facts()) {
         info["receiver"] = facts->name;

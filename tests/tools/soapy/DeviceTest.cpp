@@ -133,6 +133,7 @@ TEST_F(DeviceTest, OpeningDoesNotConnect) {
     EXPECT_EQ(device_->getSampleRate(SOAPY_SDR_RX, 0), rate);
     EXPECT_EQ(device_->listSampleRates(SOAPY_SDR_RX, 0), std::vector<double>{rate});
     EXPECT_TRUE(device_->hasHardwareTime());
+    EXPECT_EQ(device_->getHardwareInfo().at("address"), server_.address());
     device_.reset();
     EXPECT_TRUE(server_.messages().empty());
 }

@@ -108,7 +108,7 @@ TEST_F(DeviceWithServer, FindsAnotherRateOut) {
 TEST_F(DeviceWithServer, WaitsForAServerThatHasJustLostAClient) {
     const EmulatedServer server(receiverHf);
     make(server.port(), {{"wait", "60"}});
-    EXPECT_EQ(device_->getHardwareInfo().at("receiver"), "AirSpyHF+");
+    EXPECT_EQ(device_->getHardwareKey(), "AirSpyHF+");
     device_.reset();
     make(server.port(), {{"wait", "60"}});
     stream(hfCentre);
