@@ -9,8 +9,8 @@
 #include <atomic>
 
 using namespace feedline::client;
-using feedline::test::ScriptedServer;
 using feedline::test::Bytes;
+using feedline::test::ScriptedServer;
 using Answer = ScriptedServer::Answer;
 using Kind = ServerSession::Event::Kind;
 

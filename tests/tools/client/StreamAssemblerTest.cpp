@@ -52,7 +52,8 @@ TEST_F(StreamAssemblerTest, WaitsForMissingOnesUntilTheEnd) {
 
 TEST_F(StreamAssemblerTest, GivesAMissingOneUpForEnoughLaterOnes) {
     add({0});
-    for (std::int64_t at = 2; at < 2 + static_cast<std::int64_t>(StreamAssembler::mostHeldBack); ++at)
+    for (std::int64_t at = 2; at < 2 + static_cast<std::int64_t>(StreamAssembler::mostHeldBack);
+         ++at)
         add({at});
     EXPECT_EQ(out(), "0 ");
     add({500});

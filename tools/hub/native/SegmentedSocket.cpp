@@ -32,7 +32,7 @@ sockaddr_in addressOf(const std::string& dotted, std::uint16_t port) {
 } // namespace
 
 SegmentedSocket::SegmentedSocket(const std::string& local, const std::string& peer,
-                               std::uint16_t peerPort)
+                                 std::uint16_t peerPort)
     : socket_(::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)),
       peer_(addressOf(peer, peerPort)) {
     if (socket_.get() < 0)

@@ -3,11 +3,11 @@
 
 #include "tools/hub/listeners/Receiver.h"
 #include "tools/hub/native/DatagramQueue.h"
-#include "tools/hub/native/SegmentedSocket.h"
 #include "tools/hub/native/Destinations.h"
 #include "tools/hub/native/Dialogue.h"
 #include "tools/hub/native/MessageFramer.h"
 #include "tools/hub/native/Pace.h"
+#include "tools/hub/native/SegmentedSocket.h"
 #include "tools/hub/tcp/Connection.h"
 
 #include <boost/asio/steady_timer.hpp>
