@@ -148,6 +148,7 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv,
     ParsedCommandLine parsed;
     Texts texts;
     CLI::App app("One receiver for any number of programs", "feedline-hub");
+    app.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
     addServer(app, parsed.configuration, texts);
     addOutputs(app, parsed.configuration);
     addWeb(app, parsed.configuration);

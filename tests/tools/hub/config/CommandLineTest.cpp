@@ -72,6 +72,10 @@ TEST_F(CommandLineTest, TakesEveryOption) {
     EXPECT_TRUE(c.json);
 }
 
+TEST_F(CommandLineTest, TakesTheLastOfTwo) {
+    EXPECT_EQ(parse({"--native", "7", "--native", "8"}).configuration.native, 8);
+}
+
 TEST_F(CommandLineTest, RefusesWhatMakesNoSenseInOneLine) {
     const std::vector<std::vector<const char*>> lines{
         {"--server", ""},      {"--server", "a:0"},  {"--server", "a:b"},
