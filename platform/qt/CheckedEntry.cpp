@@ -18,9 +18,9 @@ ScaledLabel* makeHint(const QString& text, QWidget* parent) {
     return hint;
 }
 
-CheckedEntry::CheckedEntry(const Texts& texts, Check check, QWidget* parent)
+CheckedEntry::CheckedEntry(Texts texts, Check check, QWidget* parent)
     : QWidget(parent), edit_(new QLineEdit(this)), below_(new QStackedWidget(this)),
-      reason_(makeHint({}, this)), texts_(texts), check_(std::move(check)) {
+      reason_(makeHint({}, this)), texts_(std::move(texts)), check_(std::move(check)) {
     // As pages of one stack, hint and reason take the same room whichever of them shows.
     below_->addWidget(makeHint(texts_.hint, below_));
     below_->addWidget(markedReason());

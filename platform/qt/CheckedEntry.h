@@ -24,7 +24,7 @@ public:
         QString hint;
         QString refusal; ///< said of input that the line does not take
     };
-    CheckedEntry(const Texts& texts, Check check, QWidget* parent);
+    CheckedEntry(Texts texts, Check check, QWidget* parent);
 
     QLineEdit* edit() const { return edit_; }
 

@@ -48,7 +48,7 @@ QString meaningOf(const QString& text) {
 } // namespace
 
 StatusLine::StatusLine(Mark mark, const QString& text, const QString& longest, QWidget* parent)
-    : QWidget(parent), label_(new ScaledLabel(scale, this)), mark_(nullptr) {
+    : QWidget(parent), label_(new ScaledLabel(scale, this)) {
     label_->setLongestText(longest);
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(0, 0, 0, 0);

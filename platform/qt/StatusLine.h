@@ -27,7 +27,7 @@ public:
 private:
     HeldText text_;
     ScaledLabel* label_;
-    StatusMark* mark_; ///< Null in a line without one.
+    StatusMark* mark_ = nullptr; ///< Null in a line without one.
 };
 
 } // namespace feedline
