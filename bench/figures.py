@@ -321,11 +321,38 @@ def bench_latency(build, seconds):
                     load.wait()
 
 
+def hub_load(build, listeners, rate, received, burst, seconds):
+    """One run of feedline-hub under load: what HubLoad says about it."""
+    command = [build / "bench/hub/HubLoad", build / "tools/hub/feedline-hub"]
+    command += map(str, (listeners, rate, received, burst, seconds))
+    return json.loads(subprocess.run(command, check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout)
+
+
+def show_hub_load(name, run):
+    used = run["percentOfACore"]
+    listening = used["hub-native"] / run["listeners"]
+    figure(name, f"{used['all']:.1f} % of a core; a listener {listening:.3f} %, the transform {used['hub-transform']:.2f} %; "
+                 f"lost {run['lost']}; {run['residentKilobytes'] / 1024:.0f} MiB")
+    if "milliseconds" in run:
+        delay = run["milliseconds"]
+        figure("  later than sent, ms", f"median {delay['median']:.1f}, greatest {delay['greatest']:.1f}")
+
+
+def bench_hub(build, seconds):
+    hf, airspy = RATE["hf"], RATE["airspy"]
+    for listeners in (1, 10, 50, 100, 200):
+        show_hub_load(f"hf, {listeners} listeners of 48 kS/s", hub_load(build, listeners, 48_000, hf, 8, seconds))
+    for listeners in (1, 20):
+        show_hub_load(f"hf, {listeners} listeners of the whole band", hub_load(build, listeners, 0, hf, 8, seconds))
+    show_hub_load("airspy, 50 listeners of 48 kS/s", hub_load(build, 50, 48_000, airspy, 256, seconds))
+    subprocess.run([build / "bench/hub/ChannelBench"], check=True)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--build", type=pathlib.Path, required=True)
     parser.add_argument("--seconds", type=int, default=10)
-    parser.add_argument("only", nargs="*", help="parts window start server headroom latency (all)")
+    parser.add_argument("only", nargs="*", help="parts window start server headroom latency hub (all)")
     arguments = parser.parse_args()
     all_of_them = {
         "parts": lambda: bench_parts(arguments.build),
@@ -334,6 +361,7 @@ def main():
         "server": lambda: bench_server(arguments.build, arguments.seconds),
         "headroom": lambda: bench_headroom(arguments.build, arguments.seconds),
         "latency": lambda: bench_latency(arguments.build, arguments.seconds),
+        "hub": lambda: bench_hub(arguments.build, arguments.seconds),
     }
     for name in arguments.only or all_of_them:
         all_of_them[name]()
