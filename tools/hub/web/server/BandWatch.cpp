@@ -28,8 +28,9 @@ BandWatch::BandWatch(boost::asio::io_context& context, Receiver& receiver, Visit
 
 std::shared_ptr<void> BandWatch::hold() {
     boost::asio::post(strand_, [this] { count(1); });
-    return {this, [this](void*) {
-                boost::asio::post(strand_, [this] { count(-1); });
+    return {this, [weak = weak_from_this()](void*) {
+                if (const auto self = weak.lock())
+                    boost::asio::post(self->strand_, [watch = self.get()] { watch->count(-1); });
             }};
 }
 

@@ -15,12 +15,11 @@
 namespace feedline::hub::web {
 
 /// One listener of the receiver for all pages, so that the transform is made once.
-class BandWatch {
+class BandWatch : public std::enable_shared_from_this<BandWatch> {
 public:
     BandWatch(boost::asio::io_context& context, Receiver& receiver, Visits& visits);
 
-    /// Rows are made while anybody holds one of these. Any thread; must be let go before the watch
-    /// ends.
+    /// Rows are made while anybody holds one of these. Any thread; it may outlive the watch.
     std::shared_ptr<void> hold();
 
 private:

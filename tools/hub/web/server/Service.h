@@ -9,6 +9,7 @@
 #include "tools/hub/web/server/Visits.h"
 
 #include <boost/asio/io_context.hpp>
+#include <memory>
 
 namespace feedline::hub::web {
 
@@ -17,18 +18,20 @@ namespace feedline::hub::web {
 constexpr std::size_t spareConnections = 100;
 constexpr std::size_t sparePerAddress = 20;
 
+/// Ends before the connections do: none of them touches it while it is destroyed.
 struct Service {
     Service(boost::asio::io_context& context, const Configuration& chosen, Receiver& shared)
         : configuration(chosen), receiver(shared), access(chosen),
           connections(chosen.listeners + spareConnections, chosen.perAddress + sparePerAddress),
-          visits(context, shared, chosen.tuning), watch(context, shared, visits) {}
+          visits(context, shared, chosen.tuning),
+          watch(std::make_shared<BandWatch>(context, shared, visits)) {}
 
     const Configuration& configuration;
     Receiver& receiver;
     Access access;
     Places connections;
     Visits visits;
-    BandWatch watch;
+    std::shared_ptr<BandWatch> watch;
 };
 
 } // namespace feedline::hub::web

@@ -160,7 +160,7 @@ void Visit::obey(const SoundWish& wish) {
 void Visit::obey(const RunWish& wish) {
     if (!listener_)
         throw BadWish("no hello");
-    watching_ = wish.running ? service_.watch.hold() : nullptr;
+    watching_ = wish.running ? service_.watch->hold() : nullptr;
     if (!wish.running)
         outbox_.forgetFrames();
     listen();

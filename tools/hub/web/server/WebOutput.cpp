@@ -39,7 +39,7 @@ private:
     void acceptAfterAPause();
 
     const Configuration configuration_;
-    boost::asio::io_context context_;
+    boost::asio::io_context context_; ///< holds the connections, and ends with them
     web::Service service_;
     tcp::acceptor acceptor_;
     boost::asio::steady_timer pause_;
