@@ -175,7 +175,7 @@ private:
     }
 
     std::size_t filling_ = 8200;
-    test::NoSettings settings_;
+    test::MemorySettings settings_;
     FuzzedServer server_;
     ControlStreamModel model_;
 };

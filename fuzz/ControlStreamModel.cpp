@@ -118,7 +118,7 @@ int ControlStreamModel::tune(std::uint32_t hertz) {
 }
 
 void ControlStreamModel::alert(const char* text) {
-    expected.add(alert, std::string(text) + '|');
+    expected.add(fuzz::alert, std::string(text) + '|');
     if (chosenWhileAlertIsUp)
         choose(*chosenWhileAlertIsUp);
 }
