@@ -39,7 +39,7 @@ bool Device::gone(const libusb_device_handle& handle) const {
     return !plugged || handle.opened->appearance != appearance;
 }
 
-Bus::Bus(const Config& config) : speed(config.speed) {
+Bus::Bus(const Config& config) : speed_(config.speed) {
     for (Kind kind : config.devices)
         attach(kind, config);
 }
@@ -80,7 +80,7 @@ void Bus::unplug(const Lock&, Device& device) {
 }
 
 void Bus::setSpeed(const Lock& lock, double factor) {
-    speed = factor;
+    speed_ = factor;
     for (const auto& device : devices)
         restartStream(lock, *device);
 }
@@ -125,7 +125,7 @@ void Bus::schedule(Device& device, std::deque<Pending>& queued, Pending& pending
     const StreamSettings settings = device.streamSettings();
     const auto now = Clock::now(); // Once, or the clock's own start would already be late.
     if (!device.clock) {
-        device.clock.emplace(now, settings.view.rate * speed);
+        device.clock.emplace(now, settings.view.rate * speed_);
         device.clockBase = device.nextPosition;
     }
     device.waitForHost(queued, device.clock->due(device.nextPosition - device.clockBase), now);

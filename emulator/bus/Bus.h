@@ -126,7 +126,7 @@ public:
 private:
     void attach(Kind kind, const Config& config);
 
-    double speed;
+    double speed_;
 };
 
 } // namespace feedline::emulator

@@ -3,12 +3,12 @@
 namespace feedline::emulator {
 
 void Faults::add(const Fault& fault) {
-    waiting.push_back(fault);
+    waiting_.push_back(fault);
 }
 
 std::optional<Fault> Faults::strike(const std::string& point) {
     std::optional<Fault> struck;
-    for (auto fault = waiting.begin(); fault != waiting.end();) {
+    for (auto fault = waiting_.begin(); fault != waiting_.end();) {
         const bool here =
             fault->point == point || (fault->point == "request:*" && point.starts_with("request:"));
         const bool due = here && fault->at <= 1;
@@ -17,13 +17,13 @@ std::optional<Fault> Faults::strike(const std::string& point) {
         const bool strikes = due && !struck;
         if (strikes)
             struck = *fault;
-        fault = strikes && !fault->always ? waiting.erase(fault) : fault + 1;
+        fault = strikes && !fault->always ? waiting_.erase(fault) : fault + 1;
     }
     return struck;
 }
 
 void Faults::clear() {
-    waiting.clear();
+    waiting_.clear();
 }
 
 } // namespace feedline::emulator

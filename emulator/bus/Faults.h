@@ -29,7 +29,7 @@ public:
     void clear();
 
 private:
-    std::vector<Fault> waiting;
+    std::vector<Fault> waiting_;
 };
 
 } // namespace feedline::emulator

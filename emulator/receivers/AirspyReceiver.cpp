@@ -68,19 +68,19 @@ double AirspyGains::decibel() const {
 }
 
 AirspyReceiver::AirspyReceiver(unsigned place, std::vector<std::uint32_t> list, const Content& from)
-    : number(place), serial(firstSerial + place), rates(std::move(list)), content(from),
-      flash(flashSize, 0xFF) {
-    self = {0x1D50, 0x60A1, "Feedline", "Emulated AirSpy", "AIRSPY SN:" + serialText(serial), 1};
+    : number_(place), serial_(firstSerial + place), rates_(std::move(list)), content_(from),
+      flash_(flashSize, 0xFF) {
+    self_ = {0x1D50, 0x60A1, "Feedline", "Emulated AirSpy", "AIRSPY SN:" + serialText(serial_), 1};
 }
 
 void AirspyReceiver::powerUp() {
-    mode = false;
-    hertz = 0;
-    rateIndex = 0;
-    packing = false;
-    set = {};
-    lnaAgc = mixerAgc = false;
-    clock = tuner = pins = directions = {};
+    mode_ = false;
+    hertz_ = 0;
+    rateIndex_ = 0;
+    packing_ = false;
+    set_ = {};
+    lnaAgc_ = mixerAgc_ = false;
+    clock_ = tuner_ = pins_ = directions_ = {};
 }
 
 int AirspyReceiver::answer(const Request& request) {
@@ -100,24 +100,24 @@ int AirspyReceiver::take(const Request& request) {
     const auto value = static_cast<std::uint8_t>(request.value);
     switch (request.code) {
     case receiverMode:
-        mode = request.value != 0;
+        mode_ = request.value != 0;
         return 0;
     case setFrequency:
         if (request.length < 4)
             return stalled;
-        hertz = littleEndian(request.data);
+        hertz_ = littleEndian(request.data);
         return 4;
     case writeClock:
-        clock[place] = value;
+        clock_[place] = value;
         return 0;
     case writeTuner:
-        tuner[place] = value;
+        tuner_[place] = value;
         return 0;
     case writePin:
-        pins[place] = value;
+        pins_[place] = value;
         return 0;
     case writeDirection:
-        directions[place] = value;
+        directions_[place] = value;
         return 0;
     default:
         return stalled;
@@ -128,23 +128,23 @@ int AirspyReceiver::tell(const Request& request) {
     const auto place = static_cast<std::uint8_t>(request.index);
     switch (request.code) {
     case readClock:
-        return give(request, &clock[place], 1);
+        return give(request, &clock_[place], 1);
     case readTuner:
-        return give(request, &tuner[place], 1);
+        return give(request, &tuner_[place], 1);
     case readPin:
-        return give(request, &pins[place], 1);
+        return give(request, &pins_[place], 1);
     case readDirection:
-        return give(request, &directions[place], 1);
+        return give(request, &directions_[place], 1);
     case readBoard:
         return give(request, "\0", 1);
     case readVersion:
         return give(request, std::string("AirSpy EMULATED v1.0.0") + '\0');
     case readSerial:
         return giveWords(request,
-                         {0x6906002B, 0x00000030, 0, 0, static_cast<std::uint32_t>(serial >> 32),
-                          static_cast<std::uint32_t>(serial)});
+                         {0x6906002B, 0x00000030, 0, 0, static_cast<std::uint32_t>(serial_ >> 32),
+                          static_cast<std::uint32_t>(serial_)});
     case getRates:
-        return giveRates(request, rates);
+        return giveRates(request, rates_);
     default:
         return tellSetting(request);
     }
@@ -156,19 +156,19 @@ int AirspyReceiver::tellSetting(const Request& request) {
     case setRate:
         return selectRate(request);
     case setLnaGain:
-        return setGain(request, set.lna, AirspyGains::mostLna);
+        return setGain(request, set_.lna, AirspyGains::mostLna);
     case setMixerGain:
-        return setGain(request, set.mixer, AirspyGains::mostMixer);
+        return setGain(request, set_.mixer, AirspyGains::mostMixer);
     case setVgaGain:
-        return setGain(request, set.vga, AirspyGains::mostVga);
+        return setGain(request, set_.vga, AirspyGains::mostVga);
     case setLnaAgc:
-        lnaAgc = request.index != 0;
+        lnaAgc_ = request.index != 0;
         return give(request, "\1", 1);
     case setMixerAgc:
-        mixerAgc = request.index != 0;
+        mixerAgc_ = request.index != 0;
         return give(request, "\1", 1);
     case setPacking:
-        packing = request.index != 0;
+        packing_ = request.index != 0;
         return give(request, "\1", 1);
     default:
         return stalled;
@@ -183,30 +183,30 @@ int AirspyReceiver::setGain(const Request& request, unsigned& stage, unsigned mo
 /// By place in the list, or by the rate of the real stream in kHz.
 int AirspyReceiver::selectRate(const Request& request) {
     unsigned index = request.index;
-    if (index >= rates.size()) {
-        const auto found = std::find_if(rates.begin(), rates.end(), [&](std::uint32_t rate) {
+    if (index >= rates_.size()) {
+        const auto found = std::find_if(rates_.begin(), rates_.end(), [&](std::uint32_t rate) {
             return rate / 500 == request.index;
         });
-        if (found == rates.end())
+        if (found == rates_.end())
             return stalled;
-        index = static_cast<unsigned>(found - rates.begin());
+        index = static_cast<unsigned>(found - rates_.begin());
     }
-    rateIndex = index;
+    rateIndex_ = index;
     return give(request, "\1", 1);
 }
 
 int AirspyReceiver::flashRequest(const Request& request) {
     if (request.code == eraseFlash) {
-        std::fill(flash.begin(), flash.end(), std::uint8_t{0xFF});
+        std::fill(flash_.begin(), flash_.end(), std::uint8_t{0xFF});
         return 0;
     }
     const std::size_t address = request.code == eraseSector
                                     ? request.value * sectorSize
                                     : std::size_t{request.value} << 16 | request.index;
     const std::size_t length = request.code == eraseSector ? sectorSize : request.length;
-    if (address + length > flash.size())
+    if (address + length > flash_.size())
         return stalled;
-    const auto start = flash.begin() + static_cast<std::ptrdiff_t>(address);
+    const auto start = flash_.begin() + static_cast<std::ptrdiff_t>(address);
     if (request.code == readFlash)
         return give(request, &*start, length);
     if (request.code == eraseSector)
@@ -217,24 +217,24 @@ int AirspyReceiver::flashRequest(const Request& request) {
 }
 
 std::uint32_t AirspyReceiver::rate() const {
-    return rateIndex < rates.size() ? rates[rateIndex] : 2500000;
+    return rateIndex_ < rates_.size() ? rates_[rateIndex_] : 2500000;
 }
 
 View AirspyReceiver::view() const {
     View view;
-    view.centre = hertz;
+    view.centre = hertz_;
     view.rate = 2.0 * rate();
     view.real = true;
-    view.salt = 64 + number;
+    view.salt = 64 + number_;
     return view;
 }
 
 AirspyGains AirspyReceiver::gains() const {
-    AirspyGains gains = set;
-    const double level = lnaAgc || mixerAgc ? std::sqrt(content.power(view())) : 0;
-    if (lnaAgc)
+    AirspyGains gains = set_;
+    const double level = lnaAgc_ || mixerAgc_ ? std::sqrt(content_.power(view())) : 0;
+    if (lnaAgc_)
         settle(gains, &AirspyGains::lna, AirspyGains::mostLna, level);
-    if (mixerAgc)
+    if (mixerAgc_)
         settle(gains, &AirspyGains::mixer, AirspyGains::mostMixer, level);
     return gains;
 }
@@ -244,25 +244,25 @@ StreamSettings AirspyReceiver::settings() const {
     settings.view = view();
     settings.gain = std::pow(10, gains().decibel() / 20);
     settings.view.ownNoise = ownNoise / settings.gain;
-    settings.format = packing ? Format::packed : Format::samples;
+    settings.format = packing_ ? Format::packed : Format::samples;
     return settings;
 }
 
 State AirspyReceiver::state() const {
     const AirspyGains effective = gains();
-    return {{"receiver-mode", yes(mode)},
-            {"frequency", std::to_string(hertz)},
-            {"rate-index", std::to_string(rateIndex)},
+    return {{"receiver-mode", yes(mode_)},
+            {"frequency", std::to_string(hertz_)},
+            {"rate-index", std::to_string(rateIndex_)},
             {"rate", std::to_string(rate())},
-            {"lna-gain", std::to_string(set.lna)},
-            {"mixer-gain", std::to_string(set.mixer)},
-            {"vga-gain", std::to_string(set.vga)},
-            {"lna-agc", yes(lnaAgc)},
-            {"mixer-agc", yes(mixerAgc)},
+            {"lna-gain", std::to_string(set_.lna)},
+            {"mixer-gain", std::to_string(set_.mixer)},
+            {"vga-gain", std::to_string(set_.vga)},
+            {"lna-agc", yes(lnaAgc_)},
+            {"mixer-agc", yes(mixerAgc_)},
             {"lna-gain-now", std::to_string(effective.lna)},
             {"mixer-gain-now", std::to_string(effective.mixer)},
-            {"bias", yes(pins[biasPin] != 0)},
-            {"packing", yes(packing)}};
+            {"bias", yes(pins_[biasPin] != 0)},
+            {"packing", yes(packing_)}};
 }
 
 } // namespace feedline::emulator

@@ -27,9 +27,9 @@ public:
     /// `number` counts the receivers of this kind from 0; `rates` are those of the IQ pairs.
     AirspyReceiver(unsigned number, std::vector<std::uint32_t> rates, const Content& content);
 
-    const Identity& identity() const override { return self; }
+    const Identity& identity() const override { return self_; }
     int answer(const Request& request) override;
-    bool streaming() const override { return mode; }
+    bool streaming() const override { return mode_; }
     StreamSettings settings() const override;
     State state() const override;
     void powerUp() override;
@@ -47,24 +47,24 @@ private:
     View view() const;
     std::uint32_t rate() const;
 
-    unsigned number;
-    Identity self;
-    std::uint64_t serial;
-    std::vector<std::uint32_t> rates;
-    const Content& content;
-    std::vector<std::uint8_t> flash;
+    unsigned number_;
+    Identity self_;
+    std::uint64_t serial_;
+    std::vector<std::uint32_t> rates_;
+    const Content& content_;
+    std::vector<std::uint8_t> flash_;
 
-    bool mode = false;
-    std::uint32_t hertz = 0;
-    unsigned rateIndex = 0;
-    bool packing = false;
-    AirspyGains set; ///< as asked for; an AGC overrides its stage
-    bool lnaAgc = false;
-    bool mixerAgc = false;
-    Registers clock{};
-    Registers tuner{};
-    Registers pins{};
-    Registers directions{};
+    bool mode_ = false;
+    std::uint32_t hertz_ = 0;
+    unsigned rateIndex_ = 0;
+    bool packing_ = false;
+    AirspyGains set_; ///< as asked for; an AGC overrides its stage
+    bool lnaAgc_ = false;
+    bool mixerAgc_ = false;
+    Registers clock_{};
+    Registers tuner_{};
+    Registers pins_{};
+    Registers directions_{};
 };
 
 } // namespace feedline::emulator

@@ -3,7 +3,7 @@
 #include "emulator/receivers/Packing.h"
 
 #include <algorithm>
-#include <cstring>
+#include <array>
 
 namespace feedline::emulator {
 
@@ -18,26 +18,24 @@ std::size_t samplesIn(Format format, std::size_t bytes) {
     }
 }
 
-Feed::Feed(Content& from) : content(from) {}
+Feed::Feed(Content& from) : content_(from) {}
 
 std::size_t Feed::encode(const StreamSettings& settings, std::size_t count, std::uint8_t* out) {
     const auto gain = static_cast<float>(settings.gain);
-    alignas(64) std::array<std::int16_t, 2 * blockSize> pairs;
-    alignas(64) std::array<std::uint16_t, blockSize> samples;
-    switch (settings.format) {
-    case Format::pairs:
-        kernels().pairs(pairs.data(), block, gain, count);
-        std::memcpy(out, pairs.data(), 4 * count);
+    if (settings.format == Format::pairs) {
+        alignas(64) std::array<std::int16_t, 2 * blockSize> pairs;
+        kernels().pairs(pairs.data(), block_, gain, count);
+        storeWords(pairs.data(), 2 * count, out);
         return 4 * count;
-    case Format::samples:
-        kernels().samples(samples.data(), block, gain, count);
-        std::memcpy(out, samples.data(), 2 * count);
-        return 2 * count;
-    default:
-        kernels().samples(samples.data(), block, gain, count);
+    }
+    alignas(64) std::array<std::uint16_t, blockSize> samples;
+    kernels().samples(samples.data(), block_, gain, count);
+    if (settings.format == Format::packed) {
         packSamples(samples.data(), count, out);
         return count / 2 * 3;
     }
+    storeWords(samples.data(), count, out);
+    return 2 * count;
 }
 
 void Feed::fill(const StreamSettings& settings, std::uint64_t position, std::uint8_t* out,
@@ -45,7 +43,7 @@ void Feed::fill(const StreamSettings& settings, std::uint64_t position, std::uin
     std::uint8_t* const end = out + bytes;
     for (std::size_t left = samplesIn(settings.format, bytes); left > 0;) {
         const std::size_t count = std::min(left, blockSize);
-        content.generate(settings.view, position, count, block);
+        content_.generate(settings.view, position, count, block_);
         out += encode(settings, count, out);
         position += count;
         left -= count;

@@ -36,8 +36,8 @@ public:
 private:
     std::size_t encode(const StreamSettings& settings, std::size_t count, std::uint8_t* out);
 
-    Content& content;
-    Block block{};
+    Content& content_;
+    Block block_{};
 };
 
 } // namespace feedline::emulator

@@ -41,20 +41,20 @@ std::string yes(bool value) {
 } // namespace
 
 HfReceiver::HfReceiver(unsigned place, std::vector<HfRate> list, const Content& from)
-    : number(place), serial(firstSerial + place), rates(std::move(list)), content(from) {
-    self = {0x03EB, 0x800C, "Feedline", "Emulated HF+", "AIRSPYHF SN:" + serialText(serial), 2};
-    flash.fill(0xFF);
+    : number_(place), serial_(firstSerial + place), rates_(std::move(list)), content_(from) {
+    self_ = {0x03EB, 0x800C, "Feedline", "Emulated HF+", "AIRSPYHF SN:" + serialText(serial_), 2};
+    flash_.fill(0xFF);
 }
 
 void HfReceiver::powerUp() {
-    mode = false;
-    kilohertz = 0;
-    rateIndex = 0;
-    agc = true;
-    agcThreshold = false;
-    attenuator = 0;
-    lna = false;
-    outputs = {};
+    mode_ = false;
+    kilohertz_ = 0;
+    rateIndex_ = 0;
+    agc_ = true;
+    agcThreshold_ = false;
+    attenuator_ = 0;
+    lna_ = false;
+    outputs_ = {};
 }
 
 int HfReceiver::answer(const Request& request) {
@@ -64,32 +64,32 @@ int HfReceiver::answer(const Request& request) {
 int HfReceiver::take(const Request& request) {
     switch (request.code) {
     case receiverMode:
-        mode = request.value != 0;
+        mode_ = request.value != 0;
         return 0;
     case setFrequency:
         if (request.length < 4)
             return stalled;
-        kilohertz = bigEndian(request.data);
+        kilohertz_ = bigEndian(request.data);
         return 4;
     case setRate:
         return selectRate(request.index);
     case writeConfiguration:
-        std::memcpy(flash.data(), request.data,
-                    std::min<std::size_t>(request.length, flash.size()));
+        std::memcpy(flash_.data(), request.data,
+                    std::min<std::size_t>(request.length, flash_.size()));
         return request.length;
     case setUserOutput:
         return setOutput(request.value, request.index);
     case setAgc:
-        agc = request.value != 0;
+        agc_ = request.value != 0;
         return 0;
     case setAgcThreshold:
-        agcThreshold = request.value != 0;
+        agcThreshold_ = request.value != 0;
         return 0;
     case setAttenuator:
-        attenuator = std::min<unsigned>(request.value, mostAttenuation);
+        attenuator_ = std::min<unsigned>(request.value, mostAttenuation);
         return 0;
     case setLna:
-        lna = request.value != 0;
+        lna_ = request.value != 0;
         return 0;
     default:
         return stalled;
@@ -100,14 +100,14 @@ int HfReceiver::tell(const Request& request) {
     std::vector<std::uint32_t> list;
     switch (request.code) {
     case getRates:
-        for (const HfRate& rate : rates)
+        for (const HfRate& rate : rates_)
             list.push_back(rate.rate);
         return giveRates(request, list);
     case readConfiguration:
-        return give(request, flash.data(), flash.size());
+        return give(request, flash_.data(), flash_.size());
     case readSerial:
-        return giveWords(request, {0x00010001, static_cast<std::uint32_t>(serial >> 32),
-                                   static_cast<std::uint32_t>(serial), 0, 0});
+        return giveWords(request, {0x00010001, static_cast<std::uint32_t>(serial_ >> 32),
+                                   static_cast<std::uint32_t>(serial_), 0, 0});
     case readVersion:
         return give(request, std::string("R1.0.0-EMULATED") + '\0');
     case getArchitectures:
@@ -120,16 +120,16 @@ int HfReceiver::tell(const Request& request) {
 }
 
 int HfReceiver::selectRate(unsigned index) {
-    if (index >= std::max<std::size_t>(rates.size(), 1))
+    if (index >= std::max<std::size_t>(rates_.size(), 1))
         return stalled;
-    rateIndex = index;
+    rateIndex_ = index;
     return 0;
 }
 
 int HfReceiver::setOutput(unsigned pin, unsigned value) {
-    if (pin >= outputs.size())
+    if (pin >= outputs_.size())
         return stalled;
-    outputs[pin] = value != 0;
+    outputs_[pin] = value != 0;
     return 0;
 }
 
@@ -137,28 +137,28 @@ int HfReceiver::setOutput(unsigned pin, unsigned value) {
 /// the number of rates.
 int HfReceiver::giveArchitectures(const Request& request) const {
     std::vector<std::uint8_t> list;
-    for (const HfRate& rate : rates)
+    for (const HfRate& rate : rates_)
         list.push_back(rate.lowIf ? 1 : 0);
     return give(request, list.data(), std::min<std::size_t>(list.size(), request.index));
 }
 
 View HfReceiver::view() const {
-    const HfRate rate = rates.empty() ? HfRate{defaultRate, false} : rates[rateIndex];
+    const HfRate rate = rates_.empty() ? HfRate{defaultRate, false} : rates_[rateIndex_];
     View view;
-    view.centre = kilohertz * 1000.0;
+    view.centre = kilohertz_ * 1000.0;
     view.rate = rate.rate;
     view.shift = rate.lowIf ? 0 : libraryShift;
-    view.salt = number;
+    view.salt = number_;
     return view;
 }
 
 /// Steps of 6 dB. The AGC takes as many as keep the band below half (low threshold: a quarter) of
 /// full scale.
 unsigned HfReceiver::attenuation() const {
-    if (!agc)
-        return attenuator;
-    const double aim = agcThreshold ? 0.5 : 0.25;
-    const double level = std::sqrt(content.power(view()));
+    if (!agc_)
+        return attenuator_;
+    const double aim = agcThreshold_ ? 0.5 : 0.25;
+    const double level = std::sqrt(content_.power(view()));
     const double steps = std::ceil(std::log2(std::max(level / aim, 1.0)));
     return std::min(static_cast<unsigned>(steps), mostAttenuation);
 }
@@ -168,24 +168,24 @@ StreamSettings HfReceiver::settings() const {
     settings.view = view();
     settings.gain = std::pow(10, -6.0 * attenuation() / 20);
     // The preamplifier's gain is taken back in the receiver: what it changes is the noise.
-    settings.view.ownNoise = ownNoise * (lna ? 0.5 : 1) / settings.gain;
+    settings.view.ownNoise = ownNoise * (lna_ ? 0.5 : 1) / settings.gain;
     settings.format = Format::pairs;
     return settings;
 }
 
 State HfReceiver::state() const {
     std::string pins;
-    for (bool output : outputs)
+    for (bool output : outputs_)
         pins += yes(output);
-    return {{"receiver-mode", yes(mode)},
-            {"frequency", std::to_string(std::uint64_t{kilohertz} * 1000)},
-            {"rate-index", std::to_string(rateIndex)},
+    return {{"receiver-mode", yes(mode_)},
+            {"frequency", std::to_string(std::uint64_t{kilohertz_} * 1000)},
+            {"rate-index", std::to_string(rateIndex_)},
             {"rate", std::to_string(static_cast<unsigned>(view().rate))},
-            {"agc", yes(agc)},
-            {"agc-threshold", yes(agcThreshold)},
-            {"attenuator", std::to_string(attenuator)},
+            {"agc", yes(agc_)},
+            {"agc-threshold", yes(agcThreshold_)},
+            {"attenuator", std::to_string(attenuator_)},
             {"attenuation", std::to_string(6 * attenuation())},
-            {"lna", yes(lna)},
+            {"lna", yes(lna_)},
             {"outputs", pins}};
 }
 

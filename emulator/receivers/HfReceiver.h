@@ -18,9 +18,9 @@ public:
     /// `number` counts the receivers of this kind from 0; it makes serials and noise different.
     HfReceiver(unsigned number, std::vector<HfRate> rates, const Content& content);
 
-    const Identity& identity() const override { return self; }
+    const Identity& identity() const override { return self_; }
     int answer(const Request& request) override;
-    bool streaming() const override { return mode; }
+    bool streaming() const override { return mode_; }
     StreamSettings settings() const override;
     State state() const override;
     void powerUp() override;
@@ -34,21 +34,21 @@ private:
     View view() const;
     unsigned attenuation() const;
 
-    unsigned number;
-    Identity self;
-    std::uint64_t serial;
-    std::vector<HfRate> rates;
-    const Content& content;
-    std::array<std::uint8_t, 256> flash;
+    unsigned number_;
+    Identity self_;
+    std::uint64_t serial_;
+    std::vector<HfRate> rates_;
+    const Content& content_;
+    std::array<std::uint8_t, 256> flash_;
 
-    bool mode = false;
-    std::uint32_t kilohertz = 0;
-    unsigned rateIndex = 0;
-    bool agc = true;
-    bool agcThreshold = false;
-    unsigned attenuator = 0; ///< steps of 6 dB
-    bool lna = false;
-    std::array<bool, 4> outputs{};
+    bool mode_ = false;
+    std::uint32_t kilohertz_ = 0;
+    unsigned rateIndex_ = 0;
+    bool agc_ = true;
+    bool agcThreshold_ = false;
+    unsigned attenuator_ = 0; ///< steps of 6 dB
+    bool lna_ = false;
+    std::array<bool, 4> outputs_{};
 };
 
 } // namespace feedline::emulator

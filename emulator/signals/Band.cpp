@@ -1,5 +1,6 @@
 #include "emulator/signals/Band.h"
 
+#include "emulator/signals/LoopPlace.h"
 #include "emulator/signals/Noise.h"
 
 #include <algorithm>
@@ -88,26 +89,22 @@ Phasor turned(const Phasor& from, double by, float amplitude) {
     return phasor;
 }
 
-__extension__ using Wide = unsigned __int128;
-
-/// Places in a loop count in units of 2^-32 of a value.
-constexpr std::uint64_t onePlace = std::uint64_t{1} << 32;
-
 /// Walks through a loop at another rate: calls take(i, run, index, part, step) for every run of
 /// output samples between two values of the loop; `part` of the way to the next value is behind,
 /// and each sample goes `step` of it.
 template <typename Value, typename Take>
 void walk(const Loop<Value>& loop, double rate, std::uint64_t position, std::size_t count,
           Take take) {
-    const std::uint64_t end = (loop.values.size() - 1) * onePlace;
+    const std::uint64_t values = loop.values.size() - 1;
+    const std::uint64_t end = values * onePlace;
     const auto step = static_cast<std::uint64_t>(loop.rate / rate * static_cast<double>(onePlace));
     const std::uint64_t shortest = onePlace / step;
-    auto at = static_cast<std::uint64_t>(Wide{position} * step % end);
+    std::uint64_t at = placeInLoop(position, step, values);
     std::uint64_t run = (onePlace - at % onePlace + step - 1) / step;
     for (std::size_t i = 0; i < count;) {
         const std::uint64_t part = at % onePlace;
         run = std::min(run, std::uint64_t{count - i});
-        take(i, static_cast<std::size_t>(run), at / onePlace, part, step);
+        take(i, static_cast<std::size_t>(run), static_cast<std::size_t>(at / onePlace), part, step);
         i += run;
         at += step * run;
         if (at >= end)
@@ -172,24 +169,24 @@ std::size_t wholeLanes(std::size_t count) {
 
 } // namespace
 
-Band::Band(const Scene& scene) : noiseDensity(std::pow(10, scene.noise / 10)) {
+Band::Band(const Scene& scene) : noiseDensity_(std::pow(10, scene.noise / 10)) {
     for (const Signal& signal : scene.signals) {
-        stations.push_back(std::make_unique<Station>());
-        stations.back()->signal = signal;
+        stations_.push_back(std::make_unique<Station>());
+        stations_.back()->signal = signal;
     }
 }
 
 Band::~Band() = default;
 
 void Band::prepare(const View& view) {
-    for (const auto& station : stations)
+    for (const auto& station : stations_)
         if (amplitudeIn(view, station->signal) > 0)
             station->make();
 }
 
 double Band::power(const View& view) const {
-    double sum = noiseDensity * 2 * halfWidth(view);
-    for (const auto& station : stations)
+    double sum = noiseDensity_ * 2 * halfWidth(view);
+    for (const auto& station : stations_)
         sum += std::pow(amplitudeIn(view, station->signal), 2);
     return sum;
 }
@@ -205,31 +202,31 @@ Band::Voice Band::voiceOf(Station& station, const View& view, double amplitude) 
 }
 
 void Band::tune(const View& view) {
-    current = view;
-    voices.clear();
+    current_ = view;
+    voices_.clear();
     prepare(view);
-    for (const auto& station : stations)
+    for (const auto& station : stations_)
         if (const double amplitude = amplitudeIn(view, station->signal); amplitude > 0)
-            voices.push_back(voiceOf(*station, view, amplitude));
+            voices_.push_back(voiceOf(*station, view, amplitude));
 }
 
 void Band::addNoise(std::uint64_t position, std::size_t count, Block& block) const {
-    const double air = noiseDensity * halfWidth(current);
-    const auto level = static_cast<float>(std::sqrt(air + std::pow(current.ownNoise, 2)));
-    const std::uint32_t salt = 2 * current.salt;
+    const double air = noiseDensity_ * halfWidth(current_);
+    const auto level = static_cast<float>(std::sqrt(air + std::pow(current_.ownNoise, 2)));
+    const std::uint32_t salt = 2 * current_.salt;
     kernels().noise(block.re.data(), noiseFor(position, salt), level, count);
-    if (!current.real)
+    if (!current_.real)
         kernels().noise(block.im.data(), noiseFor(position, salt + 1), level, count);
 }
 
 void Band::addVoice(const Voice& voice, std::uint64_t position, std::size_t count,
                     Block& block) const {
     float* re = block.re.data();
-    float* im = current.real ? nullptr : block.im.data();
+    float* im = current_.real ? nullptr : block.im.data();
     const Station& station = *voice.station;
     if (station.signal.kind == Signal::Kind::fm) {
         alignas(64) std::array<std::uint32_t, blockSize + rampStep> phases;
-        fillPhases(phases.data(), station.phase, current, voice.step, position, count);
+        fillPhases(phases.data(), station.phase, current_, voice.step, position, count);
         kernels().phases(re, im, phases.data(), voice.amplitude, count);
         return;
     }
@@ -239,16 +236,16 @@ void Band::addVoice(const Voice& voice, std::uint64_t position, std::size_t coun
         return;
     }
     alignas(64) std::array<float, blockSize> envelope;
-    fillEnvelope(envelope.data(), station.envelope, current.rate, position, count);
+    fillEnvelope(envelope.data(), station.envelope, current_.rate, position, count);
     kernels().shaped(re, im, phasor, envelope.data(), count);
 }
 
 void Band::generate(const View& view, std::uint64_t position, std::size_t count, Block& block) {
-    if (!(view == current))
+    if (!(view == current_))
         tune(view);
     const std::size_t whole = wholeLanes(count);
     addNoise(position, whole, block);
-    for (const Voice& voice : voices)
+    for (const Voice& voice : voices_)
         addVoice(voice, position, whole, block);
 }
 

@@ -31,10 +31,10 @@ private:
     void addVoice(const Voice& voice, std::uint64_t position, std::size_t count,
                   Block& block) const;
 
-    std::vector<std::unique_ptr<Station>> stations;
-    double noiseDensity; ///< power per Hz
-    View current;
-    std::vector<Voice> voices; ///< the stations in the current view
+    std::vector<std::unique_ptr<Station>> stations_;
+    double noiseDensity_; ///< power per Hz
+    View current_;
+    std::vector<Voice> voices_; ///< the stations in the current view
 };
 
 } // namespace feedline::emulator

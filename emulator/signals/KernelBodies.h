@@ -5,6 +5,7 @@
 
 #include "emulator/signals/Kernels.h"
 
+#include <bit>
 #include <cstring>
 
 // A definition of its own in every file that includes it is the point; and what looks like twice
@@ -114,13 +115,19 @@ FEEDLINE_INLINE void quantise(Integers& out, const float* in, float gain, float 
     out = __builtin_convertvector(value, Integers);
 }
 
+/// In memory the imaginary part of a pair comes first: which half of a word that is, the host says.
+constexpr bool imaginaryLow = std::endian::native == std::endian::little;
+
 void pairs(std::int16_t* out, const Block& block, float gain, std::size_t count) {
     for (std::size_t i = 0; i < count; i += width) {
         Integers re;
         Integers im;
         quantise(re, block.re.data() + i, gain * 32767, 32768, 65535);
         quantise(im, block.im.data() + i, gain * 32767, 32768, 65535);
-        const Integers both = (((re - 32768) << 16) | ((im - 32768) & 0xFFFF));
+        re -= 32768;
+        im -= 32768;
+        const Integers both =
+            imaginaryLow ? (re << 16) | (im & 0xFFFF) : (im << 16) | (re & 0xFFFF);
         std::memcpy(out + 2 * i, &both, sizeof both);
     }
 }

@@ -39,9 +39,9 @@ struct Kernels {
     /// Adds a carrier of given phases (2^32 is one turn).
     void (*phases)(float* re, float* im, const std::uint32_t* phases, float level,
                    std::size_t count);
-    /// Signed 16-bit pairs, imaginary part first, cut off at full scale.
+    /// Signed 16-bit pairs, imaginary part first, cut off at full scale; numbers of the host's.
     void (*pairs)(std::int16_t* out, const Block& block, float gain, std::size_t count);
-    /// Unsigned 12-bit samples in 16 bits, cut off at full scale.
+    /// Unsigned 12-bit samples in 16 bits, cut off at full scale; numbers of the host's.
     void (*samples)(std::uint16_t* out, const Block& block, float gain, std::size_t count);
 };
 

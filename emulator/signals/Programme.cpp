@@ -75,29 +75,29 @@ Loop<float> keying(const Signal& signal) {
 class Multiplex {
 public:
     explicit Multiplex(const Signal& signal)
-        : signal(signal), rate(signal.stereo || signal.radioData ? fullRate : soundRate),
-          left(soundOf(signal, 1)), right(soundOf(signal, 0.75)) {
-        for (std::size_t i = 0; i < sine.size(); ++i)
-            sine[i] = std::sin(turn * static_cast<double>(i) / static_cast<double>(sine.size()));
+        : signal_(signal), rate_(signal.stereo || signal.radioData ? fullRate : soundRate),
+          left_(soundOf(signal, 1)), right_(soundOf(signal, 0.75)) {
+        for (std::size_t i = 0; i < sine_.size(); ++i)
+            sine_[i] = std::sin(turn * static_cast<double>(i) / static_cast<double>(sine_.size()));
         if (signal.radioData)
-            data = differential(stationName("FEEDLINE", 0xC0DE, groups));
+            data_ = differential(stationName("FEEDLINE", 0xC0DE, groups));
     }
 
-    unsigned sampleRate() const { return rate; }
-    std::size_t length() const { return std::size_t{rate} / 1000 * loopMilliseconds; }
+    unsigned sampleRate() const { return rate_; }
+    std::size_t length() const { return std::size_t{rate_} / 1000 * loopMilliseconds; }
 
     /// The multiplex at sample i, 1 being full deviation.
     double at(std::size_t i) const {
-        const double l = sound(left, i);
-        if (!signal.stereo)
+        const double l = sound(left_, i);
+        if (!signal_.stereo)
             return 0.9 * l + dataAt(i);
-        const double r = sound(right, i);
+        const double r = sound(right_, i);
         return 0.4 * (l + r) + 0.4 * (l - r) * wave(38, i) + 0.1 * wave(19, i) + dataAt(i);
     }
 
 private:
     double sound(const std::vector<float>& values, std::size_t i) const {
-        const double at = static_cast<double>(i) * (double{audioRate} / rate);
+        const double at = static_cast<double>(i) * (double{audioRate} / rate_);
         const auto place = static_cast<std::size_t>(at);
         const double part = at - static_cast<double>(place);
         return values[place] + part * (values[place + 1] - values[place]);
@@ -105,27 +105,27 @@ private:
 
     /// A sine of so many kHz.
     double wave(std::size_t kilohertz, std::size_t i) const {
-        return sine[kilohertz * i % sine.size()]; // one millisecond at the full rate
+        return sine_[kilohertz * i % sine_.size()]; // one millisecond at the full rate
     }
 
     /// Each bit is one cycle of its own clock, upright or turned over, on the third harmonic of the
     /// pilot.
     double dataAt(std::size_t i) const {
-        if (!signal.radioData)
+        if (!signal_.radioData)
             return 0;
-        const double at = static_cast<double>(i) * (1187.5 / rate);
+        const double at = static_cast<double>(i) * (1187.5 / rate_);
         const auto bit = static_cast<std::size_t>(at);
         const auto phase = static_cast<std::size_t>((at - static_cast<double>(bit)) *
-                                                    static_cast<double>(sine.size()));
-        return (data[bit % data.size()] ? 0.04 : -0.04) * sine[phase] * wave(57, i);
+                                                    static_cast<double>(sine_.size()));
+        return (data_[bit % data_.size()] ? 0.04 : -0.04) * sine_[phase] * wave(57, i);
     }
 
-    const Signal& signal;
-    unsigned rate;
-    std::vector<float> left;
-    std::vector<float> right;
-    std::array<double, 1000> sine{};
-    std::vector<bool> data;
+    const Signal& signal_;
+    unsigned rate_;
+    std::vector<float> left_;
+    std::vector<float> right_;
+    std::array<double, 1000> sine_{};
+    std::vector<bool> data_;
 };
 
 } // namespace

@@ -102,27 +102,27 @@ std::vector<std::int16_t> realStream(const Pairs& pairs) {
 }
 
 Recording::Recording(const Pairs& pairs, bool isReal)
-    : real(isReal), samples(pairs), meanPower(meanPowerOf(pairs)) {
-    if (!real)
+    : real_(isReal), samples_(pairs), meanPower_(meanPowerOf(pairs)) {
+    if (!real_)
         return;
     // An odd number of pairs joins with itself the right way up only after two rounds.
-    if (samples.size() / 2 % 2 != 0)
-        samples.insert(samples.end(), pairs.begin(), pairs.end());
-    samples = realStream(samples);
+    if (samples_.size() / 2 % 2 != 0)
+        samples_.insert(samples_.end(), pairs.begin(), pairs.end());
+    samples_ = realStream(samples_);
 }
 
 void Recording::prepare(const View&) {}
 
 double Recording::power(const View&) const {
-    return meanPower;
+    return meanPower_;
 }
 
 void Recording::generate(const View& view, std::uint64_t position, std::size_t count,
                          Block& block) {
     std::size_t at = position % length();
-    if (real) {
+    if (real_) {
         for (std::size_t i = 0; i < count; ++i, at = at + 1 == length() ? 0 : at + 1)
-            block.re[i] = static_cast<float>(samples[at]) * unit;
+            block.re[i] = static_cast<float>(samples_[at]) * unit;
         return;
     }
     // Whole cycles of the shift fill the loop, so that it joins.
@@ -133,8 +133,8 @@ void Recording::generate(const View& view, std::uint64_t position, std::size_t c
     const double start = std::fmod(cycles * static_cast<double>(at), 1.0);
     std::complex<float> phasor = std::polar(unit, static_cast<float>(2 * std::numbers::pi * start));
     for (std::size_t i = 0; i < count; ++i, at = at + 1 == length() ? 0 : at + 1) {
-        const float re = samples[2 * at];
-        const float im = samples[2 * at + 1];
+        const float re = samples_[2 * at];
+        const float im = samples_[2 * at + 1];
         block.re[i] = re * phasor.real() - im * phasor.imag();
         block.im[i] = re * phasor.imag() + im * phasor.real();
         phasor = {phasor.real() * step.real() - phasor.imag() * step.imag(),

@@ -31,11 +31,11 @@ public:
     double power(const View& view) const override;
 
 private:
-    std::size_t length() const { return real ? samples.size() : samples.size() / 2; }
+    std::size_t length() const { return real_ ? samples_.size() : samples_.size() / 2; }
 
-    bool real;
-    std::vector<std::int16_t> samples;
-    double meanPower;
+    bool real_;
+    std::vector<std::int16_t> samples_;
+    double meanPower_;
 };
 
 } // namespace feedline::emulator

@@ -6,6 +6,16 @@
 
 using namespace feedline::emulator;
 
+TEST(Packing, WordsHaveTheirLowByteFirst) {
+    std::array<std::uint8_t, 6> bytes{};
+    const std::array<std::uint16_t, 2> words{0x1234, 0xFFFE};
+    storeWords(words.data(), words.size(), bytes.data());
+    EXPECT_EQ(bytes, (std::array<std::uint8_t, 6>{0x34, 0x12, 0xFE, 0xFF, 0, 0}));
+    const std::array<std::int16_t, 1> negative{-2};
+    storeWords(negative.data(), negative.size(), bytes.data() + 4);
+    EXPECT_EQ(bytes, (std::array<std::uint8_t, 6>{0x34, 0x12, 0xFE, 0xFF, 0xFE, 0xFF}));
+}
+
 TEST(Packing, EightSamplesFillThreeWords) {
     const std::array<std::uint16_t, 8> samples{0x123, 0x456, 0x789, 0xABC,
                                                0xDEF, 0x321, 0x654, 0x987};
