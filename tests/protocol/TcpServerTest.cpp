@@ -21,14 +21,11 @@
 #include <csignal>
 #include <ctime>
 #include <functional>
-#include <malloc.h>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <random>
 #include <string>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <vector>
@@ -89,8 +86,6 @@ public:
 
     std::atomic<int> acceptedOn = -1, receivedOn = -1; ///< descriptors of the last calls
 
-    std::atomic<int> datagramSockets = 0; ///< made since the process started
-
 private:
     mutable std::mutex mutex_;
     std::vector<std::string> calls_;
@@ -118,11 +113,8 @@ int __real_shutdown(int socket, int how);
 int __real_close(int descriptor);
 
 int __wrap_socket(int domain, int type, int protocol) {
-    if (type != SOCK_STREAM) {
-        const int made = __real_socket(domain, type, protocol);
-        ++sockets().datagramSockets;
-        return made;
-    }
+    if (type != SOCK_STREAM)
+        return __real_socket(domain, type, protocol);
     return sockets().enter("socket", std::to_string(domain) + " " + std::to_string(protocol))
                ? -1
                : __real_socket(domain, type, protocol);
@@ -812,106 +804,6 @@ TEST_F(TcpServer, MessageCutShortByOneClientIsContinuedByTheNext) {
     ControlConnection next(port.number());
     next.send(Bytes{0x02, 0x00, 0x04, 0x20, 0x05, 0x00});
     EXPECT_EQ(next.receiveHex(14 + 5), "0E 00 02 00 31 32 33 34 35 36 37 38 39 00 " + idleReply);
-}
-
-/// What a stream leaves of its last message, by the framing's rules: bytes that would complete it.
-class FramingModel {
-public:
-    void take(std::uint8_t byte) {
-        if (missing_ > 0) {
-            --missing_;
-        } else if (inHeader_) {
-            inHeader_ = false;
-            missing_ = rest(first_);
-        } else {
-            inHeader_ = true;
-            first_ = byte;
-        }
-    }
-    /// Zeros that bring the stream to a message's end.
-    Bytes padding() const { return Bytes(inHeader_ ? 1U + rest(first_) : missing_, 0x00); }
-
-private:
-    static std::size_t rest(std::uint8_t length) {
-        if (length == 0)
-            return 8192;
-        return length == 2 ? 0 : std::max(1, length - 2);
-    }
-    bool inHeader_ = false;
-    std::uint8_t first_ = 0;
-    std::size_t missing_ = 0;
-};
-
-TEST_F(TcpServer, SurvivesMegabytesOfNoise) {
-    deviceType = deviceAirspyHf;
-    hfDevice = test::hfHandle();
-    test::vendors().results["airspyhf_set_freq#3"] = -1;
-    startServer();
-    auto client = std::make_unique<ControlConnection>(port.number());
-    std::mt19937 random(3); // NOLINT(cert-msc51-cpp): the same noise at every run.
-    FramingModel framing;
-    for (int block = 0; block < 512; ++block) {
-        Bytes noise(8192);
-        for (std::uint8_t& byte : noise)
-            framing.take(byte = static_cast<std::uint8_t>(random()));
-        client->send(noise);
-        client->takeInput(); // Replies are few: what one block brings fits the system's buffers.
-        test::clearRecordedLines();
-    }
-    client->finish(); // A mere close with replies unread would throw the end of the noise away.
-    letTheClientBeLost();
-    server.mainThread.advance(5s);
-    ASSERT_TRUE(waitForLine(waiting));
-
-    isStreaming = 0;
-    auto next = std::make_unique<ControlConnection>(port.number());
-    next->send(framing.padding());
-    next->send(Bytes{0x04, 0x20, 0x04, 0x00});
-    Bytes replies; // That to the padded message, if it had one, comes first.
-    ASSERT_TRUE(waitUntil([&] {
-        const Bytes more = next->takeInput();
-        replies.insert(replies.end(), more.begin(), more.end());
-        return test::hex(replies).ends_with("06 00 04 00 7B 00");
-    }));
-}
-
-/// Bytes of the heap in use, where the allocator says so.
-std::size_t heapInUse() {
-    return ::mallinfo2().uordblks;
-}
-
-TEST_F(TcpServer, ClientsThatAskAndResetCostOneDatagramSocketEachAndNoMemory) {
-    rlimit limit{};
-    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
-    limit.rlim_cur = limit.rlim_max; // As the programs do.
-    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
-
-    const int udpSocketsBefore = sockets().datagramSockets;
-    startServer();
-    const auto serveOne = [&](int round) {
-        ControlConnection client(port.number());
-        client.send(statusRequest);
-        client.reset();
-        letTheServerComeBack();
-        // The lines must not count as the server's memory.
-        test::clearRecordedLines();
-        ASSERT_TRUE(waitUntil([&] {
-            return sockets().datagramSockets == udpSocketsBefore + round + 1 &&
-                   test::runningThreads() == threadsBefore + 2;
-        }));
-    };
-    int round = 0;
-    while (round < 10)
-        serveOne(++round);
-    sockets().clear();
-    const std::size_t descriptors = test::openDescriptors();
-    const std::size_t heap = heapInUse();
-    while (round < 110)
-        serveOne(++round);
-    EXPECT_EQ(test::openDescriptors(), descriptors + 100);
-    sockets().clear();
-    EXPECT_LT(heapInUse(), heap + 65536);
-    servedClient();
 }
 
 } // namespace

@@ -1,7 +1,6 @@
 // Most tests run the thread's body on the test's own thread and see it through its calls: sendto
 // and, while it has nothing to send, usleep. No test waits for time to pass.
 #include "Bytes.h"
-#include "DatagramReceiver.h"
 #include "DatagramWire.h"
 #include "MemoryServer.h"
 #include "ProcessFacts.h"
@@ -10,7 +9,6 @@
 #include "ScriptedVendors.h"
 #include "app/AppDelegate.h"
 #include "app/RunTimeState.h"
-#include "stream/SampleCallbacks.h"
 #include "stream/SampleRing.h"
 
 #include <gmock/gmock.h>
@@ -20,7 +18,6 @@
 #include <cerrno>
 #include <functional>
 #include <string>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -327,59 +324,6 @@ TEST_F(UdpThread, AddressThatCannotBeReadIsNotDetected) {
     wire().onSend = nullptr; // The system refuses to send there.
     runThread();
     EXPECT_THAT(test::recordedLines(), ElementsAre(started, failed, ended));
-}
-
-/// The nth entry of the test's receiver: far from its neighbours, and not from block to block the
-/// same.
-std::int16_t expectedEntry(std::size_t n) {
-    return static_cast<std::int16_t>(n * 7919 % 65521 - 32760);
-}
-
-/// In the middle of those that do.
-float floatThatBecomes(std::int16_t entry) {
-    return static_cast<float>((entry + (entry < 0 ? -0.5 : 0.5)) / 32767.0);
-}
-
-TEST_F(UdpThread, MillionsOfPairsArriveAsTheyWereDelivered) {
-    constexpr std::size_t datagrams = 12000; // 3,072,000 pairs
-    constexpr std::size_t mostUnderWay = 32; // What a receive buffer surely holds.
-    test::resetWire();
-    onSleep = nullptr;
-    test::DatagramReceiver receiver;
-    serverPortNumber = receiver.port();
-    ringReadIndex = ringEntries - 1000 * sliceEntries; // The ring's end comes on the way.
-    ringWriteIndex = ringReadIndex.load();
-    serverActive = true;
-    std::thread thread([&] { server.delegate.UDPThread(); });
-
-    std::size_t written = 0;
-    const auto writeDatagram = [&] {
-        std::vector<airspyhf_complex_float_t> pairs(256);
-        for (std::size_t i = 0; i < 256; ++i)
-            pairs[i] = {floatThatBecomes(expectedEntry(512 * written + 2 * i)),
-                        floatThatBecomes(expectedEntry(512 * written + 2 * i + 1))};
-        airspyhf_transfer_t transfer{};
-        transfer.samples = pairs.data();
-        transfer.sample_count = 256;
-        airspyHfSampleCallback(&transfer);
-        ++written;
-    };
-    bool right = true;
-    std::size_t received = 0;
-    for (; right && received < datagrams; ++received) {
-        while (written < datagrams && written < received + mostUnderWay)
-            writeDatagram();
-        const test::Bytes bytes = receiver.receive();
-        ASSERT_EQ(bytes.size(), 1028U);
-        const test::DatagramView datagram(bytes);
-        right = datagram.wellFormed() && datagram.number() == received;
-        for (std::size_t i = 0; i < 512; ++i)
-            right = right && datagram.entry(i) == expectedEntry(512 * received + i);
-    }
-    EXPECT_TRUE(right) << "datagram " << received - 1;
-    serverActive = false;
-    thread.join();
-    EXPECT_EQ(test::countOf(failed), 0);
 }
 
 } // namespace
