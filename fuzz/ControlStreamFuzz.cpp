@@ -14,13 +14,14 @@
 // `Script`.
 #include "ControlStreamModel.h"
 #include "FuzzedServer.h"
-#include "app/RunTimeState.h"
 #include "stream/SampleRing.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <span>
+#include <sstream>
+#include <sys/types.h>
 
 namespace feedline::fuzz {
 namespace {
@@ -29,9 +30,7 @@ using Bytes = std::span<const std::uint8_t>;
 
 constexpr std::size_t largestChunk = 2000; ///< what one receive can bring
 
-int dummy;
-airspyhf_device* const hfHandle = reinterpret_cast<airspyhf_device*>(&dummy);
-airspy_device* const airspyHandle = reinterpret_cast<airspy_device*>(&dummy);
+constexpr int clientDescriptor = 1000000; ///< stands for the client's socket
 
 /// The bytes of an input, each taken once; zeros when there are none left.
 class Source {
@@ -55,12 +54,14 @@ private:
     Bytes left_;
 };
 
-/// Server and model, kept in step.
-class Script {
+/// Server and model, kept in step. It is the server's alert itself: hundreds may be shown in a
+/// round.
+class Script : public Alert {
 public:
-    Script() : server_(settings_) {
-        trace().clear();
-        vendorAnswers() = {};
+    Script() {
+        clientSocket = clientDescriptor;
+        tcpStatus = tcpConnected;
+        test::vendors().onCall = test::note;
     }
 
     void step(Source& source) {
@@ -91,6 +92,12 @@ public:
     }
 
 private:
+    void runModal(const std::string& message, const std::string& information) override {
+        test::note(noteOfAlert(message, information));
+        if (model_.chosenWhileAlertIsUp)
+            select(*model_.chosenWhileAlertIsUp);
+    }
+
     void chunk(Bytes bytes) {
         server_.delegate.myDidReadData(bytes.data(), static_cast<std::int32_t>(bytes.size()));
         for (const std::uint8_t byte : bytes)
@@ -111,77 +118,89 @@ private:
         server_.delegate.myDidReadData(&unread, length);
     }
 
-    void choose(std::int32_t index) {
+    void select(std::int32_t index) {
         server_.devicePopup.selected = index;
         server_.delegate.devicePopupChange();
+    }
+
+    void choose(std::int32_t index) {
+        select(index);
         model_.choose(index);
     }
 
-    static void answer(std::uint8_t which, int result) {
-        VendorAnswers& answers = vendorAnswers();
-        (which % 3 == 0 ? answers.start : which % 3 == 1 ? answers.stop : answers.tune) = result;
+    void answer(std::uint8_t which, int result) {
+        auto& results = test::vendors().results;
+        if (which % 3 == 0)
+            results["airspyhf_start"] = results["airspy_start_rx"] = model_.startAnswer = result;
+        else if (which % 3 == 1)
+            results["airspyhf_stop"] = results["airspy_stop_rx"] = model_.stopAnswer = result;
+        else
+            results["airspyhf_set_freq"] = results["airspy_set_freq"] = model_.tuneAnswer = result;
     }
 
     void open(std::uint8_t which) {
         model_.hfOpen = (which & 1U) != 0;
         model_.airspyOpen = (which & 2U) != 0;
-        hfDevice = model_.hfOpen ? hfHandle : nullptr;
-        airspyDevice = model_.airspyOpen ? airspyHandle : nullptr;
+        hfDevice = model_.hfOpen ? test::hfHandle() : nullptr;
+        airspyDevice = model_.airspyOpen ? test::airspyHandle() : nullptr;
     }
 
     void chooseUnderAlert(std::uint8_t index) {
-        if (index > 2) {
-            model_.chosenWhileAlertIsUp.reset();
-            server_.alert.whileUp = nullptr;
-            return;
-        }
-        model_.chosenWhileAlertIsUp = index;
-        server_.alert.whileUp = [this, index] {
-            server_.devicePopup.selected = index;
-            server_.delegate.devicePopupChange();
-        };
+        model_.chosenWhileAlertIsUp.reset();
+        if (index <= 2)
+            model_.chosenWhileAlertIsUp = index;
     }
 
     void compare() {
-        const bool alike =
-            trace().bytes() == model_.expected.bytes() && (isStreaming != 0) == model_.streaming &&
-            centerFrequency == model_.frequency && deviceType == model_.type &&
-            clientSocket == clientDescriptor && tcpStatus == tcpConnected && serverActive;
+        const std::vector<test::Line> seen = test::recordedLines();
+        const bool alike = seen == model_.expected && (isStreaming != 0) == model_.streaming &&
+                           centerFrequency == model_.frequency && deviceType == model_.type &&
+                           clientSocket == clientDescriptor && tcpStatus == tcpConnected &&
+                           serverActive;
         if (!alike)
-            complain();
-        trace().clear();
+            complain(seen);
+        test::clearRecordedLines();
         model_.expected.clear();
     }
 
-    [[noreturn]] void complain() {
+    [[noreturn]] void complain(const std::vector<test::Line>& seen) {
         std::fprintf(stderr,
                      "server: %s\nmodel:  %s\nstreaming %d %d, frequency %d %d, type %d %d\n",
-                     printable(trace()).c_str(), printable(model_.expected).c_str(),
-                     int{isStreaming}, int{model_.streaming}, centerFrequency.load(),
-                     model_.frequency, deviceType.load(), model_.type);
+                     printable(seen).c_str(), printable(model_.expected).c_str(), int{isStreaming},
+                     int{model_.streaming}, centerFrequency.load(), model_.frequency,
+                     deviceType.load(), model_.type);
         std::abort();
     }
 
-    static std::string printable(const Trace& events) {
-        std::string text;
-        for (const char c : events.bytes()) {
-            std::array<char, 8> escaped{};
-            const auto value = static_cast<unsigned char>(c);
-            std::snprintf(escaped.data(), escaped.size(),
-                          value < 32 || value > 126 ? "\\%02x" : "%c", value);
-            text += escaped.data();
+    static std::string printable(const std::vector<test::Line>& lines) {
+        std::ostringstream text;
+        for (const test::Line& line : lines) {
+            text << line.stream << ':';
+            for (const unsigned char c : line.text)
+                c<32 || c> 126 ? text << '\\' << int{c} : text << static_cast<char>(c);
+            text << "; ";
         }
-        return text;
+        return text.str();
     }
 
     std::size_t filling_ = 8200;
-    test::MemorySettings settings_;
-    FuzzedServer server_;
+    FuzzedServer server_{*this};
     ControlStreamModel model_;
 };
 
 } // namespace
 } // namespace feedline::fuzz
+
+// NOLINTBEGIN(bugprone-reserved-identifier): the linker gives these names.
+extern "C" ssize_t __real_write(int descriptor, const void* bytes, size_t count);
+extern "C" ssize_t __wrap_write(int descriptor, const void* bytes, size_t count) {
+    using namespace feedline;
+    if (descriptor != fuzz::clientDescriptor)
+        return __real_write(descriptor, bytes, count);
+    test::note(fuzz::noteOfReply({static_cast<const char*>(bytes), count}));
+    return static_cast<ssize_t>(count);
+}
+// NOLINTEND(bugprone-reserved-identifier)
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
     return feedline::makeSampleRing() ? 0 : 1;

@@ -1,5 +1,9 @@
 #include "ControlStreamModel.h"
 
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+
 namespace feedline::fuzz {
 namespace {
 
@@ -12,6 +16,23 @@ std::uint32_t number(const std::uint8_t* bytes) {
 }
 
 } // namespace
+
+std::string noteOfReply(std::string_view bytes) {
+    return "reply " + std::string(bytes);
+}
+
+std::string noteOfAlert(const std::string& message, const std::string& information) {
+    return "alert " + message + '|' + information;
+}
+
+void ControlStreamModel::log(const char* format, ...) {
+    std::array<char, 512> text{};
+    va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text.data(), text.size(), format, arguments);
+    va_end(arguments);
+    expected.push_back(test::logged(text.data()));
+}
 
 /// A length of 0 stands for the largest message, and no message ends before its third byte unless
 /// it is a header and nothing else.
@@ -31,14 +52,14 @@ void ControlStreamModel::takeByte(std::uint8_t byte) {
 
 void ControlStreamModel::choose(std::int32_t index) {
     type = index;
-    expected.format(logged, "devicePopupChange %d", index);
+    log("devicePopupChange %d", index);
 }
 
 void ControlStreamModel::handle() {
     const unsigned kind = kept_[1] / 32U;
     const unsigned code = kept_[2] + 256U * kept_[3];
     if (kept_[0] == 2 && kept_[1] == 0)
-        expected.add(logged, "NAK");
+        log("NAK");
     else if (kind == 1)
         request(code);
     else if (kind == 0)
@@ -52,7 +73,7 @@ void ControlStreamModel::reply(unsigned code, std::string_view parameters) {
     message += static_cast<char>(code % 256);
     message += static_cast<char>(code / 256);
     message += parameters;
-    expected.add(written, message);
+    note(noteOfReply(message));
 }
 
 void ControlStreamModel::request(unsigned code) {
@@ -69,7 +90,7 @@ void ControlStreamModel::request(unsigned code) {
 
 void ControlStreamModel::change(unsigned code) {
     // The type's own bits are zero here, whatever the other five of the byte are.
-    expected.format(logged, "TYPE_TARG_RESP_CITEM ParseAscpMsg 0 %d %x", int{kept_[0]}, code);
+    log("TYPE_TARG_RESP_CITEM ParseAscpMsg 0 %d %x", int{kept_[0]}, code);
     const std::uint8_t* const parameters = kept_.data() + 4;
     if (code == 0x18)
         changeState(parameters);
@@ -80,7 +101,7 @@ void ControlStreamModel::change(unsigned code) {
 }
 
 void ControlStreamModel::changeState(const std::uint8_t* parameters) {
-    expected.format(logged, "set state %d   %d   %d", parameters[0], parameters[1], parameters[2]);
+    log("set state %d   %d   %d", parameters[0], parameters[1], parameters[2]);
     const bool wanted = parameters[1] == 2;
     if (wanted != streaming) {
         const std::int32_t asked = type;
@@ -95,11 +116,13 @@ void ControlStreamModel::run(bool start, bool hf) {
     const bool open = hf ? hfOpen : airspyOpen;
     int result = hf ? -1 : -2;
     if (open) {
-        expected.add(call, std::string(hf ? "hf" : "airspy") + (start ? " start" : " stop"));
-        result = start ? vendorAnswers().start : vendorAnswers().stop;
+        note(hf      ? start ? "airspyhf_start" : "airspyhf_stop"
+             : start ? "airspy_start_rx"
+                     : "airspy_stop_rx");
+        result = start ? startAnswer : stopAnswer;
     }
     // One line for all four operations.
-    expected.format(logged, "airspyhf_start err %d  ", result);
+    log("airspyhf_start err %d  ", result);
 }
 
 int ControlStreamModel::tune(std::uint32_t hertz) {
@@ -109,24 +132,24 @@ int ControlStreamModel::tune(std::uint32_t hertz) {
     const bool open = hf ? hfOpen : airspyOpen;
     int result = hf ? -1 : -2;
     if (open) {
-        expected.format(call, hf ? "hf tune %u" : "airspy tune %u", hertz);
-        result = vendorAnswers().tune;
+        note((hf ? "airspyhf_set_freq " : "airspy_set_freq ") + std::to_string(hertz));
+        result = tuneAnswer;
     }
-    expected.format(logged, hf ? "airspyhf_set_freq err %d  " : "airspy_set_freq err %d  ", result);
+    log(hf ? "airspyhf_set_freq err %d  " : "airspy_set_freq err %d  ", result);
     frequency = static_cast<std::int32_t>(hertz);
     return result;
 }
 
 void ControlStreamModel::alert(const char* text) {
-    expected.add(fuzz::alert, std::string(text) + '|');
+    note(noteOfAlert(text, ""));
     if (chosenWhileAlertIsUp)
         choose(*chosenWhileAlertIsUp);
 }
 
 void ControlStreamModel::changeFrequency(const std::uint8_t* parameters) {
     const std::uint32_t hertz = number(parameters + 1);
-    expected.format(logged, "set frequency %u   %d %d %d %d %d 0", hertz, parameters[0],
-                    parameters[1], parameters[2], parameters[3], parameters[4]);
+    log("set frequency %u   %d %d %d %d %d 0", hertz, parameters[0], parameters[1], parameters[2],
+        parameters[3], parameters[4]);
     if (tune(hertz) != 0) {
         if (type == 0)
             alert("AirSpyHF+ set frequency fail");
@@ -139,8 +162,8 @@ void ControlStreamModel::changeFrequency(const std::uint8_t* parameters) {
 }
 
 void ControlStreamModel::changeRate(const std::uint8_t* parameters) {
-    expected.format(logged, "set rate %u   %d %d %d %d %d", number(parameters + 1), parameters[0],
-                    parameters[1], parameters[2], parameters[3], parameters[4]);
+    log("set rate %u   %d %d %d %d %d", number(parameters + 1), parameters[0], parameters[1],
+        parameters[2], parameters[3], parameters[4]);
     reply(0xB8, asText(parameters, 5));
 }
 

@@ -2,14 +2,21 @@
 // a message is collected whole and then looked up in tables. Knows nothing of chunks.
 #pragma once
 
-#include "FuzzedServer.h"
+#include "RecordingLog.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
 
 namespace feedline::fuzz {
+
+// How the target notes what is no line of the server's.
+std::string noteOfReply(std::string_view bytes);
+std::string noteOfAlert(const std::string& message, const std::string& information);
 
 class ControlStreamModel {
 public:
@@ -17,10 +24,13 @@ public:
     std::int32_t type = 0;
     bool hfOpen = false;
     bool airspyOpen = false;
+    int startAnswer = 0; ///< of either vendor library, like the next two
+    int stopAnswer = 0;
+    int tuneAnswer = 0;
     std::optional<std::int32_t> chosenWhileAlertIsUp;
 
     // What the server should have come to.
-    Trace expected;
+    std::vector<test::Line> expected;
     bool streaming = false;
     std::int32_t frequency = 0;
 
@@ -39,6 +49,8 @@ private:
     int tune(std::uint32_t hertz);
     void alert(const char* text);
     void reply(unsigned code, std::string_view parameters);
+    void log(const char* format, ...) __attribute__((format(printf, 2, 3)));
+    void note(std::string text) { expected.push_back(test::noted(std::move(text))); }
 
     std::array<std::uint8_t, 8194> kept_{}; ///< never cleared: short messages read old bytes
     std::size_t have_ = 0;

@@ -8,7 +8,6 @@
 // Leaves out: receivers, of which there are none, and the server's threads; the toolkit's own
 // reading of the file is not instrumented, so its edges do not guide the fuzzer.
 #include "FuzzedServer.h"
-#include "app/RunTimeState.h"
 #include "platform/qt/QtSettingsStore.h"
 
 #include <algorithm>
@@ -29,6 +28,14 @@ std::thread::id notStarted(const char*, const std::function<void()>&) __asm__(
     "__wrap__ZN8feedline19startDetachedThreadEPKcSt8functionIFvvEE");
 std::thread::id notStarted(const char* /*name*/, const std::function<void()>& /*body*/) {
     return std::this_thread::get_id();
+}
+
+/// Thrown where the server would log a line and abort.
+struct Fatal {};
+
+[[noreturn]] void thrown(const char*, ...) __asm__("__wrap__ZN8feedline5fatalEPKcz");
+void thrown(const char* /*format*/, ...) {
+    throw Fatal{};
 }
 
 } // namespace feedline
@@ -78,9 +85,10 @@ struct Outcome {
 
 /// From the launch to the end.
 Outcome runProgram() {
-    trace().clear();
     QtSettingsStore store;
     FuzzedServer server(store);
+    test::vendors().hfSerials.clear();
+    test::vendors().airspySerials.clear();
     try {
         server.delegate.applicationDidFinishLaunching();
     } catch (const Fatal&) {

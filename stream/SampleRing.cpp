@@ -10,8 +10,8 @@
 namespace feedline {
 namespace {
 
-/// Whether the ring was written, once and before any receiver could.
-std::atomic<bool> populated{false};
+/// Whether the ring was written, once and before any receiver could. Set when it is made.
+std::atomic<bool> populated;
 
 } // namespace
 
