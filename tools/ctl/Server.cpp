@@ -213,7 +213,7 @@ std::string absence(Bus bus, bool session, bool system) {
 } // namespace
 
 void Server::Close::operator()(sd_bus* bus) const {
-    sd_bus_flush_close_unref(bus);
+    sd_bus_close_unref(bus); // Every call was answered or given up: there is nothing to flush.
 }
 
 /// Null when there is no such bus.
