@@ -14,7 +14,6 @@ namespace {
 
 constexpr std::int64_t binWidth = transformsPerSecond; // Hz
 
-constexpr std::uint32_t narrow = 16000;      // Hz; below it the pass band is 70 %
 constexpr std::uint32_t foldedBelow = 10600; // Hz; above it the filter ends within the channel
 
 std::int64_t nearestBin(std::int64_t hertz) {
