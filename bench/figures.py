@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Runs every benchmark and prints the figures of docs/performance.md, each as a ratio taken in this one run.
 
 Started by bench/run, which builds first. Everything stays on this machine: the server is the real feedlined over an

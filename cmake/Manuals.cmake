@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # feedline_manual(<page>...): pages of packaging/man/, installed with the project's version and date in their heads.
 function(feedline_manual)
   foreach(page IN LISTS ARGN)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Makes a source file that holds other files, for tools/hub/web/page:
 #   cmake -DFILES=a;b -DSOURCE=out.cpp -P PageFiles.cmake
 # Each file is an array of bytes, so that neither its length nor what it says meets a limit of string literals.

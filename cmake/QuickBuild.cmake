@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What makes a build for tests quick. The presets for tests switch it on; a build for users goes without, which also
 # shows that every source includes what it uses.
 option(FEEDLINE_QUICK_BUILD "Build fast: precompiled headers, the linker mold, line numbers as all debug information" OFF)

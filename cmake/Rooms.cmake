@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # A room is one folder of the house: a target for its headers, which says what the room may know, and its objects,
 # compiled with exactly that in reach. Headers are reachable as "<folder>/<Header>.h" through an include directory
 # of the room's own in the build tree, which holds links to them, so an include that crosses the dependency

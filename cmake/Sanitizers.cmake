@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 option(FEEDLINE_FUZZ "Build the fuzz targets, which needs clang" OFF)
 set(FEEDLINE_SANITIZE "" CACHE STRING "Sanitizers for every target, as -fsanitize= takes them (e.g. address,undefined)")
 if(FEEDLINE_SANITIZE)

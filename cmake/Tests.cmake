@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # feedline_test(<Name> LABEL <label> [LINK <target>...] [WRAP <symbol>...] [TIMEOUT <seconds>] [SERIAL] [SINGLE_THREADED])
 #   One executable from <Name>.cpp in the current folder, or from <room>/<Name>.cpp; every test in it becomes a ctest
 #   test of its own, "<folder>.<Suite>.<Case>", run in a process of its own.

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Pictures of the window while it serves a client from an emulated AirSpy HF+, twice as large as on the screen:
 # docs/images/window-serving-light.png and -dark.png.
 # usage: docs/screenshots.sh [BUILD FOLDER]    (default: build/server, as ./run --emulated hf leaves it)

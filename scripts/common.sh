@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash disable=SC2034
 # Shared by ./run, ./test and their like: packages and builds. Sourced, with the working directory at the root.
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """A tree of ZeroMQ proxies behind feedline-hub's sc16 socket: does every subscriber get every message?
 
 Starts PROXIES proxies (XSUB to XPUB) on the hub's socket and SUBSCRIBERS programs spread over them, and one that

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """A GNU Radio flowgraph on feedline-hub's ZeroMQ output: prints the strongest carrier of the band.
 
 usage: zmq_flowgraph.py [HOST [PORT]]     PORT is the fc32 socket, 50010 otherwise

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A small client of a Feedline server: drives it over the control port and looks at what comes back.
 
 usage: client.py NAME [HOST [PORT]]: NAME is the target name that the server must give.

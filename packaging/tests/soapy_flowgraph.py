@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """soapy_flowgraph.py ARGUMENTS fc32|sc16 FREQUENCY: what a flowgraph of GNU Radio hears in a second.
 
 Prints one JSON object: frequency and level_dbfs of the strongest carrier.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """SDR programs with the SoapySDR module, over emulated receivers; run by packaging/check-programs.
 
 usage: soapy_programs.py BUILD OUTPUT [NAME...]: in a network, a mount and a process space of its own. One line a check:

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Compares the instructions of the hot paths, counted by callgrind, with the recorded ones.
 
 Only the program's own code counts: which of its many copying routines the C library takes depends on the processor.

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The idle inhibitor of the real program, against stand-ins of the desktop's services on private buses.
 
 usage: session_inhibitor_test.py PROGRAM

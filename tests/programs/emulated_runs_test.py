@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """feedline-emulated and ./run --emulated as somebody without any settings starts them.
 
 usage: emulated_runs_test.py SOURCE-TREE BUILD-TREE

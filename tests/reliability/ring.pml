@@ -1,3 +1,4 @@
+/* SPDX-License-Identifier: MIT */
 /* The sample ring in small: one writer (a receiver's callback), one reader at a time (the sender's thread, stopped and
  * started anew while the writer goes on), no lock, every interleaving.
  *

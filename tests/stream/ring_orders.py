@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Shows that the sample ring's write index is published with release order and read with acquire order.
 
 On x86-64 every plain store and load has these orders, so no test that runs there can tell them from relaxed ones, and

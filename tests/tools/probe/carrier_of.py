@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """carrier_of.py FILE: the strongest carrier of a recording, by readers that share nothing with the one who wrote it.
 
 Reads FILE.sigmf-meta with its data, or FILE.wav with sox, and prints one JSON object: pairs, sample_rate, frequency

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """carrier.py ARGUMENTS FREQUENCY: what a SoapySDR program in Python hears.
 
 Opens the device, tunes, reads a second as CF32, and prints one JSON object: sample_rate, pairs, frequency and

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """endurance.py ARGUMENTS SECONDS: reads a stream for so long and says what was lost.
 
 Prints a JSON line a minute and one at the end: pairs read, by how much the stream's own time differs from the pairs
