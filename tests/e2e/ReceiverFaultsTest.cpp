@@ -1,13 +1,12 @@
 // Receivers that refuse, stall, fall silent or are pulled out: what the server says of it, and that
 // it lives, answers and ends on request.
-#include "ControlConnection.h"
-#include "ControlMessages.h"
-#include "EmulatedServer.h"
+#include "ReceiverSession.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <tuple>
 
 namespace feedline::test {
 namespace {
@@ -19,8 +18,7 @@ using ::testing::Not;
 
 /// The log's last lines.
 std::vector<std::string> tail(const ServerProcess& process, std::size_t count) {
-    std::vector<std::string> lines = process.logLines();
-    std::erase_if(lines, [](const std::string& line) { return line.rfind("iStreaming", 0) == 0; });
+    std::vector<std::string> lines = linesOf(process);
     if (lines.size() > count)
         lines.erase(lines.begin(), lines.end() - static_cast<std::ptrdiff_t>(count));
     return lines;
@@ -41,12 +39,6 @@ void expectNoServer(StreamedServer& server, const std::string& moment) {
     EXPECT_THAT(server.process.logLines(), Not(Contains("SetUpTcpServer")));
 }
 
-void run(const ControlConnection& client, std::uint32_t hertz) {
-    ASSERT_EQ(client.ask(setFrequency(hertz)), setFrequency(hertz));
-    ASSERT_EQ(client.ask(setState(2)), setState(2));
-}
-
-/// As many as so many lines, since other tests look at the whole of it.
 int countOf(const ServerProcess& process, const std::string& line) {
     const auto lines = process.logLines();
     return static_cast<int>(std::count(lines.begin(), lines.end(), line));
@@ -164,85 +156,87 @@ TEST(AirspyLaunchFault, AReceiverWithASingleRateServes) {
 
 // What a client meets, with either receiver.
 
-struct Kind {
-    int type;
-    const char* device;
-    std::uint32_t centre;
-    const char* error;  ///< of a refused start or stop
-    const char* tuning; ///< the log line of a refused tuning
+/// What a receiver's failures look like from outside.
+struct Failing {
+    const ReceiverKind& kind;
+    const char* startError; ///< the log line of a refused start or stop
+    const char* tuningError;
     const char* tuningRequest;
-    const char* refused; ///< the fault that refuses a tuning
+    const char* refusal; ///< of a tuning: its result on the USB
     const char* alert;
 };
-void PrintTo(const Kind& kind, std::ostream* out) {
-    *out << kind.device;
+void PrintTo(const Failing& failing, std::ostream* out) {
+    *out << failing.kind.device;
 }
 
-const Kind hfKind{receiverHf,
-                  "hf",
-                  hfCentre,
-                  "airspyhf_start err -1  ",
-                  "airspyhf_set_freq err -1  ",
-                  "request:2",
-                  "fail hf request:2 2",
-                  "ALERT: AirSpyHF+ set frequency fail"};
-const Kind airspyKind{receiverAirspy,
-                      "airspy",
-                      airspyCentre,
-                      "airspyhf_start err -1000  ",
-                      "airspy_set_freq err -1000  ",
-                      "request:13",
-                      "fail airspy request:13 io",
-                      "ALERT: AirSpy set frequency fail"};
+const Failing failingHf{hfKind(),
+                        "airspyhf_start err -1  ",
+                        "airspyhf_set_freq err -1  ",
+                        "request:2",
+                        "2",
+                        "ALERT: AirSpyHF+ set frequency fail"};
+const Failing failingAirspy{
+    airspyKind(), "airspyhf_start err -1000  ",      "airspy_set_freq err -1000  ", "request:13",
+    "io",         "ALERT: AirSpy set frequency fail"};
 
-struct ReceiverFault : ::testing::TestWithParam<Kind> {
-    const Kind kind = GetParam();
-    const std::string device = kind.device;
-    StreamedServer server{kind.type, {.devices = device, .fails = true}};
+class FailingReceiver : public ::testing::Test {
+protected:
+    explicit FailingReceiver(const Failing& failing) : fault(failing) {}
 
     void command(const std::string& verb, const std::string& rest = "") {
         server.receiver.tell(verb + " " + device + (rest.empty() ? "" : " " + rest));
     }
+    void run(const ControlConnection& client) const {
+        ASSERT_EQ(client.ask(setFrequency(centre)), setFrequency(centre));
+        ASSERT_EQ(client.ask(setState(runState)), setState(runState));
+    }
     bool waitForMore() const {
         return server.datagrams.waitForDatagrams(server.datagrams.counts().datagrams + 300);
     }
-    /// The libraries may refuse a start or two after a failed transfer.
-    bool restartUntilItRuns(const ControlConnection& client) const {
-        for (int attempt = 1; attempt <= 5; ++attempt) {
-            EXPECT_EQ(client.ask(setState(1)), setState(1));
-            EXPECT_EQ(client.ask(setState(2)), setState(2));
-            if (tail(server.process, 1).front() == "airspyhf_start err 0  ")
-                return true;
-        }
-        return false;
+    void expectStream(const ControlConnection& client) const {
+        run(client);
+        ASSERT_TRUE(waitForMore());
     }
+    bool startWasRefused() const { return tail(server.process, 1).front() == fault.startError; }
     void expectAnswers(const ControlConnection& client, std::uint8_t status) const {
         EXPECT_EQ(client.ask(askStatus()), statusAnswer(status));
     }
+    void expectNoGap() const {
+        const ReceivedStream::Counts counts = server.datagrams.counts();
+        EXPECT_EQ(counts.lost, counts.overflowed);
+        EXPECT_EQ(counts.fromZero + counts.malformed, 0U);
+    }
+
+    const Failing& fault;
+    const std::string device = fault.kind.device;
+    const std::uint32_t centre = fault.kind.centre;
+    StreamedServer server{fault.kind.type, {.devices = device, .fails = true}};
 };
-INSTANTIATE_TEST_SUITE_P(Either, ReceiverFault, ::testing::Values(hfKind, airspyKind),
-                         [](const auto& info) { return std::string(info.param.device); });
+
+struct ReceiverFault : FailingReceiver, ::testing::WithParamInterface<Failing> {
+    ReceiverFault() : FailingReceiver(GetParam()) {}
+};
+INSTANTIATE_TEST_SUITE_P(Either, ReceiverFault, ::testing::Values(failingHf, failingAirspy),
+                         [](const auto& info) { return std::string(info.param.kind.device); });
 
 TEST_P(ReceiverFault, ARefusedStartIsLoggedAndSaysRunning) {
     ControlConnection client(server.port());
     command("fail", "request:1 io");
-    run(client, kind.centre);
-    EXPECT_EQ(tail(server.process, 1).front(), kind.error);
+    run(client);
+    EXPECT_EQ(tail(server.process, 1).front(), fault.startError);
     expectAnswers(client, running);
     // Stopped and asked once more, it obeys.
-    EXPECT_EQ(client.ask(setState(1)), setState(1));
-    run(client, kind.centre);
-    EXPECT_TRUE(waitForMore());
+    EXPECT_EQ(client.ask(setState(stopState)), setState(stopState));
+    expectStream(client);
     expectGoodEnd(server, "after a refused start");
 }
 
 TEST_P(ReceiverFault, ARefusedStopIsLoggedAndSaysIdle) {
-    ControlConnection client(server.port());
-    run(client, kind.centre);
-    ASSERT_TRUE(waitForMore());
+    const ControlConnection client(server.port());
+    expectStream(client);
     command("fail", "request:1 io always");
-    EXPECT_EQ(client.ask(setState(1)), setState(1));
-    EXPECT_EQ(tail(server.process, 1).front(), kind.error);
+    EXPECT_EQ(client.ask(setState(stopState)), setState(stopState));
+    EXPECT_EQ(tail(server.process, 1).front(), fault.startError);
     expectAnswers(client, idle);
     expectGoodEnd(server, "after a refused stop");
 }
@@ -250,11 +244,11 @@ TEST_P(ReceiverFault, ARefusedStopIsLoggedAndSaysIdle) {
 TEST_P(ReceiverFault, ARefusedTuningIsAnAlertAndTheSameAnswer) {
     ControlConnection client(server.port());
     ASSERT_EQ(client.ask(askStatus()), statusAnswer(idle));
-    command("fail", std::string(kind.refused).substr(6 + device.size()));
-    EXPECT_EQ(client.ask(setFrequency(kind.centre + 1000000)), setFrequency(kind.centre + 1000000));
-    EXPECT_THAT(tail(server.process, 2), ElementsAre(kind.tuning, kind.alert));
-    EXPECT_EQ(client.ask(setFrequency(kind.centre)), setFrequency(kind.centre));
-    EXPECT_EQ(countOf(server.process, kind.alert), 1);
+    command("fail", std::string(fault.tuningRequest) + " " + fault.refusal);
+    EXPECT_EQ(client.ask(setFrequency(centre + 1000000)), setFrequency(centre + 1000000));
+    EXPECT_THAT(tail(server.process, 2), ElementsAre(fault.tuningError, fault.alert));
+    EXPECT_EQ(client.ask(setFrequency(centre)), setFrequency(centre));
+    EXPECT_EQ(countOf(server.process, fault.alert), 1);
     expectGoodEnd(server, "after a refused tuning");
 }
 
@@ -262,37 +256,35 @@ TEST_P(ReceiverFault, PulledOutWhileIdle) {
     ControlConnection client(server.port());
     expectAnswers(client, idle);
     command("unplug");
-    EXPECT_EQ(client.ask(setState(2)), setState(2));
-    EXPECT_EQ(tail(server.process, 1).front(), kind.error);
+    EXPECT_EQ(client.ask(setState(runState)), setState(runState));
+    EXPECT_EQ(tail(server.process, 1).front(), fault.startError);
     expectAnswers(client, running);
-    EXPECT_EQ(client.ask(setState(1)), setState(1));
-    EXPECT_EQ(client.ask(setFrequency(kind.centre)), setFrequency(kind.centre));
+    EXPECT_EQ(client.ask(setState(stopState)), setState(stopState));
+    EXPECT_EQ(client.ask(setFrequency(centre)), setFrequency(centre));
     command("plug");
-    EXPECT_EQ(client.ask(setState(2)), setState(2));
-    EXPECT_EQ(client.ask(setState(1)), setState(1));
+    EXPECT_EQ(client.ask(setState(runState)), setState(runState));
+    EXPECT_EQ(client.ask(setState(stopState)), setState(stopState));
     expectGoodEnd(server, "pulled out while idle");
 }
 
 TEST_P(ReceiverFault, PulledOutWhileStreaming) {
-    ControlConnection client(server.port());
-    run(client, kind.centre);
-    ASSERT_TRUE(waitForMore());
+    const ControlConnection client(server.port());
+    expectStream(client);
     command("unplug");
     EXPECT_TRUE(server.datagrams.waitForSilence(500ms));
     expectAnswers(client, running);
     command("plug");
-    EXPECT_EQ(client.ask(setState(1)), setState(1));
+    EXPECT_EQ(client.ask(setState(stopState)), setState(stopState));
     expectAnswers(client, idle);
-    EXPECT_EQ(client.ask(setState(2)), setState(2));
+    EXPECT_EQ(client.ask(setState(runState)), setState(runState));
     expectAnswers(client, running);
-    EXPECT_EQ(server.datagrams.counts().gaps, 0U);
+    expectNoGap();
     expectGoodEnd(server, "pulled out while streaming");
 }
 
 TEST_P(ReceiverFault, PulledOutAndEndedAtOnce) {
-    ControlConnection client(server.port());
-    run(client, kind.centre);
-    ASSERT_TRUE(waitForMore());
+    const ControlConnection client(server.port());
+    expectStream(client);
     command("unplug");
     expectGoodEnd(server, "just pulled out");
 }
@@ -303,93 +295,100 @@ TEST_P(ReceiverFault, PulledOutWhileStarting) {
     expectAnswers(client, idle);
     command("forget");
     command("hang", "request:1");
-    ASSERT_TRUE(client.send(setState(2)));
+    ASSERT_TRUE(client.send(setState(runState)));
     server.receiver.until([&] { return server.receiver.calls(device, 1) == 1; }, "the request");
     command("unplug");
-    EXPECT_EQ(client.receive(), setState(2));
-    EXPECT_EQ(tail(server.process, 1).front(), kind.error);
+    EXPECT_EQ(client.receive(), setState(runState));
+    EXPECT_EQ(tail(server.process, 1).front(), fault.startError);
     expectAnswers(client, running);
-    EXPECT_EQ(client.ask(setState(1)), setState(1));
+    EXPECT_EQ(client.ask(setState(stopState)), setState(stopState));
     expectAnswers(client, idle);
     expectGoodEnd(server, "pulled out while starting");
 }
 
 TEST_P(ReceiverFault, ARequestOfTenSecondsHoldsItsClientAndNothingElse) {
-    ControlConnection client(server.port());
-    run(client, kind.centre);
-    ASSERT_TRUE(waitForMore());
-    command("delay", std::string(kind.tuningRequest) + " 10000");
-    const std::uint32_t elsewhere = kind.centre + 1000000;
+    const ControlConnection client(server.port());
+    expectStream(client);
+    command("delay", std::string(fault.tuningRequest) + " 10000");
+    const std::uint32_t elsewhere = centre + 1000000;
     ASSERT_TRUE(client.send(setFrequency(elsewhere)));
     EXPECT_FALSE(client.hasInput(1s));
     EXPECT_TRUE(waitForMore()) << "the stream stood still";
     EXPECT_EQ(client.receive(), setFrequency(elsewhere));
-    EXPECT_EQ(server.datagrams.counts().gaps, 0U);
+    expectNoGap();
     expectGoodEnd(server, "after a slow request");
 }
 
 // The moment between the stop's first step and its last.
 TEST_P(ReceiverFault, PulledOutWhileStopping) {
-    ControlConnection client(server.port());
-    run(client, kind.centre);
-    ASSERT_TRUE(waitForMore());
+    const ControlConnection client(server.port());
+    expectStream(client);
     command("hang", "request:1");
-    ASSERT_TRUE(client.send(setState(1)));
+    ASSERT_TRUE(client.send(setState(stopState)));
     EXPECT_TRUE(server.datagrams.waitForSilence(500ms));
     command("unplug");
-    EXPECT_EQ(client.receive(), setState(1));
-    EXPECT_EQ(tail(server.process, 1).front(), kind.error);
+    EXPECT_EQ(client.receive(), setState(stopState));
+    EXPECT_EQ(tail(server.process, 1).front(), fault.startError);
     expectAnswers(client, idle);
     expectGoodEnd(server, "pulled out while stopping");
 }
 
 TEST_P(ReceiverFault, AStallEndsTheStreamAndNothingElse) {
-    ControlConnection client(server.port());
-    run(client, kind.centre);
-    ASSERT_TRUE(waitForMore());
+    const ControlConnection client(server.port());
+    expectStream(client);
     command("fail", "transfer stall always");
     EXPECT_TRUE(server.datagrams.waitForSilence(500ms));
     expectAnswers(client, running);
     command("reset");
-    EXPECT_EQ(client.ask(setState(1)), setState(1));
-    EXPECT_EQ(client.ask(setState(2)), setState(2));
+    EXPECT_EQ(client.ask(setState(stopState)), setState(stopState));
+    EXPECT_EQ(client.ask(setState(runState)), setState(runState));
     EXPECT_TRUE(waitForMore());
-    EXPECT_EQ(server.datagrams.counts().gaps, 0U);
+    expectNoGap();
     expectGoodEnd(server, "after a stall");
 }
 
-// One transfer that fails ends the stream in either library. libairspy can then start anew;
-// libairspyhf may refuse to for ever, with its other transfers still under way, or be left with two
-// threads that deliver at once. The server stays whole all the same.
-TEST_P(ReceiverFault, ASingleTransferThatFails) {
-    ControlConnection client(server.port());
-    run(client, kind.centre);
-    for (const char* result : {"error", "timeout", "short:0", "short:2", "short:5000"}) {
-        ASSERT_TRUE(waitForMore());
-        command("fail", std::string("transfer ") + result);
-        EXPECT_TRUE(server.datagrams.waitForSilence(500ms));
-        expectAnswers(client, running);
-        const bool restarted = restartUntilItRuns(client);
-        expectAnswers(client, running);
-        EXPECT_TRUE(restarted || kind.type == receiverHf);
-        if (!restarted)
-            break;
-    }
-    EXPECT_EQ(server.datagrams.counts().gaps, 0U);
-    EXPECT_EQ(server.datagrams.counts().malformed, 0U);
-    expectGoodEnd(server, "after failed transfers");
+/// One transfer of a stream fails with this result.
+struct FailedTransfer : FailingReceiver,
+                        ::testing::WithParamInterface<std::tuple<Failing, const char*>> {
+    FailedTransfer() : FailingReceiver(std::get<0>(GetParam())) {}
+};
+INSTANTIATE_TEST_SUITE_P(Either, FailedTransfer,
+                         ::testing::Combine(::testing::Values(failingHf, failingAirspy),
+                                            ::testing::Values("error", "timeout", "short:0",
+                                                              "short:2", "short:5000")),
+                         [](const auto& info) {
+                             std::string name = std::get<0>(info.param).kind.device;
+                             name += "_" + std::string(std::get<1>(info.param));
+                             std::replace(name.begin(), name.end(), ':', '_');
+                             return name;
+                         });
+
+// It ends the stream in either library; stopped and started again, the receiver streams on.
+TEST_P(FailedTransfer, EndsTheStreamUntilTheNextStart) {
+    const ControlConnection client(server.port());
+    expectStream(client);
+    command("fail", std::string("transfer ") + std::get<1>(GetParam()));
+    EXPECT_TRUE(server.datagrams.waitForSilence(500ms));
+    expectAnswers(client, running);
+    EXPECT_EQ(client.ask(setState(stopState)), setState(stopState));
+    expectAnswers(client, idle);
+    EXPECT_EQ(client.ask(setState(runState)), setState(runState));
+    EXPECT_EQ(tail(server.process, 1).front(), "airspyhf_start err 0  ");
+    expectAnswers(client, running);
+    EXPECT_TRUE(waitForMore());
+    expectNoGap();
+    expectGoodEnd(server, "after a failed transfer");
 }
 
 TEST_P(ReceiverFault, ASilentReceiverGoesOnWhereItLeftOff) {
-    ControlConnection client(server.port());
-    run(client, kind.centre);
-    ASSERT_TRUE(waitForMore());
+    const ControlConnection client(server.port());
+    expectStream(client);
     command("silence");
     EXPECT_TRUE(server.datagrams.waitForSilence(500ms));
     expectAnswers(client, running);
     command("resume");
     EXPECT_TRUE(waitForMore());
-    EXPECT_EQ(server.datagrams.counts().gaps, 0U);
+    expectNoGap();
     expectGoodEnd(server, "after silence");
 }
 

@@ -46,9 +46,12 @@ void ReceivedStream::keep(const DatagramReceiver::Datagram& datagram) {
         return;
     }
     const std::uint16_t number = view.number();
-    if (!arrivals_.empty() && number != static_cast<std::uint16_t>(arrivals_.back().number + 1U)) {
+    const auto due =
+        static_cast<std::uint16_t>(arrivals_.empty() ? number : arrivals_.back().number + 1);
+    if (number != due) {
         ++counts_.gaps;
         counts_.fromZero += number == 0 ? 1 : 0;
+        counts_.lost += number == 0 ? 0 : static_cast<std::uint16_t>(number - due);
     }
     arrivals_.push_back({number, datagram.time});
     kept_.emplace_back(datagram.bytes().begin(), datagram.bytes().end());

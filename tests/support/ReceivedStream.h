@@ -37,6 +37,7 @@ public:
         std::size_t malformed = 0;  ///< of another length or header
         std::size_t gaps = 0;       ///< numbers that do not follow the one before
         std::size_t fromZero = 0;   ///< of the gaps, those to the number 0
+        std::size_t lost = 0;       ///< numbers missing in the other gaps
         std::size_t overflowed = 0; ///< lost for want of room in the receive buffer
     };
     Counts counts() const;

@@ -70,4 +70,22 @@ double levelAt(const Samples& samples, double hertz, double rate) {
     return 20 * std::log10(std::abs(sum) / (meanOfWindow * static_cast<double>(n)) + 1e-12);
 }
 
+double worstPhaseStep(const Samples& samples, double hertz, double rate) {
+    constexpr std::size_t piece = 256;
+    double worst = 0;
+    std::complex<double> before = 0;
+    for (std::size_t from = 0; from + piece <= samples.size(); from += piece) {
+        std::complex<double> tone = 0;
+        for (std::size_t i = from; i < from + piece; ++i) {
+            const double turns = std::fmod(hertz / rate * static_cast<double>(i), 1.0);
+            tone +=
+                std::complex<double>(samples[i]) * std::polar(1.0, -2 * std::numbers::pi * turns);
+        }
+        if (from > 0)
+            worst = std::max(worst, std::abs(std::arg(tone * std::conj(before))));
+        before = tone;
+    }
+    return worst;
+}
+
 } // namespace feedline::test

@@ -21,4 +21,8 @@ Peak strongestLine(const Samples& samples, double rate);
 /// window leaves nothing of a carrier some bins away.
 double levelAt(const Samples& samples, double hertz, double rate);
 
+/// The largest difference, in radians, of a tone's phase in one datagram's worth of samples from
+/// what it would be if it had run on evenly from those before. One pair too many or too few shows.
+double worstPhaseStep(const Samples& samples, double hertz, double rate);
+
 } // namespace feedline::test
