@@ -18,7 +18,7 @@ xvfb xauth locales
 mold"
 
 # What ./test --all installs on top, for the tests with the label heavy: browsers, SDR programs, cross compilers.
-heavy_packages="g++-aarch64-linux-gnu"
+heavy_packages="chromium firefox-esr nodejs npm pulseaudio iproute2 g++-aarch64-linux-gnu"
 
 # What fuzz/run installs on top.
 fuzz_packages="clang libclang-rt-14-dev"
