@@ -14,11 +14,11 @@ cppzmq-dev libsoapysdr-dev"
 test_packages="$tool_packages libgtest-dev libgmock-dev
 soapysdr-tools python3-soapysdr
 airspyhf airspy sox python3-numpy spin valgrind dbus python3-dbusmock desktop-file-utils appstream man-db systemd file
-xvfb xauth locales
+xvfb xauth locales libxml2-utils
 mold"
 
 # What ./test --all installs on top, for the tests with the label heavy: browsers, SDR programs, cross compilers.
-heavy_packages="chromium firefox-esr nodejs npm pulseaudio iproute2 g++-aarch64-linux-gnu"
+heavy_packages="g++-aarch64-linux-gnu"
 
 # What fuzz/run installs on top.
 fuzz_packages="clang libclang-rt-14-dev"
