@@ -124,6 +124,8 @@ TEST_F(ServerSessionTest, TheEndLeavesAnIdleReceiverAlone) {
 
 TEST_F(ServerSessionTest, HubIsAskedForARateAndItsEchoCounts) {
     ScriptedServer server([](const Bytes& message) -> Answer {
+        if (message[1] == 0x20 && message[2] == 0x20)
+            return {{10, 0, 0x20, 0, 0, 0x60, 0x56, 0x6C, 0, 0}, false}; // 7100000
         if (message[2] != 0xB8)
             return ScriptedServer::properAnswer(message);
         if (message[1] == 0x20)

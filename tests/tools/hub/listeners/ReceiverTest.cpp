@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 namespace feedline::hub {
@@ -169,6 +170,8 @@ TEST(Receiver, IsSharedByThreadsThatComeAndGo) {
                 for (int read = 0; read < 50; ++read)
                     listener->read(buffer);
                 hub.receiver.listeners();
+                // Or the three would hand the lock to one another and never to the writer.
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }
         });
     for (int round = 0; round < 20; ++round)
