@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # A receiver that is plugged in later starts the service anew, unless feedlinectl finds that it listens.
 set(FEEDLINE_UDEV_DIR lib/udev/rules.d CACHE STRING "Where rules for the device manager go")
 

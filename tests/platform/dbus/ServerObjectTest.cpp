@@ -269,7 +269,9 @@ TEST_F(ServerObjectTest, ComesBackToABusThatWentAway) {
 
 TEST_F(ServerObjectTest, ARestartOutlivesTheBusItCameOver) {
     begin();
-    scripted.onRestart = [this] { bus.stop(); };
+    scripted.onRestart = [this] {
+        bus.stop();
+    };
     caller->send("Restart");
     ASSERT_TRUE(turnUntil([this] { return !scripted.done.empty(); }));
     bus.start();

@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # completion_test.sh FILE: what bash offers for feedlinectl.
 set -euo pipefail
 # shellcheck disable=SC1090

@@ -7,8 +7,8 @@
 
 #include <array>
 #include <csignal>
-#include <fcntl.h>
 #include <cstdint>
+#include <fcntl.h>
 #include <spawn.h>
 #include <stdexcept>
 #include <string>
