@@ -44,8 +44,8 @@ def tune_message(hertz):
 class Server:
     """A feedlined (or feedline) of its own, over one emulated receiver."""
 
-    def __init__(self, build, receiver, speed="1", program="feedlined"):
-        self.port = free_port()
+    def __init__(self, build, receiver, speed="1", program="feedlined", port=None):
+        self.port = port or free_port()
         self.home = tempfile.TemporaryDirectory()
         settings = pathlib.Path(self.home.name, "feedline", "feedline.conf")
         settings.parent.mkdir()
@@ -62,7 +62,7 @@ class Server:
         self.receiver = receiver
         self.started = time.monotonic()
         self.process = subprocess.Popen(
-            [build / "app" / program], env=self.environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL
+            [build / "programs" / program], env=self.environment, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL
         )
 
     def connect(self):
@@ -296,14 +296,14 @@ def bench_latency(build, seconds):
         for loaded in (False, True):
             load = subprocess.Popen(["nice", "-n", "5", sys.executable, "-c", "while True: pass"]) if loaded else None
             try:
-                with server(build, receiver) as running, running.connect() as client:
+                # It listens first, and says where; its time includes the start of the server.
+                receiving = subprocess.Popen([build / "bench/stream/DatagramArrivals", str(seconds + 2)],
+                                             stdout=subprocess.PIPE, text=True)
+                port = int(receiving.stdout.readline().split()[1])
+                with server(build, receiver, port=port) as running, running.connect() as client, receiving:
                     request(client, tune_message(TUNE[receiver]))
-                    with subprocess.Popen([build / "bench/stream/DatagramArrivals", str(running.port), str(seconds)],
-                                          stdout=subprocess.PIPE, text=True) as receiving:
-                        if receiving.stdout.readline() != "ready\n":
-                            sys.exit("the client of the latency figures could not listen")
-                        request(client, RUN)
-                        arrivals = [tuple(map(int, line.split())) for line in receiving.stdout]
+                    request(client, RUN)
+                    arrivals = [tuple(map(int, line.split())) for line in receiving.stdout]
                     state = running.ask_emulator(f"state {receiver}")
                     request(client, STOP)
                 begin = int(re.search(r"clock-ns=(\d+)", state)[1])
