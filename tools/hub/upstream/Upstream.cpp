@@ -174,8 +174,8 @@ void Upstream::tune(std::uint32_t hertz) {
 
 void Upstream::start() {
     expectStream();
+    state_.running = true; // From the question on: an end that comes before the answer stops it.
     client_->setRunning(true);
-    state_.running = true;
 }
 
 void Upstream::expectStream() {

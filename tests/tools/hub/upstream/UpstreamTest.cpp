@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <thread>
 
@@ -50,7 +51,7 @@ protected:
     std::size_t countOf(const Bytes& beginning) {
         std::size_t count = 0;
         for (const Bytes& message : server_.messages())
-            count += std::equal(beginning.begin(), beginning.end(), message.begin()) ? 1 : 0;
+            count += std::ranges::mismatch(beginning, message).in1 == beginning.end() ? 1 : 0;
         return count;
     }
     // A stream as fast as an HF+'s, until the test says otherwise.
@@ -121,7 +122,7 @@ TEST_F(UpstreamTest, StopsTheReceiverAtTheEnd) {
     listener->run(true);
     EXPECT_TRUE(server_.waitForRun());
     upstream_.reset();
-    EXPECT_EQ(countOf(stop), 1U);
+    EXPECT_TRUE(waitUntil([&] { return countOf(stop) == 1U; }));
 }
 
 TEST_F(UpstreamTest, FollowsTheTuningRule) {
