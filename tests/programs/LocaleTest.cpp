@@ -20,7 +20,7 @@ using ::testing::ContainsRegex;
 using ::testing::Not;
 
 /// What the command prints, on both streams.
-std::string printedBy(const std::string& command) {
+[[maybe_unused]] std::string printedBy(const std::string& command) {
     std::string text;
     std::array<char, 4096> part{};
     FILE* const pipe = popen((command + " 2>&1").c_str(), "r");
