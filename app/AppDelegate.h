@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The controller: the one object that carries the server's operations.
 //
 // Its methods stand in the folder of their subject (protocol/TcpServer.cpp,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What every operation on a receiver returns: 0 or a negative code, as a signed 32-bit value.
 #pragma once
 

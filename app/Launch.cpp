@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Launch, termination, and the three settings that last from one run to the next.
 
 #include "app/AppDelegate.h"

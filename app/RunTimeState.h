@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every piece of state that the threads of the server share, in one place.
 //
 // Threads: main (launch, panel, actions), TCP (control connection), UDP (HF+ samples), and the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Values and texts that one thread writes and others read without a lock.
 #pragma once
 

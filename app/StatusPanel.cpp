@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the user sees: four status lines a second, and alerts.
 
 #include "app/AppDelegate.h"

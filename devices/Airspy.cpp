@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The AirSpy: the first free one, at its second sample rate, delivering 16-bit IQ pairs.
 
 #include "app/AppDelegate.h"

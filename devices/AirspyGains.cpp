@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The AirSpy's gains. What the controls show and what the receiver does may differ: a preset
 // overrides stages and AGCs inside the receiver, and nothing is sent to one that has just been
 // opened.

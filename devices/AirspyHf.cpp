@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The AirSpy HF+: the first one attached, at its first sample rate.
 
 #include "app/AppDelegate.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Which receiver an operation goes to. The type may change under a running server (the pop-up sets
 // it at once), so every operation looks at it afresh.
 

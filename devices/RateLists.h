@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What both back-ends ask of a newly opened receiver in the same way.
 #pragma once
 

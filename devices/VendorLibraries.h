@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The thin boundary between the back-ends and the vendor libraries: one inline function per
 // library call that could meet a receiver that is not open.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reaches: everything between a chunk of bytes from the client and what follows from it - framing,
 // control items, the dispatch to both back-ends' start, stop and tuning, open or not, answering or
 // failing, the pop-up changing the receiver between chunks and under an alert. After every step the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the control stream does, told a second time and by other means than the server's own code:
 // a message is collected whole and then looked up in tables. Knows nothing of chunks.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A controller for one round of a fuzz target, with everything around it in memory: the kit's
 // controls and platform, its record of lines, and its stand-ins of the vendor libraries.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Longest input: 2048 bytes: some dozens of lines.
 //
 // Reaches the reading of the hub's configuration file: the library's parser, every option's check

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Longest input: 1024 bytes.
 // Reaches: everything that a native client of the hub can send: the framing of its bytes into
 // messages, in chunks of any size, and the answer to each. Whatever comes, a message is answered

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Longest input: 256 bytes.
 // Reaches: what an rtl_tcp client can send, cut into commands in chunks of any size, and the eight
 // bits that any gain and any samples become. Every five bytes are one command.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Longest input: 512 bytes.
 // Reaches: what the probe makes of a server's answers. The first byte chooses the question, the
 // rest is all the server ever says, then it closes. An answer is taken only if it is one: the

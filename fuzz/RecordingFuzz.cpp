@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Longest input: 1024 bytes.
 // Reaches: the emulator's reader of recordings. The first byte chooses: raw pairs, which are
 // checked against the bytes; a WAV file whose samples are those bytes, checked in the same way; or

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Longest input: 512 bytes.
 // Reaches: the emulator's scene parser, with its words and numbers, on any text. A scene that is
 // taken must hold only values that its manual allows, and must be the same scene when it is written

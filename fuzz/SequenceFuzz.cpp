@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Longest input: 256 bytes.
 // Reaches: the probe's judgement of datagram numbers, on any sequence of them: steps, gaps, late
 // and repeated ones, new starts, wraps. Whatever comes, every datagram is counted once, and no

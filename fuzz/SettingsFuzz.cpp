@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Longest input: 400 bytes.
 // Reaches: a settings file of any content through the real store and the launch, and what the end
 // of the program writes back. The first byte chooses: the rest is the file; or it is the values of

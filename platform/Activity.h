@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A declaration that the process is busy on the user's behalf.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A message the user must see.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a user is told beside the controls: when a change takes effect, and which texts they are
 // made for.
 #pragma once

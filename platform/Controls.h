@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The window's controls as the controller sees them: a text to show or edit, a list with one
 // selected item, a value to read. A front end without a window offers the same, holding only the
 // values.

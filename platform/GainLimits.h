@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The highest setting of each AirSpy gain control; the lowest is 0. They are the receiver's own
 // limits: its library takes more as the highest.
 #pragma once

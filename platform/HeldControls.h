@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Controls that hold their values and show them to nobody: the "window" of a program without one.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // An alert that can be read afterwards.
 #pragma once
 

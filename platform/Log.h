@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The two streams of one-line diagnostics.
 //
 // Any thread may call; a call formats the whole text first and hands it over in one write, so lines

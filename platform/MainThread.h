@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The main thread's event loop: tasks, timers, and the event that the process is about to end.
 #pragma once
 

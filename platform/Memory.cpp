@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/Memory.h"
 
 #include <sys/mman.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the programs ask of the system's memory.
 #pragma once
 

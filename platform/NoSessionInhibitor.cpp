@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The inhibitor of a build without D-Bus (FEEDLINE_SESSION_BUS off): nobody is asked.
 #include "platform/SessionInhibitor.h"
 

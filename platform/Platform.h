@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Everything the controller needs of the machine it runs on, as one bundle that a front end fills.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What every program sets up for its process before anything else.
 #pragma once
 

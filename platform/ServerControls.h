@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The controls and lines of a front end, for whoever reads and works them in the user's place.
 //
 // A front end fills every member, with its widgets or with controls that only hold their values.

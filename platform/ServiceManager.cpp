@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/ServiceManager.h"
 
 #include <systemd/sd-daemon.h>

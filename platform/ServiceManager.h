@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a service manager wants to hear of a program that it has started. Without one, nothing of
 // this does anything.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Keeps the machine from going idle, over D-Bus.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The user's persistent settings: integers and texts under their keys.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The alert of a program without a window.
 #pragma once
 

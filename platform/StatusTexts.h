@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the four status lines say until the controller's first tick, a second after launch.
 #pragma once
 

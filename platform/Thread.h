@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Named threads that nobody waits for.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "programs/HeldServer.h"
 
 namespace feedline {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The server and controls that only hold their values, joined: what the program `feedlined` is made
 // of.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A build without D-Bus (FEEDLINE_SESSION_BUS off): nobody is let in.
 #include "programs/OutsideAccess.h"
 

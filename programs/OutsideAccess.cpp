@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "programs/OutsideAccess.h"
 
 #include "platform/ServiceManager.h"

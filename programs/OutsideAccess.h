@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The server's controls for other programs, and its reports to a service manager.
 #pragma once
 

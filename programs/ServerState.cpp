@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "programs/ServerState.h"
 
 #include "app/RunTimeState.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the shared state says about the server, beyond what the status lines show.
 #pragma once
 

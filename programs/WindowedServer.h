@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The server and its window, joined: what the program `feedline` is made of.
 #pragma once
 

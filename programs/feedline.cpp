@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The server with its window.
 #include "platform/Process.h"
 #include "platform/SessionInhibitor.h"

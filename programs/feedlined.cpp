@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The server without a window: for a small computer beside the antenna, or a service.
 #include "platform/Process.h"
 #include "platform/SessionInhibitor.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "protocol/CAscpRxMsg.h"
 
 namespace feedline {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A control message as received, with a cursor over its parameters.
 //
 // TCP thread only. No accessor checks anything: one that reads beyond the received length gives

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A control message under construction, and its way to the client.
 //
 // TCP thread only. Calling order: InitTxMsg, AddCItem, any number of AddParm..., SendAscpMsg.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the server understands, and what it answers. Failures are never told to the client: a
 // setting is echoed whether or not the receiver took it, and what is not understood is not
 // answered.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The control message: a two-byte header (13-bit length, 3-bit type), a 16-bit control item code
 // and parameters, all little-endian. Drawn byte by byte in docs/protocol.md.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // From the control connection's byte stream to messages. A message's length is the low byte of its
 // header's length field alone. Nothing ever resets the framing: after a wrong length, the
 // beginnings of messages are found again only by chance.

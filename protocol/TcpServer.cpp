@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The control port: one listener, one client at a time. The only way back to listening is a client
 // that has gone; five seconds later everything is set up anew, the UDP thread included, on the port
 // then in its field.

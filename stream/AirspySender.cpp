@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The AirSpy's samples go straight from the library's thread to the network. Socket and destination
 // are made with the first block and kept for the life of the process; datagrams are sent whether or
 // not a client is connected.

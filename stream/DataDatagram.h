@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The data datagram: 256 IQ pairs under a four-byte header, the whole payload of one UDP datagram.
 // All fields are little-endian. Drawn byte by byte in docs/protocol.md.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "stream/DatagramSocket.h"
 
 #include "app/RunTimeState.h"

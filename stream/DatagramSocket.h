@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the AirSpy sender and the UDP thread share: a datagram socket and where its datagrams go.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "stream/SampleCallbacks.h"
 #include "stream/SampleRing.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the vendor libraries call with every block of samples, each on a thread of its own, one
 // block at a time. Both return 0 always: anything else would make the library stop the stream.
 #pragma once

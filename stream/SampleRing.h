@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The HF+ sample ring: libairspyhf's thread puts IQ pairs in, the UDP thread takes slices out.
 //
 // The memory is one page-aligned anonymous mapping of 16,777,216 signed 16-bit entries, I and Q in

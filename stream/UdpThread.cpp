@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Drains the HF+ sample ring to the network for as long as the control server runs. Samples that
 // arrived while no such thread ran are sent first, oldest first, as fast as they go.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What one tick of the status panel costs the main thread, painting included, on the real window:
 // with nothing new, and with every line changed. Counts repaints too: where nothing changed there
 // is nothing to paint.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a pair costs in the vendors' libraries and in our callbacks, on the libraries' own callback
 // threads, over the emulated receivers: run with FEEDLINE_EMULATOR_SPEED and the emulator's library
 // first in the loader's path.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a channel costs by itself: one hop of 20 ms cut from a transform that is there already, and
 // the transform.
 

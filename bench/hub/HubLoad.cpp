@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The real feedline-hub between a server that streams and any number of listeners of the server's
 // own protocol: what it costs, by thread; what is lost, by listener; how much later samples come.
 // Prints one line of JSON.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The client of the latency figures: receives a stream's datagrams for some seconds, with nothing
 // to do between two of them but look at the clock.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The HF+ callback on blocks as libairspyhf delivers them, beside a hand-vectorised conversion that
 // lives only here: what the compiler leaves on the table.
 

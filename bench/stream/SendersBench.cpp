@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Both senders on loopback, beside a bare loop of `sendto` in the same run: a client on another
 // core drains a socket, the three take turns, and medians are compared, so that a noisy machine
 // disturbs all three alike.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "emulator/bus/Bus.h"
 
 #include "emulator/receivers/AirspyReceiver.h"

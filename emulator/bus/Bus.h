@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The emulated USB: the receivers that are plugged in, who uses them, and what goes wrong.
 //
 // One mutex guards everything in here; a function that takes a Lock is called with it held. The

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "emulator/bus/Config.h"
 
 #include "emulator/signals/Text.h"

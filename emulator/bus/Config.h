@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the environment asks of the emulator.
 #pragma once
 

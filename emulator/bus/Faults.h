@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Faults that wait for their moment. Calls come one at a time.
 //
 // A point is a place where a call enters the emulated USB: "open", "string", "configuration",

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The receiver's sample clock: which sample is due when. Values; no thread of its own.
 #pragma once
 

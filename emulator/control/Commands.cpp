@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "emulator/control/Commands.h"
 
 #include "emulator/signals/Text.h"

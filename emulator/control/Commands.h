@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What can be asked of the emulator while it runs; docs/emulator.md lists the commands.
 #pragma once
 

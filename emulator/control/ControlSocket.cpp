@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "emulator/control/ControlSocket.h"
 
 #include "emulator/control/Commands.h"

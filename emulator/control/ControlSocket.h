@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The Unix stream socket through which a running emulator takes commands.
 #pragma once
 

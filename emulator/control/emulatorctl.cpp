@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sends one command to a running emulator and prints its reply.
 #include <array>
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Turns content into the bytes of a receiver's bulk endpoint.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "emulator/receivers/HfReceiver.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The AirSpy HF+ as its firmware answers.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Samples as a bulk endpoint carries them: little-endian, whatever the host's own byte order is.
 #pragma once
 

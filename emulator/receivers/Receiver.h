@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the two receivers have in common: the answers of a device on the USB, without the USB.
 #pragma once
 

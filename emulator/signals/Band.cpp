@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "emulator/signals/Band.h"
 
 #include "emulator/signals/LoopPlace.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A scene as it arrives through a receiver's view.
 #pragma once
 

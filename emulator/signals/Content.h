@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a receiver's stream consists of before the receiver's gain.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The bodies of the inner loops; compiled more than once, for different machines, so nothing in
 // here may be visible to the linker. FEEDLINE_KERNELS names the table, FEEDLINE_VECTOR says how
 // many bytes the machine's registers hold.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The inner loops of the signal generator.
 //
 // They exist once for every machine and once more for machines with wider registers; kernels() has

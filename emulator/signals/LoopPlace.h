@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Places in a loop of values, which a stream at another rate walks through.
 #pragma once
 

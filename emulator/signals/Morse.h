@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Morse code as a keyed line.
 #pragma once
 

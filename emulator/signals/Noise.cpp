@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "emulator/signals/Noise.h"
 
 #include "emulator/signals/Kernels.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Noise that costs a table look-up.
 #pragma once
 

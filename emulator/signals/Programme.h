@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What stations modulate their carriers with: loops of sound, keying and FM multiplex. Made once,
 // then constant; any thread may read.
 #pragma once

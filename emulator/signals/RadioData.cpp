@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "emulator/signals/RadioData.h"
 
 #include <algorithm>

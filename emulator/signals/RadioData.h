@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The data that an FM station sends with its sound, at 1187.5 bit/s on a carrier of 57 kHz.
 #pragma once
 

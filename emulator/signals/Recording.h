@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A recording of IQ pairs, played in a loop whatever the receiver is tuned to.
 #pragma once
 

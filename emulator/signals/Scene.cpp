@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "emulator/signals/Scene.h"
 
 #include "emulator/signals/Morse.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What is on the air: signals at absolute frequencies, and noise.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Words and numbers of the emulator's small texts: scenes, commands, environment. Any thread may
 // call.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Marks the functions that this library shows to the vendor libraries; all else stays hidden.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "emulator/usb/ProcessBus.h"
 
 #include "emulator/control/Commands.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The one bus of the process that the library is loaded into.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The USB library's functions that find, open and claim devices.
 #include "emulator/usb/Exported.h"
 #include "emulator/usb/ProcessBus.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The USB library's functions for requests on the control endpoint.
 #include "emulator/usb/Exported.h"
 #include "emulator/usb/ProcessBus.h"

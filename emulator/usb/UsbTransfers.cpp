@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The USB library's functions for transfers on the bulk endpoint. They complete inside
 // libusb_handle_events_timeout_completed(), on the thread of its caller, and nowhere else.
 #include "emulator/usb/Exported.h"

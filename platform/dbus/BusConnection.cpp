@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/dbus/BusConnection.h"
 
 #include "platform/Log.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A connection to a message bus that may not be there, go away and come back.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Owners for the bus library's reference-counted objects.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the controls are called on D-Bus: the contract between a server and its callers, which
 // docs/control.md describes and org.feedline.Server1.xml lists.
 #pragma once

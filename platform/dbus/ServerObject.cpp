@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/dbus/ServerObject.h"
 
 #include "platform/dbus/Names.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The server's controls as an object on the bus.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/dbus/ServerProperties.h"
 
 #include "platform/GainLimits.h"

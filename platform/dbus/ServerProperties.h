@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The server's properties as a caller sees them, without the bus: what they hold and which values
 // they take.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/qt/CheckedEntry.h"
 
 #include "platform/qt/ScaledLabel.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A line to type in that says what is wrong with its text, and takes it all the same.
 #pragma once
 

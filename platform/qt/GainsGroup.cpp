@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/qt/GainsGroup.h"
 
 #include "platform/ControlHints.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The window's part for the gains of an AirSpy.
 #pragma once
 

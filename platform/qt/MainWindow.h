@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The one window of the program.
 #pragma once
 

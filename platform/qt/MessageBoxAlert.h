@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Alerts as modal message boxes.
 #pragma once
 

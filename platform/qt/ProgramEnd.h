@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The end of the program, which comes within a second whatever the main thread is doing.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The main thread's tasks and timers on Qt's event loop.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The settings store over QSettings: organisation and application "feedline", native format. On
 // Linux that is the section [General] of $XDG_CONFIG_HOME/feedline/feedline.conf, or of the file
 // that FEEDLINE_SETTINGS names, as runs over emulated receivers have it.

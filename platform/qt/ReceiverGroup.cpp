@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/qt/ReceiverGroup.h"
 
 #include "platform/ControlHints.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The window's part for what is served, and where.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A label in a size of its own that follows the desktop's font all the same.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The window's upper part: what the server is doing, to be read from across a desk.
 #pragma once
 

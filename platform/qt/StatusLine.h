@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One line of the status panel.
 #pragma once
 

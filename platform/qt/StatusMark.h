@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A small sign that says at a glance how things stand.
 #pragma once
 

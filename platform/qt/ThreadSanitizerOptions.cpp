@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Part of builds for ThreadSanitizer only, which reads its defaults from here.
 
 /// Qt paints large areas on several threads and hands them over by means that cannot be seen in a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The controller's view of the window's widgets. Each adaptor stands beside its widget, neither
 // owns the other, and both live until the process ends.
 #pragma once

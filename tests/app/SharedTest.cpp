@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/Shared.h"
 
 #include "app/RunTimeState.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The real window, moved with real key, mouse and wheel events.
 #include "OffscreenApplication.h"
 #include "platform/qt/CheckedEntry.h"

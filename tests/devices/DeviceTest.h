@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A controller over scripted receivers, whose calls and log lines come in one sequence.
 #pragma once
 

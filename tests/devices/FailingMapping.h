@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lets a test refuse the memory for the sample ring. For tests built with WRAP mmap, one source
 // file each.
 #pragma once

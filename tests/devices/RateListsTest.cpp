@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devices/RateLists.h"
 
 #include "RecordingLog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the AirSpy alone has: it sends from the receiver's callback, whether a client is there or
 // not, and tells its samples every second.
 #include "ReceiverSession.h"

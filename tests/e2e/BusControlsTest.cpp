@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The real programs worked over a message bus of the test's own, down to the emulated receivers.
 #include "BusCaller.h"
 #include "ControlConnection.h"

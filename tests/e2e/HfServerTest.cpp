@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the HF+ alone has: the sample ring between the receiver and the network, which fills while
 // nobody sends.
 #include "ReceiverSession.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Clients that do what no client should. The server mostly runs without a receiver; every lost
 // client costs it five real seconds, so there are few of them here.
 #include "ControlConnection.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // From start to end without a stream: what the programs say when there is no receiver or no port,
 // and that a signal ends them well at every moment.
 #include "ControlConnection.h"

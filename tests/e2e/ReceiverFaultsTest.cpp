@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Receivers that refuse, stall, fall silent or are pulled out: what the server says of it, and that
 // it lives, answers and ends on request.
 #include "ReceiverSession.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ReceiverSession.h"
 
 #include "DatagramView.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One session with the real server over either emulated receiver, slow enough for a busy machine to
 // lose nothing on the way: samples come at a quarter of their rate, and their clock waits for a
 // host that is late. What becomes of every sample can then be said exactly, by numbers and phases

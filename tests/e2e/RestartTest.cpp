@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The device pop-up and the restart action, in whatever order a user may try them, with both
 // receivers attached: the core and the vendors' libraries in this process, over the emulated USB.
 #include "ControlConnection.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What feedlined tells the service manager that started it, which the test is.
 #include "BusCaller.h"
 #include "ControlConnection.h"

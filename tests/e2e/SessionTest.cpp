@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a session with either receiver is made of: who it is, its samples, its carrier, stop and
 // run.
 #include "ReceiverSession.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A signal ends the programs well while the receiver is in the middle of something.
 #include "ControlConnection.h"
 #include "ControlMessages.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The real window's gain controls, moved with real events, down to the emulated receiver: the
 // controller and the vendors' library in this process, over the emulated USB.
 #include "EmulatorControl.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The window and the server behind it, joined as in the program and moved with real events: the
 // vendors' libraries in this process, over emulated receivers, and a client on the control port.
 #include "ControlConnection.h"

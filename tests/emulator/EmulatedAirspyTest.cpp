@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The vendor's AirSpy library on the emulated receiver. Each test is a process of its own.
 #include "EmulatorControl.h"
 #include "Listener.h"

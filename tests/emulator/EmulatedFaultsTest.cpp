@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Faults of the emulated USB, as the vendors' libraries meet them. Each test is a process of its
 // own.
 #include "EmulatorControl.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A host that comes late for its samples, by the USB library's own calls. Each test is a process of
 // its own.
 #include "EmulatorControl.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a callback of a vendor's library has heard, for the tests beside this file.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The vendors' own programs on the emulated receivers: nothing in the emulator is made for us
 // alone.
 #include <gmock/gmock.h>

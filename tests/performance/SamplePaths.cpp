@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One of the server's hot paths, for callgrind to count: the two sample callbacks, and a request
 // from its receipt to its answer.
 //

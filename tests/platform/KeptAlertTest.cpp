@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The last alert, for those who were not there to see it.
 #include "platform/KeptAlert.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/Log.h"
 
 #include <gmock/gmock.h>

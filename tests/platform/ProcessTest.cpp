@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/Process.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/Process.h"
 #include "platform/qt/ProgramEnd.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/StandardErrorAlert.h"
 
 #include <gtest/gtest.h>

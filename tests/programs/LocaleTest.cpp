@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The real programs where numbers are written with a decimal comma: what they print and log, and
 // what they understand, is the same there as everywhere.
 #include "CommaLocale.h"

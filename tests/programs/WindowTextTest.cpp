@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the window shows where numbers are written with a decimal comma.
 #include "CommaLocale.h"
 #include "MemoryPlatform.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "protocol/CAscpRxMsg.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "protocol/CAscpTxMsg.h"
 
 #include "Bytes.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the reassembly hands on shows in the replies and the log lines of the messages.
 #include "Bytes.h"
 #include "MemoryServer.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The control port on real sockets, with the server's own threads. The main thread's clock is the
 // test's; where a step is to fail, the socket call is made to.
 #include "Bytes.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How much of something a reliability test does: a short form unless the environment asks for more.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The conversion of one float against its definition, worked out from the float's bits with
 // integers alone. FEEDLINE_CONVERSION_STRIDE=1 goes through all 2^32 inputs (the long form);
 // otherwise every 1021st, which meets every exponent and every low byte.

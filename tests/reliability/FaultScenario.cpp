@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "FaultScenario.h"
 
 #include "Bytes.h"

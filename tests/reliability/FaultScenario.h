@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One life of the server, on real sockets and with its own threads, and what must be seen of it
 // when one of its calls fails.
 //

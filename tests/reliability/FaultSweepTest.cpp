@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Every call that the server makes of the system and of the vendors' libraries fails: once at each
 // of its places, from each of its places on, and always. What comes of it is what FaultScenario
 // expects of it, never a crash, a hang or a leak.

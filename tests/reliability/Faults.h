@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lets the calls that the server makes of its surroundings fail, by their number. For tests built
 // with WRAP of every function that is named here.
 #pragma once

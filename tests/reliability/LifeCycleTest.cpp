@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Client after client on real sockets, with the server's own threads, the scripted receivers and a
 // clock that the test turns: each connects, runs the receiver and leaves in one way or another.
 // Descriptors and memory follow the model exactly: one datagram socket for every run of the UDP

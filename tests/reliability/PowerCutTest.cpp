@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The settings' save cut short: by SIGKILL at random moments, by a full disk, by a home that cannot
 // be written. The file always holds the old settings whole or the new ones whole, and nothing is
 // said about it. FEEDLINE_POWER_CUTS says how many cuts: 200 otherwise, 20,000 in the long form.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a failing call of a vendor's function is to lead to, receiver by receiver.
 #pragma once
 

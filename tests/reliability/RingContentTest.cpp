@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Numbered pairs through the real callback, the real ring and the real sender's thread, which is
 // stopped and started anew on the way; every entry of every datagram is checked.
 // FEEDLINE_RING_PAIRS says how many: 10^7 otherwise, which passes the ring's end once, 10^9 in the

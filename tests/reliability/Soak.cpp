@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // feedlined over an emulated receiver, at the receiver's own pace, for as long as asked: counts
 // datagrams, gaps and content errors, asks the server for its status all the while, and watches its
 // memory, descriptors and threads. `scripts/soak` builds and runs it.

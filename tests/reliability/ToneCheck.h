@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Says of every datagram of a stream that carries one unmodulated carrier whether it continues the
 // one before. A receiver library changes samples on their way (it shifts, balances and filters), so
 // they cannot be compared with what went in; but whatever it does to a tone leaves a tone, and its

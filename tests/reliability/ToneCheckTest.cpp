@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The soak's judge must find what it is there to find.
 #include "ToneCheck.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "stream/DataDatagram.h"
 
 #include "app/RunTimeState.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "stream/SampleRing.h"
 
 #include "MemoryServer.h"

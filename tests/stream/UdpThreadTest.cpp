@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Most tests run the thread's body on the test's own thread and see it through its calls: sendto
 // and, while it has nothing to send, usleep. No test waits for time to pass.
 #include "Bytes.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "BusCaller.h"
 
 #include "Waiting.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A caller of a server's controls, who may come, call and go as he likes.
 #pragma once
 

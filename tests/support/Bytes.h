@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Bytes as they stand on the wire, and as tests compare and show them.
 #pragma once
 

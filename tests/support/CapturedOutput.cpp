@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "CapturedOutput.h"
 
 #include "Waiting.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a child process writes to one of its standard streams, kept byte for byte.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A locale that writes numbers with a decimal comma, made here: few machines have one.
 #pragma once
 

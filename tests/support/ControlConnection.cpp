@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ControlConnection.h"
 
 #include "Waiting.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A control connection for tests of the server: sends whatever it is given, whole messages or not,
 // and can leave in every way in which a client can go. Where a test need not misbehave,
 // tools/client has the client that the project's programs use.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Messages of the control protocol as bytes, written from the wire format and not by the server's
 // own code.
 #pragma once

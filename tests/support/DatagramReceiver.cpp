@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "DatagramReceiver.h"
 
 #include "Waiting.h"

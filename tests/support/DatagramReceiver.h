@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A UDP socket for a server's datagrams, on a port whose TCP number is kept for that server.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The fields of a data datagram, read by the tests' own arithmetic and not by the server's.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "DatagramWire.h"
 
 #include <arpa/inet.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Stands between a sender and its datagram socket. For tests that wrap `socket` and `sendto`.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Datagrams as the receive thread would hand them over.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "EmulatedServer.h"
 
 #include <fstream>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The real server over receivers on the air, as a client's developer would try it: feedlined (or
 // feedline) with settings, a port and a session of its own.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "EmulatorControl.h"
 
 #include "Waiting.h"

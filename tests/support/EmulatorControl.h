@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Run-time control of the emulated receivers: faults, pulling out, silence, and their state. The
 // program under test has been started with FEEDLINE_EMULATOR_CONTROL set to the path given here.
 #pragma once

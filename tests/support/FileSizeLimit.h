@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A disk that is full: while an object lives, no file of this process grows beyond a limit.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Restart forgets a receiver without closing it, by design; to a leak detector that is a leak of
 // everything the vendors' libraries hold for it. Everything else stays checked.
 #ifdef __SANITIZE_ADDRESS__

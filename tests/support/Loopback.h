@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sockets on the loopback address, and ports there that no other test gets.
 #pragma once
 

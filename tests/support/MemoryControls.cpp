@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "MemoryControls.h"
 
 #include "app/AppDelegate.h"

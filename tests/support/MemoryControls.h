@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The window's controls held in memory, and the one place where a test's controller gets them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "MemoryPlatform.h"
 
 #include "Waiting.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A platform without a toolkit: settings in a map, and a main thread whose queue and clock the test
 // turns by hand.
 #pragma once

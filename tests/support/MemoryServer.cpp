@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "MemoryServer.h"
 
 #include "RecordingLog.h"

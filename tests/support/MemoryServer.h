@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The server's core on a platform and with controls in memory: what most unit tests work on.
 #pragma once
 

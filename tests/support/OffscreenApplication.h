@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // An application object for tests of widgets: they are laid out, painted and sent events as on a
 // desktop, and need none.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A message bus of a test's own, which it can take away and bring back.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ProcessFacts.h"
 
 #include "Waiting.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the system says about the test's own process.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ReceivedStream.h"
 
 #include "DatagramView.h"

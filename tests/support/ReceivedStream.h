@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Everything that arrives of a stream, taken on a thread of its own while the test does other
 // things: counts, times of arrival, and the newest samples.
 #pragma once

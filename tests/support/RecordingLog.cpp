@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "RecordingLog.h"
 
 #include "platform/Log.h"

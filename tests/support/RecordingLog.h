@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Stands in for platform/Log.cpp: keeps every line, in order, for a test to look at.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ReplyPeer.h"
 
 #include "Bytes.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The far end of `clientSocket`, for tests of the protocol without a TCP thread.
 #pragma once
 

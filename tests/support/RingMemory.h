@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The sample ring's memory: its entries, written one by one, and how much of it the system holds.
 #pragma once
 

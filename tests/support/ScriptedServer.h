@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A server that does to its client whatever a test wants: answers properly or not at all, dies in
 // the middle of a message, sends datagrams with any number, of any length, in any order.
 #pragma once

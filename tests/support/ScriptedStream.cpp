@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ScriptedStream.h"
 
 #include <algorithm>

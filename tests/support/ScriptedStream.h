@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A stream of datagrams at any rate, with losses, repeats, new counts and silences where a test
 // wants them.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Stand-ins for libairspyhf and libairspy, linked in their place: every call is recorded and
 // answers what the test laid down, also what the real libraries never would.
 #pragma once

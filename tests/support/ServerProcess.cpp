@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ServerProcess.h"
 
 #include <gtest/gtest.h>

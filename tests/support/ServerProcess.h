@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The programs as users start them: a child process with settings, a home and an environment of its
 // own, over emulated receivers.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs a piece of code instruction by instruction, so that a test can look at every state it passes
 // through, or change something between any two. For x86-64, where FEEDLINE_SINGLE_STEPS is defined;
 // not under ThreadSanitizer, whose runtime would be stepped through as well, for minutes.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Spectrum.h"
 
 #include <kissfft/kiss_fft.h>

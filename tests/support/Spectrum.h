@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a client's waterfall would show: where the strongest line is, and how strong a carrier.
 #pragma once
 

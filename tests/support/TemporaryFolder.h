@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A folder of a test's own, gone with the object.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How tests wait: for an event, up to a limit that only a broken build reaches.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/client/Addresses.h"
 
 #include "tools/client/Failure.h"

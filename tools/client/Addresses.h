@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // IPv4 addresses as text and as the system's own.
 #pragma once
 

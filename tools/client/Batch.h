@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the receive thread hands to the workers.
 #pragma once
 

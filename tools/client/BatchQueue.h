@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The hand-over from the receive thread to one worker.
 #pragma once
 

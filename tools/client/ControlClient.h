@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The control connection, from the client's end. The messages are drawn byte by byte in
 // docs/protocol.md.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/client/DatagramReceiver.h"
 
 #include <algorithm>

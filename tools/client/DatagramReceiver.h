@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The receive thread for users that keep the datagrams: it takes them off the network as fast as
 // they come, whatever the rest of the program is busy with.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/client/DatagramSocket.h"
 
 #include "stream/DataDatagram.h"

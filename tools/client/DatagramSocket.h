@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The UDP port that samples come to.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Where a server is, and from where this machine speaks to it.
 #pragma once
 

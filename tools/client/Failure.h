@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The one way in which the client's end of the wire gives up.
 #pragma once
 

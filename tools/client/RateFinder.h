@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The sample rate of a stream that has just begun, as soon as it can be told.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The sample rate, measured from the datagrams' arrival times.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/client/Receivers.h"
 
 #include <array>

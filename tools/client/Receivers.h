@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a client knows of the receiver behind a server, from the name that the server tells.
 #pragma once
 

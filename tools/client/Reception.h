@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the datagrams that have come say about the stream: order, loss, rate.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/client/SequenceTracker.h"
 
 namespace feedline::client {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Follows the datagrams' 16-bit numbers and says of each what it means.
 //
 // The number wraps from 65535 to 0, so everything is judged by the distance from the number that is

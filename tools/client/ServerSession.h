@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A connection to a server that outlives the server: what is wanted of it is brought in force, and
 // again after each reconnection.
 #pragma once

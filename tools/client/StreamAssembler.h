@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Puts the datagrams back into the order in which they were sent.
 #pragma once
 

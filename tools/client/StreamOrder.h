@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Puts the datagrams of a stream back into the order in which they were sent, as they come.
 #pragma once
 

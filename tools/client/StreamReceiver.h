@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The receive thread for users that take samples as they come.
 #pragma once
 

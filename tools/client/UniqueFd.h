@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A descriptor that is closed exactly once.
 #pragma once
 

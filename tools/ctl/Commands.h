@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What each command does.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The seven gain controls: their words on the command line and their properties on the bus.
 #pragma once
 

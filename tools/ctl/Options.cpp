@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/ctl/Options.h"
 
 #include "platform/ControlHints.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/ctl/Restart.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Whether Restart does good or harm at the moment.
 #pragma once
 

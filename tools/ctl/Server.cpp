@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/ctl/Server.h"
 
 #include "platform/dbus/Names.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The caller's end of the controls on D-Bus.
 #pragma once
 

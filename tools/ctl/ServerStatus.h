@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A server's properties at one moment.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/ctl/StatusText.h"
 
 #include <nlohmann/json.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A server's status as text for people and as JSON for programs.
 #pragma once
 

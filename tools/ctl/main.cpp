@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // feedlinectl: everything a server's window does, from the command line.
 #include "tools/ctl/Commands.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // feedline-hub: one receiver for any number of programs.
 
 #include "tools/client/Failure.h"

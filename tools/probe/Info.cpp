@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/probe/Info.h"
 
 #include "tools/client/ControlClient.h"

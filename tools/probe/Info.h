@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Who is there?
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/probe/Session.h"
 
 #include "tools/probe/SignalEvents.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One run of the receiver, from the connection to the summary.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/probe/SignalEvents.h"
 
 #include <sys/signalfd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // feedline-probe: see what a client of the server would see.
 #include "tools/probe/ExitStatus.h"
 #include "tools/probe/Info.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/soapy/Arguments.h"
 
 #include "tools/soapy/Log.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the user typed: "driver=feedline,host=antenna,bind=192.168.1.5".
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The device's gains. A server offers its clients none, and some programs cannot live with an empty
 // list: there is one element that cannot be moved.
 #include "tools/soapy/FeedlineDevice.h"

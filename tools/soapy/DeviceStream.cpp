@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The device's stream functions: they check what they are given and hand it on.
 #include "tools/soapy/FeedlineDevice.h"
 #include "tools/soapy/Log.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The device's frequency, its correction, and its sample rate.
 #include "tools/soapy/FeedlineDevice.h"
 #include "tools/soapy/Log.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The receiver behind a server, as SoapySDR's programs see it.
 #pragma once
 

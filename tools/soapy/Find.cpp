@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/soapy/Find.h"
 
 #include "tools/soapy/Arguments.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Which servers there are to choose from.
 #pragma once
 

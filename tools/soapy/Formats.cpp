@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/soapy/Formats.h"
 
 #include <SoapySDR/Formats.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The stream formats: what arrives, and what it is turned into.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/soapy/ListeningPorts.h"
 
 #include "tools/client/Addresses.h"

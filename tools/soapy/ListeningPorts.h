@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Whether a TCP port of this machine is listened on, found out without connecting: one connection
 // is all that a server has, and it costs it five seconds.
 #pragma once

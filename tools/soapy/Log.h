@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The module's lines in the log of the program that uses it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How many datagrams were lost of late.
 #pragma once
 

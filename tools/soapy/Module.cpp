@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What SoapySDR's loader finds: driver=feedline.
 #include "tools/soapy/Arguments.h"
 #include "tools/soapy/FeedlineDevice.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/soapy/RxStream.h"
 
 #include "stream/DataDatagram.h"

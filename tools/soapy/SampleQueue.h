@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The way of the samples from the receive thread to the program's reading thread.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The device's connection to its server: made when first needed, and what is known through it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/soapy/Tuning.h"
 
 #include <algorithm>

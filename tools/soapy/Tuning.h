@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // From the frequency that a program asks for to the one that the receiver is tuned to.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "emulator/bus/Faults.h"
 
 #include <gtest/gtest.h>

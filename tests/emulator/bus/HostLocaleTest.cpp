@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The emulated receivers are part of whatever program uses them, which may have adopted any locale.
 #include "CommaLocale.h"
 #include "emulator/bus/Config.h"

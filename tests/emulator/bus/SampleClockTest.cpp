@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "emulator/bus/SampleClock.h"
 
 #include <gtest/gtest.h>

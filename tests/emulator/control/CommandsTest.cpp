@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "emulator/control/Commands.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "emulator/signals/LoopPlace.h"
 
 #include <gtest/gtest.h>

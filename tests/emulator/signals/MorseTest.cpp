@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "emulator/signals/Morse.h"
 
 #include <gtest/gtest.h>

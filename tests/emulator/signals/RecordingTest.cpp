@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "emulator/signals/Recording.h"
 
 #include "Spectrum.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "emulator/signals/Text.h"
 
 #include <gmock/gmock.h>

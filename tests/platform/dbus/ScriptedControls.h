@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Controls that note what is done with them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The object on a bus of the test's own, with the server's main thread and a caller in one thread.
 #include "platform/dbus/ServerObject.h"
 

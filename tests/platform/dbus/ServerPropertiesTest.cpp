@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a caller reads, and which values the controls take from him.
 #include "platform/dbus/ServerProperties.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/client/ControlClient.h"
 
 #include "ScriptedServer.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/client/RateFinder.h"
 
 #include <gtest/gtest.h>

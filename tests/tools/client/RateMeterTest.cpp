@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/client/RateMeter.h"
 
 #include <gtest/gtest.h>

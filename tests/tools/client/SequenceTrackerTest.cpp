@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/client/SequenceTracker.h"
 
 #include <gtest/gtest.h>

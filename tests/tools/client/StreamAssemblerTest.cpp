@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/client/StreamAssembler.h"
 
 #include "Datagrams.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/client/StreamOrder.h"
 
 #include "stream/DataDatagram.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // feedlinectl as its user starts it, on the buses that the test names.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // feedlinectl and the real server, over a message bus of the test's own.
 #include "BusCaller.h"
 #include "ControlConnection.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What feedlinectl understands, and what it says of the rest before anything is changed.
 #include "tools/ctl/Options.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // When Restart is safe, and what is said when it is not.
 #include "tools/ctl/Restart.h"
 

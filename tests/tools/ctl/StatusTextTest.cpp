@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The screen and the JSON of a status.
 #include "tools/ctl/StatusText.h"
 

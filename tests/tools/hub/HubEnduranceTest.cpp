@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Twenty visitors that come, go, stall and send rubbish, at the native port, at rtl_tcp's and at
 // the web's; and two listeners that do nothing of the kind, and must not notice.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The real feedline-hub as a child process, with ports of its own.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The program as users start it, before a server that is scripted.
 
 #include "HubProcess.h"

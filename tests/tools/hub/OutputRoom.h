@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // An output with a band that the test writes, and clients of it on loopback addresses.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/probe/Options.h"
 
 #include <gtest/gtest.h>

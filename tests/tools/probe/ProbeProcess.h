@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // feedline-probe as its user starts it, with what it printed and how it ended.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The program as its user meets it: what it prints and how it ends.
 #include "ProbeProcess.h"
 #include "ScriptedServer.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The probe against the real server over emulated receivers. How much is lost depends on the
 // machine and is left open; where a carrier is, does not.
 #include "Loopback.h"

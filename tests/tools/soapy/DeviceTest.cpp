@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The device through SoapySDR, against a server that does what the test says.
 #include "LoadedModule.h"
 #include "Loopback.h"

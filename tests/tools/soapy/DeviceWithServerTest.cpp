@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The device on the real server over emulated receivers: what rate it finds, where it hears a
 // carrier, and that it goes on when the server has gone and come back.
 #include "EmulatedServer.h"

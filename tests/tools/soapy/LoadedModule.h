@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The module as a program gets it: found and loaded by SoapySDR, alone.
 #pragma once
 

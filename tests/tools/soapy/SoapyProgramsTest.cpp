@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Programs as they are installed, with the module of the build tree, on the real server.
 #include "EmulatedServer.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/soapy/StreamTimes.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The received band: one writer, and everything that listeners read.
 //
 // The flow is one way. The band's thread (upstream's) writes; it puts blocks into the shared ring

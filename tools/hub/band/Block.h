@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One piece of the received band, as it lies in the ring that all listeners share.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/band/Channel.h"
 
 #include "tools/hub/band/Band.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What one listener hears of the received band: its own centre frequency at its own rate.
 //
 // A channel that wants exactly what is received (the received frequency and rate, or whatever they

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The filter of a cut channel, as factors for the bins of its slice.
 #pragma once
 

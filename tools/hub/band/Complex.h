@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Complex arithmetic for sample loops.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Cuts one channel out of the shared transform: a slice of its bins, times the filter, transformed
 // back at the channel's own rate, and turned the last few hertz.
 //

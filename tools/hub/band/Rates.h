@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Which sample rates a channel can have.
 //
 // The band is transformed in blocks of 25 ms, of which the first 5 ms repeat the end of the block

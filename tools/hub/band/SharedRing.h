@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The one ring in which all listeners find what was received.
 //
 // One thread writes, any number read, and no reader can hold up the writer or another reader:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The transform of 25 ms of the received band, which all cut channels share.
 #pragma once
 

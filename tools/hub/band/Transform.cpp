@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/band/Transform.h"
 
 #include "tools/hub/band/Complex.h"

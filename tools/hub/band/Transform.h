@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The discrete Fourier transform of any length.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Makes the transform that all cut channels share.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reads the command line and the configuration file.
 #pragma once
 

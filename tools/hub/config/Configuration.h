@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the command line and the configuration file ask for.
 #pragma once
 

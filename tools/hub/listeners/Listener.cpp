@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/listeners/Listener.h"
 
 #include "tools/hub/listeners/ListenerBody.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One program that listens, with the channel it hears.
 //
 // An output makes one for each connection (Receiver::join), uses it from its own thread, and ends

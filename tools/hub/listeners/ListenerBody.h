@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What stands behind a Listener, as the Receiver sees it. Private to this room.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/listeners/Receiver.h"
 
 #include "tools/hub/band/Rates.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The one receiver, as its listeners share it: who is there, who may move it, when it runs.
 //
 // Upstream tells it what is so and asks what is wanted; outputs join listeners and subscribe to

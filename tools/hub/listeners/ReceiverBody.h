@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What stands behind the Receiver. Private to this room.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The state of the one receiver that all listeners share.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The hub's log: one line each on standard error.
 #pragma once
 

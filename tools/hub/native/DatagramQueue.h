@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Datagrams that wait to be sent to one client.
 #pragma once
 

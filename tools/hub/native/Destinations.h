@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Where the native output's datagrams go.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/native/Dialogue.h"
 
 #include "protocol/ControlMessage.h"

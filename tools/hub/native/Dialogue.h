@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a native client may ask and set, and what it is answered.
 //
 // The answers are the server's own where the server answers. What a server leaves unanswered is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/native/MessageFramer.h"
 
 #include "protocol/ControlMessage.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // From a control connection's bytes to whole control messages.
 //
 // The hub reads the whole 13-bit length of a message's header, where a server looks at its low byte

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/native/Native.h"
 
 #include "tools/hub/native/Session.h"

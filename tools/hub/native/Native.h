@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The native output: the server's own protocol for any number of clients.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How many datagrams may leave at a time.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/native/SegmentedSocket.h"
 
 #include "stream/DataDatagram.h"

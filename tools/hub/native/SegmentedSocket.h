@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The UDP socket through which one client gets its samples.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One client of the native output: its conversation, its listener, its datagrams.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What an output is, and the thread it gets.
 //
 // Threads of the hub: one receives (tools/client), one writes the band and makes the shared

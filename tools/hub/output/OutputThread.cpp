@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/output/Output.h"
 
 #include <pthread.h>

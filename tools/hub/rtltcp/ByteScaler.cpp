@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/rtltcp/ByteScaler.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // From samples to the eight bits of an rtl_tcp stream.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The rtl_tcp protocol's wire format: a greeting of twelve bytes, then unsigned 8-bit I, Q, I, Q
 // from the server, and commands of five bytes from the client. All numbers are big-endian. There
 // are no answers.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/rtltcp/RtlTcp.h"
 
 #include "tools/hub/rtltcp/RtlTcpSession.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The rtl_tcp output: 8-bit samples over TCP, at rates from 225,001 to 3,200,000.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One client of the rtl_tcp output.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the hub does, for programs and for people.
 #pragma once
 

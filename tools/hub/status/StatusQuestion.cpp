@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/status/StatusQuestion.h"
 
 #include <boost/beast/core.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Asks a running hub what it does.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The listening end of an output's TCP port.
 #pragma once
 

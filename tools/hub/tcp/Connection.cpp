@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/tcp/Connection.h"
 
 #include <boost/asio/buffer.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One TCP connection of an output: bytes come in, bytes go out through a bounded queue.
 #pragma once
 

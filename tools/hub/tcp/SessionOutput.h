@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // An output over TCP: a session for every connection.
 #pragma once
 

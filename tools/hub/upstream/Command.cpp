@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/upstream/Command.h"
 
 #include "tools/hub/log/Log.h"

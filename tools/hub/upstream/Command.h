@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs the user's command without waiting for it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/upstream/Intake.h"
 
 #include "stream/DataDatagram.h"

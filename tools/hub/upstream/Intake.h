@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Puts what was received into the band, on the receive thread.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Decides what to do about a stream that should come and does not.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/upstream/Upstream.h"
 
 #include "stream/DataDatagram.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The hub's end of the server: its one client.
 //
 // A thread of its own speaks with the server, and brings it to what the listeners want: connected

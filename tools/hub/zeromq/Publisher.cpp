@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/zeromq/Publisher.h"
 
 #include "tools/hub/output/Output.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One publishing socket.
 #pragma once
 

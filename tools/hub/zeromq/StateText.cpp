@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/zeromq/StateText.h"
 
 #include <nlohmann/json.hpp>

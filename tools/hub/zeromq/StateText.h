@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The receiver's state as the third socket publishes it.
 #pragma once
 

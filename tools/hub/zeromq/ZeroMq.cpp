@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/zeromq/ZeroMq.h"
 
 #include "tools/hub/log/Log.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The ZeroMQ output: three publishing sockets, for flowgraphs and proxies on any machine.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/probe/analysis/Analyser.h"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Levels and spectra of the stream, worked out on a thread of their own.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Level, DC offset and clipping of the two channels.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Averaged power spectrum of the IQ stream.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The spectrum over time, however long that is.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/probe/output/Canvas.h"
 
 #include "tools/probe/ExitStatus.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A sheet to draw on: the few strokes that a diagram needs.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the probe tells its user, whatever the form.
 #pragma once
 

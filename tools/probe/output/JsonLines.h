@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The figures as JSON, one object a line, for scripts.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Averaged spectrum and waterfall as a picture.
 #pragma once
 

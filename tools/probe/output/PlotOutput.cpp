@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/probe/output/PlotOutput.h"
 
 #include <filesystem>

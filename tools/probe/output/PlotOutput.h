@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The picture's file, claimed before the run and drawn after it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/probe/output/Scale.h"
 
 #include <algorithm>

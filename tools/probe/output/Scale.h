@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Axes and colours that every picture of a spectrum shares.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The figures as text: one line a second, redrawn in place on a terminal, and a summary.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A live spectrum and waterfall in the terminal.
 #pragma once
 

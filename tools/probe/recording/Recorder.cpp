@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/probe/recording/Recorder.h"
 
 #include "tools/probe/ExitStatus.h"

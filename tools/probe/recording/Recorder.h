@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writes the stream into a recording, on a thread of its own.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A recording of the IQ stream in a file, whatever the format.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A recording in SigMF: the samples as they are in one file, what they mean in another.
 #pragma once
 

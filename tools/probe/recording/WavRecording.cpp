@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/probe/recording/WavRecording.h"
 
 #include "tools/probe/ExitStatus.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A recording as a WAV file of two channels, I left and Q right; RF64 when it outgrows 4 GiB.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/band/Cutter.h"
 
 #include "Tone.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/band/Rates.h"
 
 #include <gtest/gtest.h>

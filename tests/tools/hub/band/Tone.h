@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A tone's amplitude in some samples, and what is left of them without it.
 #pragma once
 

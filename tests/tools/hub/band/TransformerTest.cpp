@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/band/Transformer.h"
 
 #include "Tone.h"

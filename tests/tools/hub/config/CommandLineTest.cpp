@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/config/CommandLine.h"
 
 #include "TemporaryFolder.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A band and a receiver without a server: the test says what is so.
 #pragma once
 

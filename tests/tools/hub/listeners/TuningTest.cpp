@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "HubParts.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Cutting a stream into numbered datagrams, and the pace at which they leave.
 #include "tools/hub/native/DatagramQueue.h"
 

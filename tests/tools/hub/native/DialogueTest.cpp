@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a native client is answered, without a network.
 #include "tools/hub/native/Dialogue.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The native output over its own sockets: conversation, datagrams, and who may have them.
 #include "tools/hub/native/Native.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The rtl_tcp output over its own socket, and its eight bits.
 #include "tools/hub/rtltcp/RtlTcp.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/status/Status.h"
 
 #include "HubParts.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Signals to put into demodulators, and what to look for in what comes out.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The ZeroMQ output, as its subscribers see it.
 #include "tools/hub/zeromq/ZeroMq.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/probe/analysis/SpectrumEstimator.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "TemporaryFolder.h"
 #include "tools/probe/ExitStatus.h"
 #include "tools/probe/output/PlotOutput.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/probe/recording/Recording.h"
 
 #include "FileSizeLimit.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sound at four bits a sample, which a page can decode without any help from the browser.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sound in Opus packets.
 #pragma once
 

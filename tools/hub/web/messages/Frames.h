@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The binary messages that the hub sends to a page (docs/web.md draws their bytes). All numbers are
 // little-endian.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a page may say to the hub: one JSON object a message (docs/web.md).
 #pragma once
 

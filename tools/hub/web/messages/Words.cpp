@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/web/messages/Words.h"
 
 #include <nlohmann/json.hpp>

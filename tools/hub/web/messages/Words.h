@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The JSON messages that the hub sends to a page (docs/web.md).
 #pragma once
 

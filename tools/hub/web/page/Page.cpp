@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/web/page/Page.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The page's files, as they are compiled into the program.
 #pragma once
 

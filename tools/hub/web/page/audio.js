@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // From the hub's sound frames to the loudspeaker, by whatever the browser offers:
 //
 //   codec   Opus by WebCodecs, where the page is secure; ADPCM decoded here, anywhere

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the hub has encoded, back to sound: samples from -1 to 1 in a Float32Array.
 
 const steps = Int16Array.of(

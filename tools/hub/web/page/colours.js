@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Colours for levels. Lightness only ever rises, and evenly, so that they read the same to every eye, and in grey; the
 // darkest is the page's own ground.
 

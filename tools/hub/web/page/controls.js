@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The page's buttons and sliders, its words, and its keys.
 
 import { formatFrequency, formatLevel, parseFrequency } from "./format.js";

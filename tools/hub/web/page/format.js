@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Numbers as people read and type them.
 
 const units = { k: 1e3, m: 1e6, g: 1e9 };

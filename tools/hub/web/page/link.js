@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The address of the page holds what is heard and what is seen: #f=7200&m=am&c=7150&s=192 (kilohertz: frequency, mode,
 // and the centre and the width of the view).
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The page: what is listened to, and what everything else is told of it.
 
 import { Player, soundAbilities } from "./audio.js";

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Another sample rate, and a little faster or slower, without a seam between the pieces that come in.
 //
 // Browsers resample every audio buffer by itself, which clicks at each border; and a receiver's clock is never quite the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Plays what the page posts, on the browser's audio thread. Says how much it has left.
 
 const size = 1 << 17; // samples, 2.7 s at 48,000

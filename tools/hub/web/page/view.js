@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Spectrum and waterfall: what is drawn, and what pointers do to it.
 //
 // Every row keeps the frequencies that it shows, so the whole history is drawn anew, in its right place, whenever the view

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The one WebSocket to the hub, and its messages. docs/web.md has them all.
 
 const soundFrame = 1;

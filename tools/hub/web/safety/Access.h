@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Who a request comes from, whether it may come at all, and whether it may steer.
 //
 // A page of another site can make a browser connect here, and a name of another site can be made to

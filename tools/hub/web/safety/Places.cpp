@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/web/safety/Places.h"
 
 namespace feedline::hub::web {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How many there may be, in all and from one address.
 #pragma once
 

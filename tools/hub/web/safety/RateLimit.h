@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How often something may happen.
 #pragma once
 

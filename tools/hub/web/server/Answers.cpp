@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/web/server/Answers.h"
 
 #include "tools/hub/status/Status.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a request of HTTP is answered with, but for a WebSocket.
 #pragma once
 

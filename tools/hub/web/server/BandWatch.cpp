@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/web/server/BandWatch.h"
 
 #include <boost/asio/post.hpp>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reads the whole band while any page shows it, and makes the rows.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One connection that speaks HTTP, until it ends or becomes a WebSocket.
 #pragma once
 

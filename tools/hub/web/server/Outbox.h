@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What waits to be sent to one page.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What all connections of the web output share.
 #pragma once
 

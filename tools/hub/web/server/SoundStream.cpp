@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/web/server/SoundStream.h"
 
 namespace feedline::hub::web {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // From a channel's samples to the sound frames of one page.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/web/server/Visit.h"
 
 #include "tools/hub/log/Log.h"

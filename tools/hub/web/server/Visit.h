@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One page that is connected: what it wishes, what it holds, what it gets.
 #pragma once
 

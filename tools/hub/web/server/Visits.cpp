@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/web/server/Visits.h"
 
 #include <boost/asio/post.hpp>

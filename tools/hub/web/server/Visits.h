@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // All pages that are there.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/web/server/WebOutput.h"
 
 #include "tools/hub/log/Log.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The hub's page, its WebSocket, and the status for programs, on one port.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/web/sound/Decimator.h"
 
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A lower sample rate for real samples.
 #pragma once
 

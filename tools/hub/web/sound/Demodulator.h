@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One station's sound, from the IQ samples of a channel around it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/web/sound/Discriminator.h"
 
 #include <cmath>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Frequency modulation, back to sound.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/web/sound/Fourier.h"
 
 #include <kiss_fft.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Complex transforms of one length, both ways.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Keeps stations of any level equally loud.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The ways to turn a station into sound, and what each one needs.
 #pragma once
 

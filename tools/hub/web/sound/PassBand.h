@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A pass-band with steep edges anywhere in a channel.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Silence where there is no station.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/web/view/BandView.h"
 
 #include <kiss_fft.h>

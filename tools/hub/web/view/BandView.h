@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Makes the rows that all listeners' waterfalls are cut from.
 #pragma once
 

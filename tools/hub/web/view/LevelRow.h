@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The levels of a band at one moment, and what of it a listener wants to see.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a person does with the page, and what he sees and hears. `run` starts it, with the server and the receiver.
 
 import assert from "node:assert/strict";

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/web/messages/Frames.h"
 
 #include <gtest/gtest.h>

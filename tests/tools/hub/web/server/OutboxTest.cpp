@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/web/server/Outbox.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a browser says to the web output, without a browser.
 #pragma once
 

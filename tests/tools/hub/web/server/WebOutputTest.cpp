@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The web output over its own sockets, with a band that the test writes.
 #include "tools/hub/web/server/WebOutput.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/hub/web/sound/GainControl.h"
 
 #include "Signals.h"
