@@ -1,7 +1,8 @@
 # SPDX-License-Identifier: MIT
 # feedline_test(<Name> LABEL <label> [LINK <target>...] [WRAP <symbol>...] [TIMEOUT <seconds>] [SERIAL] [SINGLE_THREADED])
 #   One executable from <Name>.cpp in the current folder, or from <room>/<Name>.cpp; every test in it becomes a ctest
-#   test of its own, "<folder>.<Suite>.<Case>", run in a process of its own.
+#   test of its own, "<folder>.<Suite>.<Case>", run in a process of its own. Under a sanitizer, whose start takes longer
+#   than most unit tests, an executable's unit tests share one process and are one ctest test, "<folder>.<Name>".
 #   LABEL            unit; e2e: whole programs; reliability; heavy: needs the heavy packages of scripts/common.sh, and so
 #                    `./test --all` alone runs it
 #   WRAP             calls of these C functions go to the test's __wrap_<symbol>; the real one is __real_<symbol>
@@ -30,6 +31,16 @@ function(feedline_test name)
   set(properties LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT})
   if(arg_SERIAL)
     list(APPEND properties RUN_SERIAL ON)
+  endif()
+  if(FEEDLINE_SANITIZE AND arg_LABEL STREQUAL "unit")
+    add_test(NAME ${folder}.${subject} COMMAND ${target})
+    set_tests_properties(${folder}.${subject} PROPERTIES ${properties})
+    return()
+  endif()
+  if(FEEDLINE_SANITIZE AND arg_LABEL STREQUAL "unit")
+    add_test(NAME ${folder}.${subject} COMMAND ${target})
+    set_tests_properties(${folder}.${subject} PROPERTIES ${properties})
+    return()
   endif()
   gtest_discover_tests(${target} TEST_PREFIX "${folder}." PROPERTIES ${properties} DISCOVERY_TIMEOUT 60)
 endfunction()

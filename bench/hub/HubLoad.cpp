@@ -253,7 +253,7 @@ std::deque<client::ControlClient> connect(const Load& load, std::uint16_t native
     for (unsigned listener = 0; listener < load.listeners; ++listener) {
         clients.emplace_back(
             client::Endpoint{.host = "127.0.0.1", .port = native, .bind = addressOf(listener)},
-            client::Patience{.timeout = client::Seconds(10), .wait = client::Seconds(10)});
+            client::TimeLimits{.timeout = client::Seconds(10), .wait = client::Seconds(10)});
         if (load.rate != 0)
             clients.back().setSampleRate(load.rate);
         clients.back().setFrequency(frequencyOf(load, listener));

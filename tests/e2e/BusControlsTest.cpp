@@ -334,9 +334,13 @@ TEST(BusControlsOfFeedline, RestartIsAnsweredWhenItsAlertIsShown) {
                 StartsWith("org.feedline.Server1.Error.AlertShown"));
 }
 
-/// An AirSpy's stream, which the calls are not to disturb.
+/// An AirSpy's stream, which the calls are not to disturb. It waits for a machine that is busy with
+/// other tests.
 struct BusControlsWhileStreaming : ::testing::Test {
-    Controlled controlled{receiverAirspy};
+    Controlled controlled{
+        receiverAirspy,
+        {.devices = "airspy",
+         .more = {{"FEEDLINE_EMULATOR_SPEED", "0.25"}, {"FEEDLINE_EMULATOR_PATIENCE", "0"}}}};
     ControlConnection client{controlled.server.port()};
 
     void SetUp() override {
@@ -424,7 +428,7 @@ TEST_F(BusControlsWhileStreaming, ABusMayGoAwayAndComeBack) {
 TEST_F(BusControlsWhileStreaming, ABusThatKeepsSilentHoldsNothingUp) {
     kill(controlled.bus.pid(), SIGSTOP);
     const std::size_t datagrams = controlled.server.datagrams.counts().datagrams;
-    EXPECT_TRUE(controlled.server.datagrams.waitForDatagrams(datagrams + 20000));
+    EXPECT_TRUE(controlled.server.datagrams.waitForDatagrams(datagrams + 5000));
     EXPECT_EQ(client.ask(setFrequency(airspyCentre + 1000)), setFrequency(airspyCentre + 1000));
     kill(controlled.bus.pid(), SIGCONT);
     EXPECT_TRUE(controlled.becomes("CenterFrequency", "Center Frequency: 100001.000 kHz"));

@@ -31,7 +31,7 @@ public:
         std::unique_lock<std::mutex> lock(mutex);
         samples.clear();
         wanted = count;
-        more.wait_for(lock, patience, [&] { return samples.size() >= wanted; });
+        more.wait_for(lock, waitLimit, [&] { return samples.size() >= wanted; });
         wanted = 0;
         return std::move(samples);
     }
@@ -40,11 +40,11 @@ public:
     bool hears(std::size_t count) {
         std::unique_lock<std::mutex> lock(mutex);
         const std::size_t enough = blocks + count;
-        return more.wait_for(lock, patience, [&] { return blocks >= enough; });
+        return more.wait_for(lock, waitLimit, [&] { return blocks >= enough; });
     }
 
 private:
-    static constexpr std::chrono::seconds patience{60};
+    static constexpr std::chrono::seconds waitLimit{60};
 
     std::mutex mutex;
     std::condition_variable more;

@@ -67,12 +67,12 @@ UniqueFd makeSocket(const std::string& bindAddress) {
 }
 
 // One try. The error number, 0 on success.
-int tryConnect(int fd, const sockaddr_in& address, const Patience& patience) {
+int tryConnect(int fd, const sockaddr_in& address, const TimeLimits& limits) {
     if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0)
         return 0;
     if (errno != EINPROGRESS)
         return errno;
-    if (!waitFor(fd, POLLOUT, after(patience.timeout), patience.cancel))
+    if (!waitFor(fd, POLLOUT, after(limits.timeout), limits.cancel))
         return ETIMEDOUT;
     int error = 0;
     socklen_t length = sizeof error;
@@ -80,18 +80,18 @@ int tryConnect(int fd, const sockaddr_in& address, const Patience& patience) {
     return error;
 }
 
-UniqueFd connectTo(const Endpoint& endpoint, const Patience& patience) {
+UniqueFd connectTo(const Endpoint& endpoint, const TimeLimits& limits) {
     const sockaddr_in address = resolve(endpoint.host, endpoint.port);
-    const auto giveUp = after(patience.wait);
+    const auto giveUp = after(limits.wait);
     for (;;) {
         UniqueFd fd = makeSocket(endpoint.bind);
-        const int error = tryConnect(fd.get(), address, patience);
+        const int error = tryConnect(fd.get(), address, limits);
         if (error == 0)
             return fd;
         if (error != ECONNREFUSED || Clock::now() >= giveUp)
             throw Failure(Trouble::noServer,
                           "cannot connect to " + endpoint.server() + ": " + std::strerror(error));
-        waitFor(-1, 0, after(pauseBetweenTries), patience.cancel);
+        waitFor(-1, 0, after(pauseBetweenTries), limits.cancel);
     }
 }
 
@@ -139,8 +139,8 @@ std::uint32_t wordOf(const ControlClient::Bytes& parameters) {
 
 } // namespace
 
-ControlClient::ControlClient(const Endpoint& endpoint, const Patience& patience)
-    : server_(endpoint.server()), patience_(patience), socket_(connectTo(endpoint, patience)) {}
+ControlClient::ControlClient(const Endpoint& endpoint, const TimeLimits& limits)
+    : server_(endpoint.server()), limits_(limits), socket_(connectTo(endpoint, limits)) {}
 
 std::string ControlClient::targetName() {
     return text(request(itemTargetName));
@@ -170,7 +170,7 @@ std::optional<std::uint32_t> ControlClient::sampleRate() {
     const Bytes status = messageOf(TYPE_REQUEST_CITEM, itemReceiverStatus, {});
     questions.insert(questions.end(), status.begin(), status.end());
     send(questions);
-    const auto end = after(patience_.timeout);
+    const auto end = after(limits_.timeout);
     Bytes answer = receive(end);
     std::optional<std::uint32_t> rate;
     if (isAbout(answer, itemSampleRate)) {
@@ -204,7 +204,7 @@ void ControlClient::setRunning(bool running) {
 }
 
 void ControlClient::stopAndLeave(Seconds limit) noexcept try {
-    patience_.cancel = -1;
+    limits_.cancel = -1;
     const auto end = after(limit);
     const Bytes stop = messageOf(TYPE_TARG_RESP_CITEM, itemReceiverState, stateParameters(false));
     send(stop);
@@ -261,7 +261,7 @@ ControlClient::Bytes ControlClient::exchange(MessageType type, ControlItem item,
     const auto begin = Clock::now();
     send(messageOf(type, item, parameters));
     const Bytes answer =
-        receive(begin + std::chrono::duration_cast<Clock::duration>(patience_.timeout));
+        receive(begin + std::chrono::duration_cast<Clock::duration>(limits_.timeout));
     roundTrip_ = Clock::now() - begin;
     return parametersOf(answer, item);
 }
@@ -294,7 +294,7 @@ void ControlClient::receiveInto(Bytes& message, std::size_t length, Clock::time_
     std::size_t have = message.size();
     message.resize(std::max(length, have));
     while (have < length) {
-        if (!waitFor(socket_.get(), POLLIN, end, patience_.cancel))
+        if (!waitFor(socket_.get(), POLLIN, end, limits_.cancel))
             fail(have == 0 ? "does not answer; another client may be connected, and the others wait"
                            : "stopped in the middle of an answer");
         const ssize_t count = recv(socket_.get(), message.data() + have, length - have, 0);

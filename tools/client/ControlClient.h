@@ -27,7 +27,7 @@ public:
 
     /// Connects. A name that is no dotted address is looked up first, which takes what the system's
     /// resolver takes.
-    explicit ControlClient(const Endpoint& endpoint, const Patience& patience = {});
+    explicit ControlClient(const Endpoint& endpoint, const TimeLimits& limits = {});
 
     std::string targetName();
     std::string serialNumber();
@@ -76,7 +76,7 @@ private:
     [[noreturn]] void fail(const std::string& what) const;
 
     std::string server_; ///< as the user knows it
-    Patience patience_;
+    TimeLimits limits_;
     UniqueFd socket_;
     Seconds roundTrip_{};
 };

@@ -24,7 +24,7 @@ struct Endpoint {
 };
 
 /// How long to wait for a server.
-struct Patience {
+struct TimeLimits {
     Seconds timeout{3.0}; ///< for a connection, and for each answer
     /// A server that has just lost a client refuses connections for some seconds; for how long to
     /// go on trying then.

@@ -13,7 +13,7 @@ enum class Trouble {
     noAnswer,   ///< connected, but the server does not answer, or not what was asked
     refused,    ///< answered with "no" (02 00); the connection goes on
     portInUse,  ///< the port is bound already, or the address is not this machine's
-    cancelled,  ///< the caller said so (Patience::cancel)
+    cancelled,  ///< the caller said so (TimeLimits::cancel)
 };
 
 /// Carries one line for people, without program name and line end.

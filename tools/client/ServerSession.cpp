@@ -89,7 +89,7 @@ public:
         ++silences_;
         session_.tell(Event::Kind::silent,
                       session_.settings_.endpoint.server() + " has sent no samples for " +
-                          inSeconds(patience()) + "; stopping and running the receiver",
+                          inSeconds(silenceLimit()) + "; stopping and running the receiver",
                       silences_);
         client_.setRunning(false);
         setRunning(true);
@@ -115,7 +115,7 @@ private:
     }
 
     // How long the receiver may be silent this time.
-    Seconds patience() const {
+    Seconds silenceLimit() const {
         const Seconds silence = session_.settings_.silence;
         const unsigned doublings = silences_ < 2 ? 0 : std::min(silences_ - 1, 16U);
         return std::min(silence * (1U << doublings),
@@ -127,7 +127,7 @@ private:
             return Seconds(3600);
         const Clock::time_point samples{
             Clock::duration(session_.lastSamples_.load(std::memory_order_relaxed))};
-        return std::max(samples, runSince_) + patience() - Clock::now();
+        return std::max(samples, runSince_) + silenceLimit() - Clock::now();
     }
 
     ServerSession& session_;

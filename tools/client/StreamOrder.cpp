@@ -17,7 +17,7 @@ void StreamOrder::add(const Verdict& verdict, std::int64_t nanoseconds,
         return;
     if (verdict.position != next_ || used_ != 0) {
         hold(verdict, nanoseconds, samples);
-        release(patience);
+        release(mostHeldBack);
         return;
     }
     if (!run_.empty() && run_.data() + run_.size() == samples.data()) {

@@ -31,11 +31,11 @@ public:
 };
 
 /// What comes in order is passed on without a copy, runs of datagrams in one call. Behind a missing
-/// datagram later ones are held back until it comes or `patience` of them wait; then it is a gap.
-/// Not synchronised.
+/// datagram later ones are held back until it comes or `mostHeldBack` of them wait; then it is a
+/// gap. Not synchronised.
 class StreamOrder {
 public:
-    static constexpr std::size_t patience = 64; ///< datagrams
+    static constexpr std::size_t mostHeldBack = 64; ///< datagrams
 
     explicit StreamOrder(StreamSink& sink) : sink_(sink) {}
 

@@ -19,7 +19,7 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-constexpr auto patience = 5s; ///< with a bus or a server that keeps silent
+constexpr auto answerLimit = 5s; ///< with a bus or a server that keeps silent
 constexpr auto retryInterval = 200ms;
 constexpr auto propertiesInterface = "org.freedesktop.DBus.Properties";
 
@@ -66,7 +66,7 @@ const char* nameOf(bool systemBus) {
 
 /// Waits until the bus has let us in; the library itself would wait for minutes.
 bool becomesReady(sd_bus* bus) {
-    const auto deadline = Clock::now() + patience;
+    const auto deadline = Clock::now() + answerLimit;
     while (sd_bus_is_ready(bus) == 0) {
         const int progress = sd_bus_process(bus, nullptr);
         if (progress < 0)
@@ -175,7 +175,7 @@ ServerStatus readStatus(sd_bus_message* message) {
 
 /// Sends the call and waits for its answer.
 Message answerTo(sd_bus* bus, sd_bus_message* call, bool systemBus,
-                 std::chrono::microseconds limit = patience) {
+                 std::chrono::microseconds limit = answerLimit) {
     BusError error;
     sd_bus_message* answer = nullptr;
     const int result = sd_bus_call(bus, call, microseconds(limit), &error.error, &answer);
@@ -224,7 +224,7 @@ Server::Connection Server::connect(bool system) {
     if (result < 0)
         return nullptr;
     Connection bus(opened);
-    sd_bus_set_method_call_timeout(bus.get(), microseconds(patience));
+    sd_bus_set_method_call_timeout(bus.get(), microseconds(answerLimit));
     return becomesReady(bus.get()) ? std::move(bus) : nullptr;
 }
 
@@ -304,7 +304,7 @@ void Server::quit() {
     const std::string asked = owner();
     const Message call = newCall(bus_.get(), dbus::interface, "Quit");
     answerTo(bus_.get(), call.get(), onSystemBus_);
-    const auto deadline = Clock::now() + patience;
+    const auto deadline = Clock::now() + answerLimit;
     while (owner() == asked) { // Another may be waiting for the name.
         if (Clock::now() >= deadline)
             throw Failure(ExitStatus::noAnswer, "the server was asked to end and is still there");

@@ -21,7 +21,7 @@ struct Facts {
 };
 
 Facts ask(const Options& options) {
-    client::ControlClient client(endpointOf(options), patienceOf(options));
+    client::ControlClient client(endpointOf(options), timeLimitsOf(options));
     Facts facts;
     facts.target = client.targetName();
     facts.roundTrip = client.roundTrip().count() * 1e3;

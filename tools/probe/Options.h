@@ -32,7 +32,7 @@ struct Options {
 inline client::Endpoint endpointOf(const Options& options) {
     return {options.host, options.port, options.bind};
 }
-inline client::Patience patienceOf(const Options& options) {
+inline client::TimeLimits timeLimitsOf(const Options& options) {
     return {client::Seconds(options.timeout), client::Seconds(options.wait)};
 }
 

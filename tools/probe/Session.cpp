@@ -20,7 +20,7 @@ constexpr auto betweenSpectra = std::chrono::milliseconds(200);
 Session::Session(const Options& options, Presenter& presenter, std::ostream& notes)
     : options_(options), presenter_(presenter), notes_(notes), stop_(eventfd(0, EFD_CLOEXEC)),
       recorder_(makeRecorder()), plot_(makePlot()), analyser_(!options.plot.empty()),
-      receiver_(options.bind, options.port), client_(endpointOf(options), patienceOf(options)) {
+      receiver_(options.bind, options.port), client_(endpointOf(options), timeLimitsOf(options)) {
     facts_.target = client_.targetName();
     facts_.server = options.host + ":" + std::to_string(options.port);
     facts_.frequency = options.tune;

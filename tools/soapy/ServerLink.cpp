@@ -63,11 +63,11 @@ client::ServerSession* ServerLink::sessionIfAny() const {
     return session_.get();
 }
 
-bool ServerLink::reach(bool patiently) {
+bool ServerLink::reach(bool waitAgain) {
     client::ServerSession& server = session();
     if (server.connected())
         return true;
-    const Seconds limit = patiently ? arguments_.wait : Seconds(firstWaitEnds_ - Clock::now());
+    const Seconds limit = waitAgain ? arguments_.wait : Seconds(firstWaitEnds_ - Clock::now());
     if (limit <= Seconds(0))
         return false;
     const std::string trouble = server.settle(limit);

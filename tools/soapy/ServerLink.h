@@ -31,8 +31,8 @@ public:
     void setListener(Listener listener);
 
     /// Connects. False, with one line in the log, when that does not succeed in time.
-    /// @param patiently  wait again, though an earlier wait was in vain
-    bool reach(bool patiently = false);
+    /// @param waitAgain  wait again, though an earlier wait was in vain
+    bool reach(bool waitAgain = false);
 
     /// Ends the connection, and with it the calls of the listener; the last thing that is called.
     void disconnect();

@@ -15,10 +15,10 @@ using Answer = ScriptedServer::Answer;
 
 namespace {
 
-constexpr Seconds patient{60};
-constexpr Seconds impatient{0.2};
+constexpr Seconds longLimit{60};
+constexpr Seconds shortLimit{0.2};
 
-ControlClient connectTo(const ScriptedServer& server, Seconds timeout = patient) {
+ControlClient connectTo(const ScriptedServer& server, Seconds timeout = longLimit) {
     return ControlClient({"127.0.0.1", server.port(), ""}, {timeout, Seconds(0)});
 }
 
@@ -67,19 +67,19 @@ TEST(ControlClientTest, NobodyListens) {
         port = server.port();
     }
     expectFailure(Trouble::noServer, "refused", [port] {
-        const ControlClient client({"127.0.0.1", port, ""}, {patient, Seconds(0)});
+        const ControlClient client({"127.0.0.1", port, ""}, {longLimit, Seconds(0)});
     });
 }
 
 TEST(ControlClientTest, UnknownHost) {
     expectFailure(Trouble::noServer, "cannot find", [] {
-        const ControlClient client({"host.invalid", 1, ""}, {patient, Seconds(0)});
+        const ControlClient client({"host.invalid", 1, ""}, {longLimit, Seconds(0)});
     });
 }
 
 TEST(ControlClientTest, ServerThatNeverAnswers) {
     ScriptedServer server([](const Bytes&) { return Answer{}; });
-    ControlClient client = connectTo(server, impatient);
+    ControlClient client = connectTo(server, shortLimit);
     expectFailure(Trouble::noAnswer, "does not answer", [&] { client.targetName(); });
 }
 
@@ -88,7 +88,7 @@ TEST(ControlClientTest, SecondClientIsLeftWaiting) {
     ScriptedServer server;
     ControlClient first = connectTo(server);
     first.status();
-    ControlClient second = connectTo(server, impatient);
+    ControlClient second = connectTo(server, shortLimit);
     expectFailure(Trouble::noAnswer, "another client", [&] { second.status(); });
     EXPECT_EQ(first.status(), 11);
 }
@@ -101,7 +101,7 @@ TEST(ControlClientTest, ServerThatDiesInMidMessage) {
 
 TEST(ControlClientTest, ServerThatStopsInMidMessage) {
     ScriptedServer server([](const Bytes&) { return Answer{{14, 0, 1, 0, 'A', 'i'}, false}; });
-    ControlClient client = connectTo(server, impatient);
+    ControlClient client = connectTo(server, shortLimit);
     expectFailure(Trouble::noAnswer, "middle of an answer", [&] { client.targetName(); });
 }
 
@@ -205,7 +205,7 @@ TEST(ControlClientTest, RefusalIsToldAndTheConnectionGoesOn) {
 
 TEST(ControlClientTest, ComesFromTheAddressItIsTold) {
     ScriptedServer server;
-    ControlClient client({"127.0.0.1", server.port(), "127.0.0.9"}, {patient, Seconds(0)});
+    ControlClient client({"127.0.0.1", server.port(), "127.0.0.9"}, {longLimit, Seconds(0)});
     EXPECT_EQ(client.localAddress(), "127.0.0.9");
     EXPECT_EQ(client.status(), statusIdle);
 }
@@ -223,7 +223,7 @@ TEST(ControlClientTest, AddressThatIsNotThisMachines) {
 TEST(ControlClientTest, EveryWaitCanBeCancelled) {
     ScriptedServer server([](const Bytes&) { return Answer{}; });
     const UniqueFd cancel(eventfd(0, EFD_CLOEXEC));
-    ControlClient client({"127.0.0.1", server.port(), ""}, {patient, patient, cancel.get()});
+    ControlClient client({"127.0.0.1", server.port(), ""}, {longLimit, longLimit, cancel.get()});
     eventfd_write(cancel.get(), 1);
     expectFailure(Trouble::cancelled, "cancelled", [&] { client.targetName(); });
 }
@@ -232,9 +232,9 @@ TEST(ControlClientTest, LeavingStopsTheReceiverWhateverIsOutstanding) {
     ScriptedServer server([](const Bytes& message) -> Answer {
         return message[1] == 0x20 ? Answer{} : ScriptedServer::properAnswer(message);
     });
-    ControlClient client = connectTo(server, impatient);
+    ControlClient client = connectTo(server, shortLimit);
     expectFailure(Trouble::noAnswer, "does not answer", [&] { client.targetName(); });
-    client.stopAndLeave(patient);
+    client.stopAndLeave(longLimit);
     EXPECT_TRUE(server.waitForStop());
 }
 

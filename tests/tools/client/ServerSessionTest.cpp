@@ -17,7 +17,7 @@ using Kind = ServerSession::Event::Kind;
 
 namespace {
 
-constexpr Seconds patient{60};
+constexpr Seconds longLimit{60};
 const Bytes run{8, 0, 0x18, 0, 0x80, 2, 0, 0};
 const Bytes stop{8, 0, 0x18, 0, 0x80, 1, 0, 0};
 
@@ -33,7 +33,7 @@ public:
     }
     bool wait(Kind kind, unsigned count) {
         std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, patient, [&] {
+        return changed_.wait_for(lock, longLimit, [&] {
             return std::ranges::any_of(
                 events_, [&](const auto& e) { return e.kind == kind && e.count >= count; });
         });
@@ -56,7 +56,7 @@ protected:
     ServerSession::Settings settings(std::uint16_t port) {
         ServerSession::Settings settings;
         settings.endpoint.port = port;
-        settings.timeout = patient;
+        settings.timeout = longLimit;
         settings.firstPause = Seconds(0.01);
         settings.longestPause = Seconds(0.05);
         settings.silence = Seconds(0);
@@ -78,7 +78,7 @@ protected:
 TEST_F(ServerSessionTest, ConnectsAndTellsWhoIsThere) {
     ScriptedServer server;
     ServerSession session(settings(server.port()), observer());
-    EXPECT_EQ(session.settle(patient), "");
+    EXPECT_EQ(session.settle(longLimit), "");
     ASSERT_TRUE(session.facts());
     EXPECT_EQ(session.facts()->name, "AirSpyHF+");
     EXPECT_EQ(session.facts()->localAddress, "127.0.0.1");
@@ -95,7 +95,7 @@ TEST_F(ServerSessionTest, BringsInForceWhatIsWanted) {
     session.setFrequency(7100000);
     session.setSampleRate(48000); // not asked of a server
     session.setRunning(true);
-    EXPECT_EQ(session.settle(patient), "");
+    EXPECT_EQ(session.settle(longLimit), "");
     ASSERT_TRUE(server.waitForRun());
     const auto messages = server.messages();
     const Bytes tune{10, 0, 0x20, 0, 0, 0x60, 0x56, 0x6C, 0, 0};
@@ -109,7 +109,7 @@ TEST_F(ServerSessionTest, TheEndStopsARunningReceiver) {
     {
         ServerSession session(settings(server.port()));
         session.setRunning(true);
-        EXPECT_EQ(session.settle(patient), "");
+        EXPECT_EQ(session.settle(longLimit), "");
     }
     EXPECT_TRUE(server.waitForStop());
 }
@@ -118,7 +118,7 @@ TEST_F(ServerSessionTest, TheEndLeavesAnIdleReceiverAlone) {
     ScriptedServer server;
     {
         ServerSession session(settings(server.port()));
-        EXPECT_EQ(session.settle(patient), "");
+        EXPECT_EQ(session.settle(longLimit), "");
     }
     EXPECT_EQ(countOf(server, stop), 0);
 }
@@ -134,10 +134,10 @@ TEST_F(ServerSessionTest, HubIsAskedForARateAndItsEchoCounts) {
         return {{9, 0, 0xB8, 0, 0, 0x80, 0xBB, 0, 0}, false};     // 48000
     });
     ServerSession session(settings(server.port()));
-    EXPECT_EQ(session.settle(patient), "");
+    EXPECT_EQ(session.settle(longLimit), "");
     EXPECT_EQ(session.facts()->hubRate, 768000U);
     session.setSampleRate(48001);
-    EXPECT_EQ(session.settle(patient), "");
+    EXPECT_EQ(session.settle(longLimit), "");
     EXPECT_EQ(session.facts()->hubRate, 48000U);
     EXPECT_TRUE(server.waitForMessage({9, 0, 0xB8, 0, 0, 0x81, 0xBB, 0, 0}));
 }
@@ -165,7 +165,7 @@ TEST_F(ServerSessionTest, DoesItAllAgainAfterAReconnection) {
     session.setFrequency(7100000);
     session.setRunning(true);
     EXPECT_TRUE(events_.wait(Kind::connected, 2));
-    EXPECT_EQ(session.settle(patient), "");
+    EXPECT_EQ(session.settle(longLimit), "");
     ASSERT_TRUE(server.waitForRun());
     EXPECT_EQ(countOf(server, {10, 0, 0x20, 0, 0, 0x60, 0x56, 0x6C, 0, 0}), 2);
     EXPECT_GE(countOf(server, run), 1);
@@ -181,7 +181,7 @@ TEST_F(ServerSessionTest, TheEndInterruptsAnAnswerThatDoesNotCome) {
         ASSERT_TRUE(server.waitForMessage({4, 0x20, 1, 0}));
         EXPECT_NE(session.settle(Seconds(0.01)).find("does not answer"), std::string::npos);
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, patient);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, longLimit);
 }
 
 // The answer to the frequency never comes; the receiver is stopped nevertheless.
@@ -192,7 +192,7 @@ TEST_F(ServerSessionTest, TheEndStopsTheReceiverEvenInMidQuestion) {
     {
         ServerSession session(settings(server.port()));
         session.setRunning(true);
-        EXPECT_EQ(session.settle(patient), "");
+        EXPECT_EQ(session.settle(longLimit), "");
         session.setFrequency(1);
         ASSERT_TRUE(server.waitForMessage({10, 0, 0x20}));
     }
@@ -226,7 +226,7 @@ TEST_F(ServerSessionTest, OnlyTheLastOfManyWishesCounts) {
     ServerSession session(settings(server.port()));
     for (std::uint32_t hertz = 1; hertz <= 1000; ++hertz)
         session.setFrequency(hertz);
-    EXPECT_EQ(session.settle(patient), "");
+    EXPECT_EQ(session.settle(longLimit), "");
     EXPECT_TRUE(server.waitForMessage({10, 0, 0x20, 0, 0, 0xE8, 0x03, 0, 0, 0}));
     EXPECT_LT(server.messages().size(), 1000U);
 }

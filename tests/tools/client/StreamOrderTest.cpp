@@ -89,19 +89,19 @@ TEST_F(StreamOrderTest, LeavesOutDuplicates) {
     EXPECT_EQ(out(), "0 1 2 3 ");
 }
 
-TEST_F(StreamOrderTest, AGapIsAGapOncePatienceEnds) {
+TEST_F(StreamOrderTest, AGapIsAGapOnceTooManyAreHeldBack) {
     add({0});
-    for (std::size_t count = 0; count < StreamOrder::patience; ++count)
+    for (std::size_t count = 0; count < StreamOrder::mostHeldBack; ++count)
         add({static_cast<std::int64_t>(3 + count)});
     EXPECT_EQ(out(), "0 ");
-    add({static_cast<std::int64_t>(3 + StreamOrder::patience)});
+    add({static_cast<std::int64_t>(3 + StreamOrder::mostHeldBack)});
     EXPECT_EQ(out().substr(0, 14), "0 (1-2) 3 4 5 ");
     EXPECT_EQ(out().substr(out().size() - 6), "66 67 ");
 }
 
-TEST_F(StreamOrderTest, TheSecondGapHasItsOwnPatience) {
+TEST_F(StreamOrderTest, TheSecondGapWaitsAnew) {
     add({0, 2, 4});
-    for (std::size_t count = 0; count < StreamOrder::patience - 1; ++count)
+    for (std::size_t count = 0; count < StreamOrder::mostHeldBack - 1; ++count)
         add({static_cast<std::int64_t>(6 + count)});
     EXPECT_EQ(out(), "0 (1-1) 2 ");
     add({1, 3, 5});

@@ -28,7 +28,7 @@ using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using Answer = ScriptedServer::Answer;
 
-constexpr long patient = 60'000'000; // us
+constexpr long longLimit = 60'000'000; // us
 constexpr double rate = 768000;
 
 // Sample `entry` of datagram `number`: no two neighbours alike.
@@ -88,12 +88,12 @@ protected:
     }
 
     template <typename Sample>
-    int read(std::vector<Sample>& samples, std::size_t pairs, long timeout = patient) {
+    int read(std::vector<Sample>& samples, std::size_t pairs, long timeout = longLimit) {
         samples.assign(2 * pairs, Sample{});
         void* const buffers[] = {samples.data()};
         return device_->readStream(stream_, buffers, pairs, flags_, time_, timeout);
     }
-    int read(std::size_t pairs, long timeout = patient) { return read(samples_, pairs, timeout); }
+    int read(std::size_t pairs, long timeout = longLimit) { return read(samples_, pairs, timeout); }
 
     // Reads datagrams whole, and compares every sample.
     void expectDatagrams(int from, int to) {
@@ -226,9 +226,9 @@ TEST_F(DeviceTest, GivesBuffersWithoutACopy) {
     std::array<std::size_t, 2> handles{};
     std::array<const void*, 2> buffers{};
     for (std::size_t at = 0; at < 2; ++at)
-        ASSERT_EQ(
-            device_->acquireReadBuffer(stream_, handles[at], &buffers[at], flags_, time_, patient),
-            static_cast<int>(mtu));
+        ASSERT_EQ(device_->acquireReadBuffer(stream_, handles[at], &buffers[at], flags_, time_,
+                                             longLimit),
+                  static_cast<int>(mtu));
     EXPECT_NE(handles[0], handles[1]);
     // The second lies behind the first, where both were received to.
     EXPECT_EQ(static_cast<const std::int16_t*>(buffers[0]) + 2 * mtu, buffers[1]);

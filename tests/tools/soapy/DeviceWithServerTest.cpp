@@ -16,7 +16,7 @@
 namespace feedline::test {
 namespace {
 
-constexpr long patient = 60'000'000; // us
+constexpr long longLimit = 60'000'000; // us
 
 class DeviceWithServer : public testing::Test {
 protected:
@@ -51,7 +51,7 @@ protected:
             int flags = 0;
             long long time = 0;
             const int result =
-                device_->readStream(stream_, buffers, pairs - have, flags, time, patient);
+                device_->readStream(stream_, buffers, pairs - have, flags, time, longLimit);
             have = result > 0 ? have + static_cast<std::size_t>(result) : 0;
         }
         EXPECT_EQ(have, pairs);

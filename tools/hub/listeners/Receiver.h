@@ -61,7 +61,7 @@ public:
     [[nodiscard]] Subscription subscribe(Changed changed);
 
     /// Seconds that a listener may take nothing before an output cuts it off.
-    static constexpr double patience = 30;
+    static constexpr double stallLimit = 30;
 
     // For upstream.
 

@@ -6,8 +6,12 @@
 
 namespace feedline::hub {
 
+DatagramQueue::DatagramQueue(std::size_t most)
+    : capacity_(most),
+      bytes_(std::make_unique_for_overwrite<std::uint8_t[]>(most * datagram::size)) {}
+
 void DatagramQueue::restart() {
-    begin_ = end_;
+    begin_ = end_ = 0;
     filled_ = 0;
     number_ = 0;
 }
@@ -21,7 +25,7 @@ void DatagramQueue::skip(std::uint64_t pairs) {
 }
 
 std::size_t DatagramQueue::add(std::span<const std::int16_t> samples) {
-    while (!samples.empty() && waiting() < capacity()) {
+    while (!samples.empty() && waiting() < capacity_) {
         const std::size_t count = std::min(samples.size(), datagram::entries - filled_);
         std::memcpy(slot(end_) + datagram::sampleOffset + filled_ * sizeof(std::int16_t),
                     samples.data(), count * sizeof(std::int16_t));
@@ -43,13 +47,21 @@ void DatagramQueue::finishDatagram() {
 }
 
 std::span<const std::uint8_t> DatagramQueue::front(std::size_t count) const {
-    const std::size_t at = begin_ % capacity();
-    const std::size_t together = std::min({count, waiting(), capacity() - at});
-    return std::span(bytes_).subspan(at * datagram::size, together * datagram::size);
+    const std::size_t at = begin_ % capacity_;
+    const std::size_t together = std::min({count, waiting(), capacity_ - at});
+    return {bytes_.get() + at * datagram::size, together * datagram::size};
 }
 
 void DatagramQueue::pop(std::size_t count) {
     begin_ += std::min(count, waiting());
+    if (waiting() == 0)
+        goToTheFront();
+}
+
+/// An empty queue begins at its front again, so that only as much memory is touched as ever waited.
+void DatagramQueue::goToTheFront() {
+    std::memmove(bytes_.get(), slot(end_), datagram::sampleOffset + filled_ * sizeof(std::int16_t));
+    begin_ = end_ = 0;
 }
 
 } // namespace feedline::hub

@@ -6,8 +6,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
-#include <vector>
 
 namespace feedline::hub {
 
@@ -15,8 +15,9 @@ namespace feedline::hub {
 /// numbers, ready for the wire. Bounded: pairs without room are refused. For one thread.
 class DatagramQueue {
 public:
+    /// Memory is used for as many as ever wait at a time, not for all that may.
     /// @param most  datagrams that may wait
-    explicit DatagramQueue(std::size_t most) : bytes_(most * datagram::size) {}
+    explicit DatagramQueue(std::size_t most);
 
     /// Begins a run: nothing waits, the next number is 0.
     void restart();
@@ -39,12 +40,13 @@ public:
     void pop(std::size_t count);
 
 private:
-    std::size_t capacity() const { return bytes_.size() / datagram::size; }
-    std::uint8_t* slot(std::size_t at) { return bytes_.data() + at % capacity() * datagram::size; }
+    std::uint8_t* slot(std::size_t at) { return bytes_.get() + at % capacity_ * datagram::size; }
     void finishDatagram();
+    void goToTheFront();
 
-    std::vector<std::uint8_t> bytes_;
-    std::size_t begin_ = 0;  ///< first waiting datagram, counted from the beginning of time
+    std::size_t capacity_; ///< datagrams
+    std::unique_ptr<std::uint8_t[]> bytes_;
+    std::size_t begin_ = 0;  ///< first waiting datagram, counted since the queue was last empty
     std::size_t end_ = 0;    ///< the one that is being filled
     std::size_t filled_ = 0; ///< entries in it
     std::uint16_t number_ = 0;

@@ -22,7 +22,7 @@ constexpr std::size_t pairsAtATime = 4096;
 
 Session::Session(Tcp::socket socket, Receiver& receiver, std::shared_ptr<Destinations> destinations)
     : receiver_(receiver), destinations_(std::move(destinations)),
-      connection_(std::move(socket), mostAnswers, Receiver::patience),
+      connection_(std::move(socket), mostAnswers, Receiver::stallLimit),
       address_(connection_.peerAddress()), tick_(connection_.executor()),
       framer_([this](std::span<const std::uint8_t> message) { return handle(message); }),
       queue_(mostDatagrams) {}

@@ -28,7 +28,7 @@ constexpr std::int32_t mostCorrection = 1000;
 } // namespace
 
 RtlTcpSession::RtlTcpSession(Connection::Socket socket, Receiver& receiver)
-    : receiver_(receiver), connection_(std::move(socket), mostWaiting, Receiver::patience) {}
+    : receiver_(receiver), connection_(std::move(socket), mostWaiting, Receiver::stallLimit) {}
 
 void RtlTcpSession::begin() {
     const std::weak_ptr<RtlTcpSession> weak = weak_from_this();

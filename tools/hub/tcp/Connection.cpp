@@ -23,9 +23,9 @@ std::string reason(const error_code& error) {
 
 } // namespace
 
-Connection::Connection(Socket socket, std::size_t mostWaiting, double patience)
+Connection::Connection(Socket socket, std::size_t mostWaiting, double stallLimit)
     : socket_(std::move(socket)), watch_(socket_.get_executor()), mostWaiting_(mostWaiting),
-      patience_(patience) {
+      stallLimit_(stallLimit) {
     // A peer that has gone already has no address; reading finds that out.
     error_code gone;
     peer_ = socket_.remote_endpoint(gone);
@@ -92,7 +92,7 @@ void Connection::sendNext() {
 void Connection::watch() {
     const bool waited = waiting_ != 0;
     takenAtLastLook_ = taken_;
-    watch_.expires_after(milliseconds(patience_));
+    watch_.expires_after(milliseconds(stallLimit_));
     watch_.async_wait([this, owner = owner_.lock(), waited](const error_code& error) {
         if (error || ended_)
             return;

@@ -31,8 +31,8 @@ public:
     };
 
     /// @param mostWaiting  bytes that may wait to be sent
-    /// @param patience     seconds in which a peer must take something that waits for it
-    Connection(Socket socket, std::size_t mostWaiting, double patience);
+    /// @param stallLimit   seconds in which a peer must take something that waits for it
+    Connection(Socket socket, std::size_t mostWaiting, double stallLimit);
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
@@ -60,7 +60,7 @@ private:
     boost::asio::ip::address local_;
     boost::asio::steady_timer watch_;
     std::size_t mostWaiting_;
-    double patience_;
+    double stallLimit_;
     Handlers handlers_;
     std::array<std::uint8_t, 4096> incoming_{};
     std::deque<Bytes> outgoing_; ///< the first one is on its way

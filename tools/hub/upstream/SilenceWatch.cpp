@@ -34,7 +34,7 @@ SilenceWatch::Step SilenceWatch::look(Clock::time_point now, Clock::time_point l
 SilenceWatch::Step SilenceWatch::begin(Clock::time_point heard) {
     began_ = heard;
     nextStep_ = heard;
-    pause_ = commandPatience;
+    pause_ = commandLimit;
     revived_ = false;
     return Step::began;
 }
@@ -44,11 +44,11 @@ SilenceWatch::Step SilenceWatch::next(Clock::time_point now) {
         return Step::none;
     revived_ = !revived_;
     if (revived_) {
-        nextStep_ = now + patience;
+        nextStep_ = now + restartLimit;
         return Step::stopAndRun;
     }
     nextStep_ = now + pause_;
-    pause_ = std::min(2 * pause_, longestPatience);
+    pause_ = std::min(2 * pause_, longestCommandLimit);
     return Step::command;
 }
 

@@ -14,9 +14,9 @@ class SilenceWatch {
 public:
     /// Nothing for so long is a silence. With the rounds in which it is looked at, well within 2 s.
     static constexpr std::chrono::milliseconds limit{1200};
-    static constexpr std::chrono::seconds patience{2};         ///< for stop and run to work
-    static constexpr std::chrono::seconds commandPatience{10}; ///< for the command to work
-    static constexpr std::chrono::seconds longestPatience{300};
+    static constexpr std::chrono::seconds restartLimit{2};  ///< for stop and run to work
+    static constexpr std::chrono::seconds commandLimit{10}; ///< for the command to work
+    static constexpr std::chrono::seconds longestCommandLimit{300};
 
     enum class Step { none, began, stopAndRun, command, ended };
 
@@ -40,7 +40,7 @@ private:
     std::optional<Clock::time_point> began_;
     Clock::time_point nextStep_;
     Clock::duration length_{};
-    std::chrono::seconds pause_{commandPatience};
+    std::chrono::seconds pause_{commandLimit};
     bool revived_ = false; ///< stop and run have been tried in this round
 };
 

@@ -99,7 +99,7 @@ void Upstream::serve() {
     client_.emplace(client::Endpoint{.host = configuration_.serverHost,
                                      .port = configuration_.serverPort,
                                      .bind = {}},
-                    client::Patience{.timeout = answerLimit, .cancel = end_.get()});
+                    client::TimeLimits{.timeout = answerLimit, .cancel = end_.get()});
     greet();
     while (!ending_)
         round();

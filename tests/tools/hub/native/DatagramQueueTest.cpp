@@ -52,12 +52,26 @@ TEST(DatagramQueue, ALossOfAFewPairsStillShows) {
 
 TEST(DatagramQueue, GivesWhatLiesTogether) {
     DatagramQueue queue(4);
-    queue.add(std::vector<std::int16_t>(3 * datagram::entries));
+    queue.add(std::vector<std::int16_t>(4 * datagram::entries));
     queue.pop(3);
-    queue.add(std::vector<std::int16_t>(3 * datagram::entries));
+    queue.add(std::vector<std::int16_t>(2 * datagram::entries));
     EXPECT_EQ(queue.front(3).size(), 1 * datagram::size);
     queue.pop(1);
     EXPECT_EQ(queue.front(3).size(), 2 * datagram::size);
+}
+
+TEST(DatagramQueue, KeepsWhatFillsNoDatagramYetWhenItEmpties) {
+    DatagramQueue queue(4);
+    std::vector<std::int16_t> samples(datagram::entries + 2);
+    samples[datagram::entries] = 0x0102;
+    samples[datagram::entries + 1] = 0x0304;
+    queue.add(samples);
+    queue.pop(1);
+    queue.add(std::vector<std::int16_t>(datagram::entries - 2));
+    const auto datagram = queue.front(1);
+    ASSERT_EQ(datagram.size(), datagram::size);
+    EXPECT_EQ(datagram[datagram::sampleOffset], 0x02);
+    EXPECT_EQ(datagram[datagram::sampleOffset + 3], 0x03);
 }
 
 TEST(Pace, SpreadsABurstOverTheTimeUntilTheNext) {

@@ -21,7 +21,7 @@ const windowLength = 1; // s over which the least is taken
 const windows = 4; // of them are remembered
 const mostCorrection = 0.004; // of the speed: 7 cents, which nobody hears
 const correctionPerSecond = 0.06; // of slack too much
-const startPatience = 2500; // ms that a browser may take to begin
+const startLimit = 2500; // ms that a browser may take to begin
 const opusLookAhead = 0.0065; // s that the codec's transform needs
 const longestGap = 10; // frames that silence stands for
 
@@ -150,7 +150,7 @@ export class Player {
         const { context } = this;
         const from = context.currentTime;
         context.resume();
-        for (const until = performance.now() + startPatience; performance.now() < until;) {
+        for (const until = performance.now() + startLimit; performance.now() < until;) {
             await new Promise(resolve => setTimeout(resolve, 20));
             if (context.state === "running" && context.currentTime > from)
                 return true;

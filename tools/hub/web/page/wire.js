@@ -29,7 +29,7 @@ export function readFrame(buffer) {
 const shortestPause = 500; // ms
 const longestPause = 5000; // ms
 const pingPeriod = 2000; // ms
-const patience = 7000; // ms without any message: the connection is dead
+const silenceLimit = 7000; // ms without any message: the connection is dead
 
 /**
  * Connects, and connects again whenever the connection is lost. Handlers: opened(), words(message) for JSON, frame(frame),
@@ -97,7 +97,7 @@ export class Wire {
     }
 
     #watch() {
-        if (this.socket.readyState === WebSocket.OPEN && performance.now() - this.heard > patience)
+        if (this.socket.readyState === WebSocket.OPEN && performance.now() - this.heard > silenceLimit)
             this.connect();
         else
             this.send({ type: "ping", at: performance.now() });

@@ -17,7 +17,7 @@ namespace http = beast::http;
 using boost::system::error_code;
 
 constexpr std::uint32_t longestHeader = 8192; // bytes
-constexpr auto patience = std::chrono::seconds(15);
+constexpr auto idleLimit = std::chrono::seconds(15);
 
 } // namespace
 
@@ -32,7 +32,7 @@ void HttpSession::read() {
     parser_.emplace();
     parser_->header_limit(longestHeader);
     parser_->body_limit(0);
-    stream_.expires_after(patience);
+    stream_.expires_after(idleLimit);
     http::async_read(stream_, received_, *parser_,
                      [self = shared_from_this()](const error_code& error, std::size_t) {
                          if (error)
@@ -67,7 +67,7 @@ void HttpSession::upgrade(const Asking& asking) {
 
 void HttpSession::send(Response response) {
     response_ = std::move(response);
-    stream_.expires_after(patience);
+    stream_.expires_after(idleLimit);
     http::async_write(stream_, response_,
                       [self = shared_from_this()](const error_code& error, std::size_t) {
                           if (error || !self->response_.keep_alive())

@@ -222,7 +222,7 @@ void Visit::tell(const std::shared_ptr<const Overview>& overview) {
     if (!listener_ || ending_)
         return;
     if (stalled())
-        return fail("nothing taken for " + std::to_string(static_cast<int>(Receiver::patience)) +
+        return fail("nothing taken for " + std::to_string(static_cast<int>(Receiver::stallLimit)) +
                     " s");
     Standing standing;
     standing.number = listener_->number();
@@ -238,7 +238,7 @@ void Visit::tell(const std::shared_ptr<const Overview>& overview) {
 }
 
 bool Visit::stalled() const {
-    return sendingNow_ && since(sendingSince_) > Receiver::patience;
+    return sendingNow_ && since(sendingSince_) > Receiver::stallLimit;
 }
 
 void Visit::say(std::string words) {

@@ -8,7 +8,7 @@ namespace feedline::hub::web {
 namespace {
 
 constexpr double hysteresis = 3; // dB
-constexpr double patience = 0.2; // s
+constexpr double hangTime = 0.2; // s
 constexpr double fade = 0.005;   // s
 
 } // namespace
@@ -19,7 +19,7 @@ void Squelch::judge(double level, std::size_t samples) {
         below_ = 0;
     } else if (level < *level_ - hysteresis) {
         below_ += samples;
-        open_ = open_ && static_cast<double>(below_) < patience * rate_;
+        open_ = open_ && static_cast<double>(below_) < hangTime * rate_;
     }
 }
 
