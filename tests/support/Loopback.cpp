@@ -86,16 +86,28 @@ bool listening(std::uint16_t port) {
     return connectToLoopback(makeSocket(SOCK_STREAM).get(), port);
 }
 
-ReservedPort::ReservedPort() {
+ReservedPort::ReservedPort(std::uint16_t count) {
     for (int attempt = 0; attempt < 100; ++attempt) {
-        socket_ = makeSocket(SOCK_STREAM);
-        if (!bindForReuse(socket_.get(), 0))
-            break;
-        number_ = portOf(socket_.get());
-        if (bindToLoopback(makeSocket(SOCK_DGRAM).get(), number_))
+        sockets_.clear();
+        if (!reserve(0))
+            continue;
+        number_ = portOf(sockets_.front().get());
+        std::uint16_t more = 1;
+        while (more < count && reserve(static_cast<std::uint16_t>(number_ + more)))
+            ++more;
+        if (more == count)
             return;
     }
     throw std::runtime_error("no port is free for TCP and UDP");
+}
+
+bool ReservedPort::reserve(std::uint16_t port) {
+    OwnedDescriptor socket = makeSocket(SOCK_STREAM);
+    if (!bindForReuse(socket.get(), port) ||
+        !bindToLoopback(makeSocket(SOCK_DGRAM).get(), portOf(socket.get())))
+        return false;
+    sockets_.push_back(std::move(socket));
+    return true;
 }
 
 OwnedDescriptor listenOn(std::uint16_t port) {

@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace feedline::test {
 
@@ -54,12 +55,15 @@ bool listening(std::uint16_t port);
 /// made, the UDP port of the same number is free too.
 class ReservedPort {
 public:
-    ReservedPort();
+    /// @param count  ports side by side, of which `number` is the first
+    explicit ReservedPort(std::uint16_t count = 1);
     std::uint16_t number() const { return number_; }
     std::string text() const { return std::to_string(number_); }
 
 private:
-    OwnedDescriptor socket_;
+    bool reserve(std::uint16_t port);
+
+    std::vector<OwnedDescriptor> sockets_;
     std::uint16_t number_ = 0;
 };
 
