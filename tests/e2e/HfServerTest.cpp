@@ -45,7 +45,8 @@ TEST_F(HfServer, TheNextClientGetsTheWholeBacklogFirstNumberedFromZero) {
 
 TEST_F(HfServer, EveryLineOfASession) {
     const std::string portLine = "portToUse " + std::to_string(server.port());
-    const std::string accepted = "TCPThread Connection accepted [0-9]+  100007f  127\\.0\\.0\\.1\r";
+    const std::string accepted =
+        "TCPThread Connection accepted [0-9]+  " + loopbackAsNumber() + "  127\\.0\\.0\\.1\r";
     const std::string listens = "TCPThread Socket created\nTCPThread bind done\n"
                                 "TCPThread Waiting for incoming connections\\.\\.\\.\n";
     {

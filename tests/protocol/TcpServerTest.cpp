@@ -212,8 +212,8 @@ const Line disconnected = printed("TCPThread Client disconnected\n");
 const Line acceptFailed = printed("TCPThread accept failed client_sock = -1 \r\n");
 
 Line accepted(int descriptor) {
-    return printed("TCPThread Connection accepted " + std::to_string(descriptor) +
-                   "  100007f  127.0.0.1\r");
+    return printed("TCPThread Connection accepted " + std::to_string(descriptor) + "  " +
+                   test::loopbackAsNumber() + "  127.0.0.1\r");
 }
 
 /// The lines of the UDP thread stand anywhere between the others.

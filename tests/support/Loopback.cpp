@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sstream>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <system_error>
@@ -108,6 +109,12 @@ bool ReservedPort::reserve(std::uint16_t port) {
         return false;
     sockets_.push_back(std::move(socket));
     return true;
+}
+
+std::string loopbackAsNumber() {
+    std::ostringstream number;
+    number << std::hex << htonl(INADDR_LOOPBACK);
+    return number.str();
 }
 
 OwnedDescriptor listenOn(std::uint16_t port) {

@@ -67,6 +67,10 @@ private:
     std::uint16_t number_ = 0;
 };
 
+/// The loopback address as `%x` prints it from a socket's address, which holds it in the network's
+/// order: 100007f, and 7f000001 where that is the host's order, too.
+std::string loopbackAsNumber();
+
 /// A listener on a port that this test has reserved: the server of a test's own, or another program
 /// that has the port while this lives.
 OwnedDescriptor listenOn(std::uint16_t port);
