@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <cstring>
 #include <numeric>
+#include <string>
 #include <sys/mman.h>
 #include <unistd.h>
 #include <vector>
@@ -24,6 +25,14 @@ int mappingsAskedFor = 0;
 bool refuseMappings = false;
 bool refuseLargePages = false;
 int adviceBeforeAnyPage = -1;
+std::size_t pageSize = 0; ///< the machine's own when 0
+
+/// The beginning of a page of `pageSize` bytes within `room` that no larger page begins at.
+void* pageWithin(char* room) {
+    const auto address = reinterpret_cast<std::uintptr_t>(room);
+    const std::uintptr_t large = (address + 2 * pageSize - 1) / (2 * pageSize) * (2 * pageSize);
+    return room + (large + pageSize - address);
+}
 } // namespace
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the linker gives these names.
@@ -34,6 +43,9 @@ extern "C" void* __wrap_mmap(void* at, size_t length, int protection, int flags,
     if (length != feedline::ringBytes)
         return __real_mmap(at, length, protection, flags, descriptor, offset);
     ++mappingsAskedFor;
+    if (pageSize != 0)
+        return pageWithin(static_cast<char*>(
+            __real_mmap(at, length + 3 * pageSize, protection, flags, descriptor, offset)));
     if (!refuseMappings)
         return __real_mmap(at, length, protection, flags, descriptor, offset);
     errno = ENOMEM;
@@ -97,6 +109,7 @@ public:
     ~SampleRing() override {
         refuseMappings = false;
         refuseLargePages = false;
+        pageSize = 0;
         test::resetRunTimeState();
     }
 
@@ -170,6 +183,31 @@ TEST_F(SampleRing, IsPopulatedWithoutLargePages) {
     EXPECT_EQ(test::ringPagesInMemory(), test::ringPages());
     EXPECT_THAT(test::recordedLines(), IsEmpty());
 }
+
+/// Pages of another size than this machine's: the ring begins where they allow and no better.
+class SampleRingPages : public SampleRing, public ::testing::WithParamInterface<std::size_t> {};
+
+TEST_P(SampleRingPages, OfEverySizeAreWhollyTheRings) {
+    if (GetParam() < static_cast<std::size_t>(::sysconf(_SC_PAGESIZE)))
+        GTEST_SKIP() << "this machine's pages are larger";
+    pageSize = GetParam();
+    EXPECT_EQ(ringBytes % pageSize, 0U);
+    ASSERT_TRUE(makeSampleRing());
+    ASSERT_EQ(reinterpret_cast<std::uintptr_t>(sampleRing.load()) % (2 * pageSize), pageSize);
+    populateSampleRing();
+    EXPECT_EQ(adviceBeforeAnyPage, MADV_HUGEPAGE);
+    EXPECT_EQ(test::ringPagesInMemory(), test::ringPages());
+    ringReadIndex = ringEntries - sliceEntries;
+    ringWriteIndex = 0;
+    test::storeEntry(ringEntries - 1, -77);
+    std::array<std::int16_t, sliceEntries> slice{};
+    EXPECT_TRUE(takeSlice(reinterpret_cast<std::uint8_t*>(slice.data())));
+    EXPECT_EQ(slice.back(), -77);
+}
+
+INSTANTIATE_TEST_SUITE_P(Kibibytes, SampleRingPages,
+                         ::testing::Values(0x1000U, 0x4000U, 0x10000U, 0x200000U),
+                         [](const auto& size) { return std::to_string(size.param / 1024); });
 
 TEST_F(SampleRing, IsMadeOnceAndThenKeptWithItsIndicesAndContent) {
     ASSERT_TRUE(makeSampleRing());
