@@ -16,6 +16,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -37,6 +38,9 @@ const Bytes tune{10, 0, 0x20, 0, 0, 0x40, 0x42, 0x0F, 0, 0};
 
 /// What the allocator keeps at hand for each thread counts as used, and comes and goes.
 constexpr std::size_t breath = 16384; // bytes
+
+/// For one client that connects, runs, asks, tunes and leaves, without the prefixes of the lines.
+constexpr std::size_t roomInTheLog = 1024; // bytes
 
 constexpr std::uint64_t warmUp = 30; ///< cycles until every vector has the size it needs
 
@@ -60,6 +64,13 @@ std::size_t serverThreads() {
         count += name == "TCPThread" || name == "UDPThread" ? 1 : 0;
     }
     return count;
+}
+
+std::size_t recordedBytes() {
+    std::size_t bytes = 0;
+    for (const auto& line : recordedLines())
+        bytes += line.text.size() + 1;
+    return bytes;
 }
 
 class LifeCycle : public ::testing::Test {
@@ -123,6 +134,9 @@ protected:
         ASSERT_TRUE(server.mainThread.waitAndRunTasks());
         ASSERT_EQ(tcpStatus, tcpDisconnected);
         ASSERT_TRUE(waitForLine(printed("UDPThread exit\n")));
+        const std::size_t bytes = recordedBytes(); // since the client before came to this point
+        mostOfAClient_ = std::max(mostOfAClient_, bytes);
+        ofAllClients_ += bytes;
         clearRecordedLines();
         vendors().calls.clear();
         server.mainThread.advance(5s);
@@ -141,6 +155,8 @@ protected:
     ReservedPort port;
     Server& server = Server::make();
     const std::size_t before_ = openDescriptors();
+    std::size_t mostOfAClient_ = 0; ///< bytes of what was logged and printed
+    std::size_t ofAllClients_ = 0;
 
 private:
     bool listening_ = false;
@@ -160,9 +176,12 @@ TEST_F(LifeCycle, CostsOneDatagramSocketARunOfTheSenderAndNothingElse) {
     }
     ASSERT_TRUE(holdsWhatItShould(warmUp + cycles)) << openDescriptors() - before_;
     const auto grown = static_cast<long long>(mallinfo2().uordblks) - static_cast<long long>(bytes);
-    std::printf("%llu cycles: as many descriptors, %lld bytes of heap\n",
-                static_cast<unsigned long long>(cycles), grown);
+    std::printf("%llu cycles: as many descriptors, %lld bytes of heap, %llu bytes of log each, %zu "
+                "at most\n",
+                static_cast<unsigned long long>(cycles), grown,
+                static_cast<unsigned long long>(ofAllClients_ / (warmUp + cycles)), mostOfAClient_);
     EXPECT_LT(grown, static_cast<long long>(breath));
+    EXPECT_LT(mostOfAClient_, roomInTheLog);
     EXPECT_EQ(server.alert.shown().size(), 0U);
 }
 
