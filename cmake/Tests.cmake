@@ -44,3 +44,15 @@ function(feedline_test name)
   endif()
   gtest_discover_tests(${target} TEST_PREFIX "${folder}." PROPERTIES ${properties} DISCOVERY_TIMEOUT 60)
 endfunction()
+
+# feedline_tested_program(<variable> <program>): where a program is that tests run, on the machine that they run on. A cross
+# build finds it in the root of that machine.
+function(feedline_tested_program variable program)
+  if(CMAKE_CROSSCOMPILING)
+    find_program(${variable} ${program} PATHS ${CMAKE_SYSROOT}/usr/bin NO_DEFAULT_PATH)
+    string(REPLACE "${CMAKE_SYSROOT}" "" path "${${variable}}")
+    set(${variable} "${path}" PARENT_SCOPE)
+  else()
+    find_program(${variable} ${program})
+  endif()
+endfunction()
