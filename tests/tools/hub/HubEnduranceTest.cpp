@@ -2,7 +2,9 @@
 // Twenty visitors that come, go, stall and send rubbish, at the native port, at rtl_tcp's and at
 // the web's; and two listeners that do nothing of the kind, and must not notice.
 //
-// Ten seconds of it; FEEDLINE_ENDURANCE_SECONDS says otherwise.
+// Ten seconds of it, a visit behind the other; FEEDLINE_ENDURANCE_SECONDS says otherwise, and
+// FEEDLINE_ENDURANCE_PAUSE how many milliseconds a visitor stays away at most, so that a long run
+// leaves room for other work.
 
 #include "HubProcess.h"
 #include "ScriptedServer.h"
@@ -32,6 +34,11 @@ using std::chrono::milliseconds;
 std::chrono::seconds duration() {
     const char* const asked = std::getenv("FEEDLINE_ENDURANCE_SECONDS");
     return std::chrono::seconds(asked == nullptr ? 10 : std::atoi(asked));
+}
+
+unsigned longestPause() {
+    const char* const asked = std::getenv("FEEDLINE_ENDURANCE_PAUSE");
+    return asked == nullptr ? 1 : static_cast<unsigned>(std::atoi(asked));
 }
 
 long residentKilobytes(pid_t process) {
@@ -97,11 +104,12 @@ public:
         }
     }
 
+    void rest(unsigned most) { std::this_thread::sleep_for(milliseconds(pick(most))); }
+
 private:
     unsigned pick(unsigned count) {
         return std::uniform_int_distribution<unsigned>(0, count - 1)(random_);
     }
-    void rest(unsigned most) { std::this_thread::sleep_for(milliseconds(pick(most))); }
 
     // Runs, tunes and changes its rate, hears nothing of it, and leaves without a word.
     void listen() {
@@ -165,6 +173,7 @@ TEST(HubEndurance, LetsNobodyNoticeWhatOthersDo) {
             Visitor visitor(hub, number);
             while (!ending) {
                 visitor.visit();
+                visitor.rest(longestPause());
                 ++visits;
             }
         });
