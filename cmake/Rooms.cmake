@@ -23,12 +23,13 @@ function(feedline_room room)
   if(arg_SOURCES)
     add_library(feedline_${room}_objects OBJECT ${arg_SOURCES})
     target_link_libraries(feedline_${room}_objects PRIVATE feedline_${room})
-    feedline_warnings(feedline_${room}_objects)
+    feedline_build_options(feedline_${room}_objects)
   endif()
 endfunction()
 
-# feedline_warnings(<target>): every target of the house is given to this once.
-function(feedline_warnings target)
+# feedline_build_options(<target>): every target of the house is given to this once, for the warnings and, where there is
+# one, the precompiled header of its folder.
+function(feedline_build_options target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic)
   feedline_reuse_precompiled(${target})
 endfunction()
