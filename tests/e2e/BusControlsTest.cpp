@@ -355,8 +355,8 @@ struct BusControlsWhileStreaming : ::testing::Test {
     }
 };
 
-TEST_F(BusControlsWhileStreaming, TenThousandCallsLeaveNoGap) {
-    const int calls = sanitized ? 1000 : 10000;
+TEST_F(BusControlsWhileStreaming, ThousandsOfCallsLeaveNoGap) {
+    constexpr int calls = 4000;
     const auto begin = std::chrono::steady_clock::now();
     for (int i = 0; i < calls / 4; ++i) {
         ASSERT_EQ(controlled.caller.set("LnaGain", i % 15), "");
@@ -382,7 +382,7 @@ TEST_F(BusControlsWhileStreaming, CallsThatNobodyWaitsForAreAllAnswered) {
 }
 
 TEST_F(BusControlsWhileStreaming, TwoCallersAtOnceDoNotDisturbOneAnother) {
-    const int rounds = sanitized ? 50 : 500;
+    constexpr int rounds = 200;
     std::thread other([&] {
         BusCaller second(controlled.bus.address());
         for (int i = 0; i < rounds; ++i) {

@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <map>
 #include <random>
 #include <thread>
 
@@ -32,6 +33,15 @@ struct ProgramLife : ::testing::Test {
     ServerProcess::Launch launch(int type, const std::string& devices,
                                  Program program = Program::feedlined) const {
         return {program, {port, type, "127.0.0.1"}, {{"FEEDLINE_EMULATOR_DEVICES", devices}}};
+    }
+
+    /// How many microseconds the program takes until it waits for a client.
+    int startOf(Program program) const {
+        const auto begin = std::chrono::steady_clock::now();
+        ServerProcess server(launch(noReceiver, "none", program));
+        EXPECT_TRUE(server.output.waitFor("Waiting for incoming connections...\n"));
+        const auto taken = std::chrono::steady_clock::now() - begin;
+        return static_cast<int>(taken / 1us);
     }
 };
 
@@ -164,12 +174,14 @@ TEST_F(ProgramLife, SignalsEndItWhileItWaitsToListenAgain) {
 // instruction on; the program takes them when it gets to it.
 TEST_F(ProgramLife, SignalsAtAnyMomentOfTheStartLoseNothing) {
     std::mt19937 generator{4711};
-    std::uniform_int_distribution<int> microseconds(0, sanitized ? 300000 : 30000);
+    const std::map<Program, int> starts{{Program::feedlined, startOf(Program::feedlined)},
+                                        {Program::feedline, startOf(Program::feedline)}};
     for (int i = 0; i < 30; ++i) {
-        auto start =
-            launch(noReceiver, "none", i % 3 == 2 ? Program::feedline : Program::feedlined);
+        const Program program = i % 3 == 2 ? Program::feedline : Program::feedlined;
+        auto start = launch(noReceiver, "none", program);
         start.signalsBlocked = true;
         ServerProcess server(start);
+        std::uniform_int_distribution<int> microseconds(0, starts.at(program));
         const std::chrono::microseconds delay(microseconds(generator));
         std::this_thread::sleep_for(delay); // Any moment will do.
         EXPECT_EQ(server.end(i % 2 == 0 ? SIGTERM : SIGINT,

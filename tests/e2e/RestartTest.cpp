@@ -200,7 +200,7 @@ TEST_P(AnyOrder, NeitherCrashesNorHangs) {
         [](Attached& a) { a.moveGains(); },    [](Attached& a) { a.tick(); },
     };
     std::uniform_int_distribution<std::size_t> any(0, actions.size() - 1);
-    for (int i = 0; i < (sanitized ? 20 : 60) && !HasFatalFailure(); ++i)
+    for (int i = 0; i < 40 && !HasFatalFailure(); ++i)
         actions[any(generator)](attached);
     attached.ask({0x09, 0x00, 0xB8, 0x00, 0x00, 0x00, 0xB8, 0x0B, 0x00});
 }

@@ -20,9 +20,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <malloc.h>
 #include <sys/resource.h>
 #include <thread>
 
@@ -55,15 +52,8 @@ private:
     std::string text_;
 };
 
-/// By their names: a sanitizer may have threads of its own.
 std::size_t serverThreads() {
-    std::size_t count = 0;
-    for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
-        std::string name;
-        std::getline(std::ifstream(task.path() / "comm"), name);
-        count += name == "TCPThread" || name == "UDPThread" ? 1 : 0;
-    }
-    return count;
+    return threadsNamed("TCPThread") + threadsNamed("UDPThread");
 }
 
 std::size_t recordedBytes() {
@@ -171,11 +161,11 @@ TEST_F(LifeCycle, CostsOneDatagramSocketARunOfTheSenderAndNothingElse) {
         ASSERT_FALSE(HasFatalFailure()) << "cycle " << n;
         if (n + 1 == warmUp) {
             ASSERT_TRUE(holdsWhatItShould(warmUp)) << openDescriptors() - before_;
-            bytes = mallinfo2().uordblks;
+            bytes = heapInUse();
         }
     }
     ASSERT_TRUE(holdsWhatItShould(warmUp + cycles)) << openDescriptors() - before_;
-    const auto grown = static_cast<long long>(mallinfo2().uordblks) - static_cast<long long>(bytes);
+    const auto grown = static_cast<long long>(heapInUse()) - static_cast<long long>(bytes);
     std::printf("%llu cycles: as many descriptors, %lld bytes of heap, %llu bytes of log each, %zu "
                 "at most\n",
                 static_cast<unsigned long long>(cycles), grown,
@@ -191,12 +181,12 @@ TEST_F(LifeCycle, ReinitialisationCostsOneRateList) {
     constexpr int times = 10000;
     for (int n = 0; n < times + 10; ++n) {
         if (n == 10)
-            before = mallinfo2().uordblks;
+            before = heapInUse();
         EXPECT_EQ(server.delegate.doDeviceInit(), 0);
         vendors().calls.clear();
         clearRecordedLines();
     }
-    const std::size_t grown = mallinfo2().uordblks - before;
+    const std::size_t grown = heapInUse() - before;
     // Two rates of four bytes, and a list's node of a pointer and a vector: two of the allocator's
     // smallest pieces.
     EXPECT_LE(grown, std::size_t{times} * (32 + 48) + breath);

@@ -89,8 +89,4 @@ private:
     std::optional<int> status_;
 };
 
-/// In sanitizer builds, where everything is slower by an order of magnitude, tests leave out or
-/// shorten what measures.
-constexpr bool sanitized = FEEDLINE_SANITIZED != 0;
-
 } // namespace feedline::test

@@ -54,7 +54,7 @@ protected:
             .environment = {{"FEEDLINE_EMULATOR_DEVICES", GetParam().device},
                             {"FEEDLINE_EMULATOR_SCENE", folder_.file("scene")},
                             // Slow enough to be followed when every access is checked.
-                            {"FEEDLINE_EMULATOR_SPEED", sanitized ? "0.1" : "1"}}});
+                            {"FEEDLINE_EMULATOR_SPEED", "0.1"}}});
     }
 
     std::string address() const { return "127.0.0.1:" + std::to_string(port_); }
