@@ -191,6 +191,9 @@ protected:
         ASSERT_EQ(client.ask(setFrequency(centre)), setFrequency(centre));
         ASSERT_EQ(client.ask(setState(runState)), setState(runState));
     }
+    static void stop(const ControlConnection& client) {
+        EXPECT_EQ(client.ask(setState(stopState)), setState(stopState));
+    }
     bool waitForMore() const {
         return server.datagrams.waitForDatagrams(server.datagrams.counts().datagrams + 300);
     }
@@ -227,7 +230,7 @@ TEST_P(ReceiverFault, ARefusedStartIsLoggedAndSaysRunning) {
     EXPECT_EQ(tail(server.process, 1).front(), fault.startError);
     expectAnswers(client, running);
     // Stopped and asked once more, it obeys.
-    EXPECT_EQ(client.ask(setState(stopState)), setState(stopState));
+    stop(client);
     expectStream(client);
     expectGoodEnd(server, "after a refused start");
 }
@@ -236,7 +239,7 @@ TEST_P(ReceiverFault, ARefusedStopIsLoggedAndSaysIdle) {
     const ControlConnection client(server.port());
     expectStream(client);
     command("fail", "request:1 io always");
-    EXPECT_EQ(client.ask(setState(stopState)), setState(stopState));
+    stop(client);
     EXPECT_EQ(tail(server.process, 1).front(), fault.startError);
     expectAnswers(client, idle);
     expectGoodEnd(server, "after a refused stop");
@@ -260,11 +263,11 @@ TEST_P(ReceiverFault, PulledOutWhileIdle) {
     EXPECT_EQ(client.ask(setState(runState)), setState(runState));
     EXPECT_EQ(tail(server.process, 1).front(), fault.startError);
     expectAnswers(client, running);
-    EXPECT_EQ(client.ask(setState(stopState)), setState(stopState));
+    stop(client);
     EXPECT_EQ(client.ask(setFrequency(centre)), setFrequency(centre));
     command("plug");
     EXPECT_EQ(client.ask(setState(runState)), setState(runState));
-    EXPECT_EQ(client.ask(setState(stopState)), setState(stopState));
+    stop(client);
     expectGoodEnd(server, "pulled out while idle");
 }
 
@@ -275,7 +278,7 @@ TEST_P(ReceiverFault, PulledOutWhileStreaming) {
     EXPECT_TRUE(server.datagrams.waitForSilence(500ms));
     expectAnswers(client, running);
     command("plug");
-    EXPECT_EQ(client.ask(setState(stopState)), setState(stopState));
+    stop(client);
     expectAnswers(client, idle);
     EXPECT_EQ(client.ask(setState(runState)), setState(runState));
     expectAnswers(client, running);
@@ -302,7 +305,7 @@ TEST_P(ReceiverFault, PulledOutWhileStarting) {
     EXPECT_EQ(client.receive(), setState(runState));
     EXPECT_EQ(tail(server.process, 1).front(), fault.startError);
     expectAnswers(client, running);
-    EXPECT_EQ(client.ask(setState(stopState)), setState(stopState));
+    stop(client);
     expectAnswers(client, idle);
     expectGoodEnd(server, "pulled out while starting");
 }
@@ -341,7 +344,7 @@ TEST_P(ReceiverFault, AStallEndsTheStreamAndNothingElse) {
     EXPECT_TRUE(server.datagrams.waitForSilence(500ms));
     expectAnswers(client, running);
     command("reset");
-    EXPECT_EQ(client.ask(setState(stopState)), setState(stopState));
+    stop(client);
     EXPECT_EQ(client.ask(setState(runState)), setState(runState));
     EXPECT_TRUE(waitForMore());
     expectNoGap();
@@ -371,7 +374,7 @@ TEST_P(FailedTransfer, EndsTheStreamUntilTheNextStart) {
     command("fail", std::string("transfer ") + std::get<1>(GetParam()));
     EXPECT_TRUE(server.datagrams.waitForSilence(500ms));
     expectAnswers(client, running);
-    EXPECT_EQ(client.ask(setState(stopState)), setState(stopState));
+    stop(client);
     expectAnswers(client, idle);
     EXPECT_EQ(client.ask(setState(runState)), setState(runState));
     EXPECT_EQ(tail(server.process, 1).front(), "airspyhf_start err 0  ");
@@ -379,6 +382,38 @@ TEST_P(FailedTransfer, EndsTheStreamUntilTheNextStart) {
     EXPECT_TRUE(waitForMore());
     expectNoGap();
     expectGoodEnd(server, "after a failed transfer");
+}
+
+// Refused start, refused tuning, a stall, a failed transfer and a client that vanishes: the next
+// client has the receiver to itself as if nothing had been.
+TEST_P(ReceiverFault, FiveInARowLeaveAServerThatServes) {
+    ControlConnection client(server.port());
+    expectAnswers(client, idle);
+    command("fail", "request:1 io");
+    run(client);
+    EXPECT_EQ(tail(server.process, 1).front(), fault.startError);
+    stop(client);
+    expectStream(client);
+    command("fail", std::string(fault.tuningRequest) + " " + fault.refusal);
+    EXPECT_EQ(client.ask(setFrequency(centre + 1000000)), setFrequency(centre + 1000000));
+    EXPECT_EQ(countOf(server.process, fault.alert), 1);
+    for (const char* how : {"transfer stall always", "transfer error"}) {
+        command("fail", how);
+        EXPECT_TRUE(server.datagrams.waitForSilence(500ms)) << how;
+        command("reset");
+        stop(client);
+        expectStream(client);
+    }
+    client.reset();
+    ASSERT_TRUE(server.process.output.waitFor("Waiting for incoming connections...\n", 2));
+    const ControlConnection next(server.port());
+    expectAnswers(next, running); // Nobody has stopped it.
+    stop(next);
+    expectStream(next);
+    const ReceivedStream::Counts counts = server.datagrams.counts();
+    EXPECT_EQ(counts.lost, counts.overflowed);
+    EXPECT_EQ(counts.malformed, 0U);
+    expectGoodEnd(server, "after five failures");
 }
 
 TEST_P(ReceiverFault, ASilentReceiverGoesOnWhereItLeftOff) {

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Every call that the server makes of the system and of the vendors' libraries fails: once at each
 // of its places, from each of its places on, and always. What comes of it is what FaultScenario
-// expects of it, never a crash, a hang or a leak.
+// expects of it, never a crash, a hang or a leak. Five in a row are met, and the next client is
+// served.
 //
 // Each run is a process of its own, forked from one that has a single thread and never ran any of
 // the server.
@@ -19,6 +20,7 @@
 #include <ostream>
 #include <poll.h>
 #include <set>
+#include <sstream>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -37,15 +39,18 @@ constexpr int mostCalls = 200;
 
 struct Verdict {
     int injected = -1; ///< failing calls; -1 when the run did not tell
+    bool servedLast = false;
     std::string discrepancy;
     std::string end; ///< of the process, empty when it was in order
 };
 
 /// The run itself, in the child: its verdict goes to the pipe.
-[[noreturn]] void runToExit(const Receiver& receiver, const Fault& fault, int pipeEnd) {
-    injectFault(fault);
-    const std::string discrepancy = liveOnce(receiver);
-    const std::string verdict = std::to_string(faultsInjected()) + "\n" + discrepancy;
+[[noreturn]] void runToExit(const Receiver& receiver, const std::vector<Fault>& faults,
+                            int pipeEnd) {
+    injectFaults(faults);
+    const Life life = liveOnce(receiver);
+    const std::string verdict =
+        std::to_string(faultsInjected()) + (life.servedLast ? " 1\n" : " 0\n") + life.discrepancy;
     const ssize_t written = ::write(pipeEnd, verdict.data(), verdict.size());
     // In the orderly way, for the sanitizers' reports.
     std::exit(written == static_cast<ssize_t>(verdict.size()) ? 0 : 1);
@@ -80,7 +85,7 @@ std::string endOf(pid_t child, bool hangs) {
     return WEXITSTATUS(status) == 0 ? "" : "exit status " + std::to_string(WEXITSTATUS(status));
 }
 
-Verdict verdictOf(const Receiver& receiver, const Fault& fault) {
+Verdict verdictOf(const Receiver& receiver, const std::vector<Fault>& faults) {
     std::array<int, 2> ends{};
     if (::pipe(ends.data()) != 0)
         return {};
@@ -88,7 +93,7 @@ Verdict verdictOf(const Receiver& receiver, const Fault& fault) {
     const pid_t child = ::fork();
     if (child == 0) {
         ::close(ends[0]);
-        runToExit(receiver, fault, ends[1]);
+        runToExit(receiver, faults, ends[1]);
     }
     ::close(ends[1]);
     std::string text;
@@ -97,22 +102,28 @@ Verdict verdictOf(const Receiver& receiver, const Fault& fault) {
     Verdict verdict;
     verdict.end = endOf(child, hangs);
     if (const std::size_t line = text.find('\n'); line != std::string::npos) {
-        verdict.injected = std::stoi(text);
+        std::istringstream(text) >> verdict.injected >> verdict.servedLast;
         verdict.discrepancy = text.substr(line + 1);
     }
     return verdict;
 }
 
-/// Runs with the fault; returns how many calls it hit.
-int runWith(const Receiver& receiver, const Fault& fault) {
-    const Verdict verdict = verdictOf(receiver, fault);
-    const bool once = fault.first == fault.last;
-    const std::string what = fault.function + (once ? " failing at call " : " failing from call ") +
-                             std::to_string(fault.first);
-    EXPECT_EQ(verdict.discrepancy, "") << what;
-    EXPECT_EQ(verdict.end, "") << what;
-    EXPECT_GE(verdict.injected, 0) << what << ": no verdict";
-    return verdict.injected;
+std::string textOf(const std::vector<Fault>& faults) {
+    std::string text;
+    for (const Fault& fault : faults)
+        text += fault.function +
+                (fault.first == fault.last ? " failing at call " : " failing from call ") +
+                std::to_string(fault.first) + "\n";
+    return text;
+}
+
+/// Runs with the faults, and expects all to be as the scenario says.
+Verdict runWith(const Receiver& receiver, const std::vector<Fault>& faults) {
+    const Verdict verdict = verdictOf(receiver, faults);
+    EXPECT_EQ(verdict.discrepancy, "") << textOf(faults);
+    EXPECT_EQ(verdict.end, "") << textOf(faults);
+    EXPECT_GE(verdict.injected, 0) << textOf(faults) << "no verdict";
+    return verdict;
 }
 
 struct Place {
@@ -169,10 +180,10 @@ TEST_P(FaultSweep, EndsAsItMust) {
     const auto& [receiver, function] = GetParam();
     int calls = 0;
     for (;;) {
-        const int hit = runWith(*receiver, {function, calls + 1, calls + 1});
+        const int hit = runWith(*receiver, {{function, calls + 1, calls + 1}}).injected;
         if (hit != 1 || HasFailure() || ++calls == mostCalls)
             break;
-        EXPECT_GE(runWith(*receiver, {.function = function, .first = calls}), 1);
+        EXPECT_GE(runWith(*receiver, {{.function = function, .first = calls}}).injected, 1);
     }
     EXPECT_TRUE(calls > 0 || HasFailure()) << "the scenario does not call " << function;
     EXPECT_LT(calls, mostCalls);
@@ -183,8 +194,51 @@ INSTANTIATE_TEST_SUITE_P(Call, FaultSweep, ::testing::ValuesIn(places()), nameOf
 
 /// The expectations hold where nothing fails, too.
 TEST(FaultScenario, RunsToItsEndWithoutAFault) {
-    EXPECT_EQ(runWith(airspyHf(), {.function = "none"}), 0);
-    EXPECT_EQ(runWith(airspy(), {.function = "none"}), 0);
+    for (const Receiver* receiver : {&airspyHf(), &airspy()}) {
+        const Verdict verdict = runWith(*receiver, {});
+        EXPECT_EQ(verdict.injected, 0);
+        EXPECT_TRUE(verdict.servedLast);
+    }
+}
+
+/// All five hit, and the scenario's last client is served as if nothing had been.
+void expectServiceAfter(const Receiver& receiver, const std::vector<Fault>& five) {
+    const Verdict verdict = runWith(receiver, five);
+    EXPECT_EQ(verdict.injected, 5) << textOf(five);
+    EXPECT_TRUE(verdict.servedLast) << textOf(five);
+}
+
+/// The numbers of the clients' own tunings; an HF+ is tuned by its initialisation, too.
+int tuning(const Receiver& receiver, int client) {
+    return client + (receiver.type == deviceAirspyHf ? 1 : 0);
+}
+
+TEST(FiveFailures, OfTheReceiverLeaveAServerThatServes) {
+    for (const Receiver* receiver : {&airspyHf(), &airspy()})
+        expectServiceAfter(*receiver,
+                           {{receiver->startFunction, 1, 1},
+                            {receiver->tuneFunction, tuning(*receiver, 1), tuning(*receiver, 1)},
+                            {receiver->startFunction, 2, 2},
+                            {receiver->tuneFunction, tuning(*receiver, 2), tuning(*receiver, 2)},
+                            {receiver->stopFunction, 1, 1}});
+}
+
+TEST(FiveFailures, OfSocketsAndThreadsLeaveAServerThatServes) {
+    for (const Receiver* receiver : {&airspyHf(), &airspy()})
+        expectServiceAfter(*receiver, {{"setsockopt", 1, 1},
+                                       {"write", 2, 2},
+                                       {"recv", 4, 4},
+                                       {"thread", 3, 3},
+                                       {"sendto", 1, 1}});
+}
+
+TEST(FiveFailures, OfEveryKindLeaveAServerThatServes) {
+    for (const Receiver* receiver : {&airspyHf(), &airspy()})
+        expectServiceAfter(*receiver, {{receiver->startFunction, 1, 1},
+                                       {"recv", 5, 5},
+                                       {"write", 6, 6},
+                                       {"sendto", 2, 2},
+                                       {receiver->init.front().function, 2, 2}});
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 
 #include "stream/SampleRing.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
@@ -22,13 +23,18 @@ namespace {
 struct Book {
     std::mutex mutex;
     std::condition_variable changed;
-    Fault fault;
+    std::vector<Fault> faults;
     std::map<std::string, int> entered, done;
     int injected = 0;
 };
 Book& book() {
     static auto& only = *new Book;
     return only;
+}
+
+bool hits(const std::vector<Fault>& faults, const std::string& function, int number) {
+    return std::any_of(faults.begin(), faults.end(),
+                       [&](const Fault& fault) { return fault.hits(function, number); });
 }
 
 thread_local bool testsOwn = ::gettid() == ::getpid();
@@ -40,7 +46,7 @@ public:
         if (testsOwn)
             return;
         const std::lock_guard lock(book().mutex);
-        fails_ = book().fault.hits(function_, ++book().entered[function_]);
+        fails_ = hits(book().faults, function_, ++book().entered[function_]);
         book().injected += fails_ ? 1 : 0;
         book().changed.notify_all();
     }
@@ -78,13 +84,14 @@ bool waitFor(std::map<std::string, int>& counts, const std::string& function, in
 
 } // namespace
 
-void injectFault(const Fault& fault) {
+void injectFaults(const std::vector<Fault>& faults) {
     const std::lock_guard lock(book().mutex);
-    book().fault = fault;
+    book().faults = faults;
 }
 
-const Fault& injectedFault() {
-    return book().fault;
+bool isToFail(const std::string& function, int number) {
+    const std::lock_guard lock(book().mutex);
+    return hits(book().faults, function, number);
 }
 
 int faultsInjected() {

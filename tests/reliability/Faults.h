@@ -7,6 +7,7 @@
 #include <limits>
 #include <map>
 #include <string>
+#include <vector>
 
 namespace feedline::test {
 
@@ -27,11 +28,13 @@ struct Fault {
     }
 };
 
-/// The fault of this process; set before any call that it is to hit.
-void injectFault(const Fault& fault);
-const Fault& injectedFault();
+/// The faults of this process; set before any call that they are to hit.
+void injectFaults(const std::vector<Fault>& faults);
 
-/// How many calls have failed because of it.
+/// Whether they hit that call, numbered from 1.
+bool isToFail(const std::string& function, int number);
+
+/// How many calls have failed because of them.
 int faultsInjected();
 
 /// Calls made by the server so far. Any thread.
