@@ -2,19 +2,18 @@
 #include "emulator/signals/Recording.h"
 
 #include "Spectrum.h"
+#include "TemporaryFolder.h"
 #include "emulator/receivers/Feed.h"
 
 #include <gtest/gtest.h>
 #include <sndfile.h>
 
-#include <cstdio>
-#include <filesystem>
 #include <fstream>
-#include <unistd.h>
 
 using namespace feedline::emulator;
 using feedline::test::levelAt;
 using feedline::test::Samples;
+using feedline::test::TemporaryFolder;
 
 namespace {
 
@@ -29,12 +28,6 @@ Pairs carrier(std::size_t count) {
         pairs.push_back(static_cast<std::int16_t>(std::lround(z.imag())));
     }
     return pairs;
-}
-
-std::string scratch(const std::string& name) {
-    return (std::filesystem::temp_directory_path() /
-            (name + std::to_string(getpid()) + (name == "wave" ? ".wav" : ".raw")))
-        .string();
 }
 
 Samples played(const Pairs& pairs, View view) {
@@ -52,14 +45,15 @@ Samples played(const Pairs& pairs, View view) {
 } // namespace
 
 TEST(Recording, RawPairsAreLittleEndianAndRealFirst) {
-    const std::string path = scratch("pairs");
+    const TemporaryFolder folder;
+    const std::string path = folder.file("pairs.raw");
     std::ofstream(path, std::ios::binary) << std::string("\x01\x02\xFF\xFF\x00\x80\x05\x00\x77", 9);
     EXPECT_EQ(readRecording(path), (Pairs{0x0201, -1, -32768, 5}));
-    std::filesystem::remove(path);
 }
 
 TEST(Recording, AWaveFileHasTwoChannels) {
-    const std::string path = scratch("wave");
+    const TemporaryFolder folder;
+    const std::string path = folder.file("wave.wav");
     for (int channels : {1, 2}) {
         SF_INFO info{};
         info.samplerate = 48000;
@@ -75,7 +69,6 @@ TEST(Recording, AWaveFileHasTwoChannels) {
         else
             EXPECT_THROW(readRecording(path), std::runtime_error);
     }
-    std::filesystem::remove(path);
 }
 
 TEST(Recording, WhatCannotBePlayedIsRefused) {

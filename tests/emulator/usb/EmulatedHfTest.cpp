@@ -2,28 +2,19 @@
 // The vendor's HF+ library on the emulated receiver. Each test is a process of its own.
 #include "EmulatorControl.h"
 #include "Listener.h"
+#include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
-#include <libairspyhf/airspyhf.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdlib>
-#include <filesystem>
-#include <unistd.h>
 
 using namespace feedline::test;
 
 namespace {
 
 constexpr double rate = 768000;
-
-int heard(airspyhf_transfer_t* transfer) {
-    static_cast<Listener*>(transfer->ctx)
-        ->give(&transfer->samples->re, static_cast<std::size_t>(transfer->sample_count),
-               transfer->dropped_samples);
-    return 0;
-}
 
 class EmulatedHf : public testing::Test {
 protected:
@@ -35,10 +26,7 @@ protected:
         ASSERT_EQ(airspyhf_open(&device), AIRSPYHF_SUCCESS);
     }
 
-    void TearDown() override {
-        EXPECT_EQ(airspyhf_close(device), AIRSPYHF_SUCCESS);
-        std::filesystem::remove(socket);
-    }
+    void TearDown() override { EXPECT_EQ(airspyhf_close(device), AIRSPYHF_SUCCESS); }
 
     void startAt(std::uint32_t frequency) {
         ASSERT_EQ(airspyhf_set_samplerate(device, 0), AIRSPYHF_SUCCESS);
@@ -52,8 +40,8 @@ protected:
         return listener.take(count);
     }
 
-    const std::string socket =
-        std::filesystem::temp_directory_path() / ("emulated-hf-" + std::to_string(getpid()));
+    const TemporaryFolder folder;
+    const std::string socket = folder.file("emulator");
     airspyhf_device_t* device = nullptr;
     Listener listener;
 };

@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: MIT
 // The vendors' own programs on the emulated receivers: nothing in the emulator is made for us
 // alone.
+#include "TemporaryFolder.h"
+
 #include <gmock/gmock.h>
 
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <sys/wait.h>
-#include <unistd.h>
 
+using feedline::test::TemporaryFolder;
 using testing::HasSubstr;
 
 namespace {
@@ -35,15 +36,6 @@ Ran run(const std::string& devices, const std::string& command) {
     return ran;
 }
 
-class Samples {
-public:
-    ~Samples() { std::filesystem::remove(path); }
-    std::uintmax_t bytes() const { return std::filesystem::file_size(path); }
-
-    const std::string path =
-        std::filesystem::temp_directory_path() / ("vendor-samples-" + std::to_string(getpid()));
-};
-
 } // namespace
 
 TEST(VendorTools, AirspyhfInfoDescribesTheHf) {
@@ -59,10 +51,11 @@ TEST(VendorTools, AirspyhfInfoFindsNothingWhereNothingIs) {
 }
 
 TEST(VendorTools, AirspyhfRxReceives) {
-    const Samples samples;
-    const Ran ran = run("hf", AIRSPYHF_RX " -f 7.1 -a 768000 -n 500000 -r " + samples.path);
+    const TemporaryFolder folder;
+    const Ran ran =
+        run("hf", AIRSPYHF_RX " -f 7.1 -a 768000 -n 500000 -r " + folder.file("samples"));
     EXPECT_EQ(ran.status, 0) << ran.text;
-    EXPECT_EQ(samples.bytes(), 500000U * 8);
+    EXPECT_EQ(folder.size("samples"), 500000U * 8);
 }
 
 TEST(VendorTools, AirspyInfoDescribesTheAirspy) {
@@ -76,11 +69,11 @@ TEST(VendorTools, AirspyInfoDescribesTheAirspy) {
 
 TEST(VendorTools, AirspyRxReceivesPlainAndPacked) {
     for (const char* packing : {"0", "1"}) {
-        const Samples samples;
+        const TemporaryFolder folder;
         const Ran ran = run("airspy", std::string(AIRSPY_RX " -f 100 -a 2500000 -t 0 -p ") +
-                                          packing + " -n 1000000 -r " + samples.path);
+                                          packing + " -n 1000000 -r " + folder.file("samples"));
         EXPECT_EQ(ran.status, 0) << ran.text;
-        EXPECT_EQ(samples.bytes(), 1000000U * 8) << packing;
+        EXPECT_EQ(folder.size("samples"), 1000000U * 8) << packing;
     }
 }
 

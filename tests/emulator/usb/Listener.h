@@ -4,6 +4,9 @@
 
 #include "Spectrum.h"
 
+#include <libairspy/airspy.h>
+#include <libairspyhf/airspyhf.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -52,5 +55,20 @@ private:
     std::size_t wanted = 0;
     std::size_t blocks = 0;
 };
+
+/// Callbacks for the vendors' libraries, whose context is a Listener.
+inline int heard(airspyhf_transfer_t* transfer) {
+    static_cast<Listener*>(transfer->ctx)
+        ->give(&transfer->samples->re, static_cast<std::size_t>(transfer->sample_count),
+               transfer->dropped_samples);
+    return 0;
+}
+/// Of an AirSpy that was told to give AIRSPY_SAMPLE_FLOAT32_IQ.
+inline int heard(airspy_transfer* transfer) {
+    static_cast<Listener*>(transfer->ctx)
+        ->give(static_cast<const float*>(transfer->samples),
+               static_cast<std::size_t>(transfer->sample_count), transfer->dropped_samples);
+    return 0;
+}
 
 } // namespace feedline::test

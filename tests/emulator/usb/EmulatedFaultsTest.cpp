@@ -3,33 +3,17 @@
 // own.
 #include "EmulatorControl.h"
 #include "Listener.h"
+#include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
-#include <libairspy/airspy.h>
-#include <libairspyhf/airspyhf.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <future>
-#include <unistd.h>
 
 using namespace feedline::test;
 
 namespace {
-
-int heard(airspyhf_transfer_t* transfer) {
-    static_cast<Listener*>(transfer->ctx)
-        ->give(&transfer->samples->re, static_cast<std::size_t>(transfer->sample_count),
-               transfer->dropped_samples);
-    return 0;
-}
-
-int heardAirspy(airspy_transfer* transfer) {
-    static_cast<Listener*>(transfer->ctx)
-        ->give(static_cast<const float*>(transfer->samples),
-               static_cast<std::size_t>(transfer->sample_count), transfer->dropped_samples);
-    return 0;
-}
 
 class EmulatedFaults : public testing::Test {
 protected:
@@ -41,7 +25,6 @@ protected:
         airspyhf_list_devices(&serial, 1); // the emulator begins to listen with the first call
         emulator = std::make_unique<EmulatorControl>(socket);
     }
-    ~EmulatedFaults() override { std::filesystem::remove(socket); }
 
     airspyhf_device_t* openHf() {
         airspyhf_device_t* device = nullptr;
@@ -54,10 +37,13 @@ protected:
     /// The HF+ library leaves a thread of its own behind after such a fault, and never returns from
     /// closing the handle: nothing is left but to end the process, which is therefore one of its
     /// own.
-    [[noreturn]] static void endWithTheLibrarysThread() { std::_Exit(HasFailure() ? 1 : 0); }
+    [[noreturn]] void endWithTheLibrarysThread() const {
+        std::filesystem::remove_all(folder.path());
+        std::_Exit(HasFailure() ? 1 : 0);
+    }
 
-    const std::string socket =
-        std::filesystem::temp_directory_path() / ("emulated-faults-" + std::to_string(getpid()));
+    const TemporaryFolder folder;
+    const std::string socket = folder.file("emulator");
     std::unique_ptr<EmulatorControl> emulator;
     Listener listener;
 };
@@ -181,7 +167,7 @@ TEST_F(EmulatedFaults, APulledOutAirspyComesBackWithDefaults) {
     ASSERT_EQ(airspy_set_sample_type(device, AIRSPY_SAMPLE_FLOAT32_IQ), AIRSPY_SUCCESS);
     ASSERT_EQ(airspy_set_samplerate(device, 1), AIRSPY_SUCCESS);
     ASSERT_EQ(airspy_set_vga_gain(device, 3), AIRSPY_SUCCESS);
-    ASSERT_EQ(airspy_start_rx(device, heardAirspy, &listener), AIRSPY_SUCCESS);
+    ASSERT_EQ(airspy_start_rx(device, heard, &listener), AIRSPY_SUCCESS);
     EXPECT_TRUE(listener.hears(1));
     emulator->tell("unplug airspy");
     emulator->until([&] { return airspy_is_streaming(device) != AIRSPY_TRUE; }, "the end");

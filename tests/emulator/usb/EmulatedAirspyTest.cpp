@@ -2,14 +2,12 @@
 // The vendor's AirSpy library on the emulated receiver. Each test is a process of its own.
 #include "EmulatorControl.h"
 #include "Listener.h"
+#include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
-#include <libairspy/airspy.h>
 
 #include <array>
 #include <cstdlib>
-#include <filesystem>
-#include <unistd.h>
 
 using namespace feedline::test;
 
@@ -18,13 +16,6 @@ namespace {
 constexpr double rate = 2500000;
 /// The library's IQ stream holds one of the two halves of a real carrier.
 constexpr double half = -6.3;
-
-int heard(airspy_transfer* transfer) {
-    static_cast<Listener*>(transfer->ctx)
-        ->give(static_cast<const float*>(transfer->samples),
-               static_cast<std::size_t>(transfer->sample_count), transfer->dropped_samples);
-    return 0;
-}
 
 class EmulatedAirspy : public testing::Test {
 protected:
@@ -37,10 +28,7 @@ protected:
         ASSERT_EQ(airspy_set_sample_type(device, AIRSPY_SAMPLE_FLOAT32_IQ), AIRSPY_SUCCESS);
     }
 
-    void TearDown() override {
-        EXPECT_EQ(airspy_close(device), AIRSPY_SUCCESS);
-        std::filesystem::remove(socket);
-    }
+    void TearDown() override { EXPECT_EQ(airspy_close(device), AIRSPY_SUCCESS); }
 
     void startAt(std::uint32_t frequency) {
         ASSERT_EQ(airspy_set_samplerate(device, 1), AIRSPY_SUCCESS);
@@ -53,8 +41,8 @@ protected:
         return listener.take(count);
     }
 
-    const std::string socket =
-        std::filesystem::temp_directory_path() / ("emulated-airspy-" + std::to_string(getpid()));
+    const TemporaryFolder folder;
+    const std::string socket = folder.file("emulator");
     airspy_device* device = nullptr;
     Listener listener;
 };

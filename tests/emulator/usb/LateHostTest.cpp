@@ -2,6 +2,7 @@
 // A host that comes late for its samples, by the USB library's own calls. Each test is a process of
 // its own.
 #include "EmulatorControl.h"
+#include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 #include <libusb.h>
@@ -9,9 +10,7 @@
 #include <array>
 #include <chrono>
 #include <cstdlib>
-#include <filesystem>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 using namespace feedline::test;
@@ -53,8 +52,6 @@ protected:
 
     int sleepsAt = 0; ///< in the callback of the transfer of that number
 
-    void TearDown() override { std::filesystem::remove(socket); }
-
 private:
     static void queueAgain(libusb_transfer* transfer) {
         auto& host = *static_cast<LateHost*>(transfer->user_data);
@@ -63,8 +60,8 @@ private:
         libusb_submit_transfer(transfer);
     }
 
-    const std::string socket =
-        std::filesystem::temp_directory_path() / ("late-host-" + std::to_string(getpid()));
+    const TemporaryFolder folder;
+    const std::string socket = folder.file("emulator");
     libusb_context* context = nullptr;
     libusb_device_handle* handle = nullptr;
     std::array<libusb_transfer*, 2> transfers{};
