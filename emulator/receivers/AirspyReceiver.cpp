@@ -8,7 +8,6 @@ namespace feedline::emulator {
 namespace {
 
 enum Code : std::uint8_t {
-    receiverMode = 1,
     writeClock = 2,
     readClock = 3,
     writeTuner = 4,
@@ -48,10 +47,6 @@ constexpr double lnaStep = 2.2;
 constexpr double mixerStep = 1.2;
 constexpr double vgaStep = 3.0;
 
-std::string yes(bool value) {
-    return value ? "1" : "0";
-}
-
 /// Raises a stage as far as the level allows.
 void settle(AirspyGains& gains, unsigned AirspyGains::*stage, unsigned most, double level) {
     gains.*stage = most;
@@ -69,13 +64,12 @@ double AirspyGains::decibel() const {
 }
 
 AirspyReceiver::AirspyReceiver(unsigned place, std::vector<std::uint32_t> list, const Content& from)
-    : number_(place), serial_(firstSerial + place), rates_(std::move(list)), content_(from),
-      flash_(flashSize, 0xFF) {
-    self_ = {0x1D50, 0x60A1, "Feedline", "Emulated AirSpy", "AIRSPY SN:" + serialText(serial_), 1};
-}
+    : Receiver(place, firstSerial,
+               {0x1D50, 0x60A1, "Feedline", "Emulated AirSpy", "AIRSPY SN:", 1}),
+      rates_(std::move(list)), content_(from), flash_(flashSize, 0xFF) {}
 
 void AirspyReceiver::powerUp() {
-    mode_ = false;
+    Receiver::powerUp();
     hertz_ = 0;
     rateIndex_ = 0;
     packing_ = false;
@@ -92,7 +86,7 @@ int AirspyReceiver::answer(const Request& request) {
     case eraseSector:
         return flashRequest(request);
     default:
-        return request.in ? tell(request) : take(request);
+        return Receiver::answer(request);
     }
 }
 
@@ -100,9 +94,6 @@ int AirspyReceiver::take(const Request& request) {
     const auto place = static_cast<std::uint8_t>(request.index);
     const auto value = static_cast<std::uint8_t>(request.value);
     switch (request.code) {
-    case receiverMode:
-        mode_ = request.value != 0;
-        return 0;
     case setFrequency:
         if (request.length < 4)
             return stalled;
@@ -142,8 +133,8 @@ int AirspyReceiver::tell(const Request& request) {
         return give(request, std::string("AirSpy EMULATED v1.0.0") + '\0');
     case readSerial:
         return giveWords(request,
-                         {0x6906002B, 0x00000030, 0, 0, static_cast<std::uint32_t>(serial_ >> 32),
-                          static_cast<std::uint32_t>(serial_)});
+                         {0x6906002B, 0x00000030, 0, 0, static_cast<std::uint32_t>(serial() >> 32),
+                          static_cast<std::uint32_t>(serial())});
     case getRates:
         return giveRates(request, rates_);
     default:
@@ -226,7 +217,7 @@ View AirspyReceiver::view() const {
     view.centre = hertz_;
     view.rate = 2.0 * rate();
     view.real = true;
-    view.salt = 64 + number_;
+    view.salt = 64 + number();
     return view;
 }
 
@@ -251,7 +242,7 @@ StreamSettings AirspyReceiver::settings() const {
 
 State AirspyReceiver::state() const {
     const AirspyGains effective = gains();
-    return {{"receiver-mode", yes(mode_)},
+    return {{"receiver-mode", yes(streaming())},
             {"frequency", std::to_string(hertz_)},
             {"rate-index", std::to_string(rateIndex_)},
             {"rate", std::to_string(rate())},

@@ -28,9 +28,7 @@ public:
     /// `number` counts the receivers of this kind from 0; `rates` are those of the IQ pairs.
     AirspyReceiver(unsigned number, std::vector<std::uint32_t> rates, const Content& content);
 
-    const Identity& identity() const override { return self_; }
     int answer(const Request& request) override;
-    bool streaming() const override { return mode_; }
     StreamSettings settings() const override;
     State state() const override;
     void powerUp() override;
@@ -38,8 +36,8 @@ public:
 private:
     using Registers = std::array<std::uint8_t, 256>;
 
-    int take(const Request& request);
-    int tell(const Request& request);
+    int take(const Request& request) override;
+    int tell(const Request& request) override;
     int tellSetting(const Request& request);
     int selectRate(const Request& request);
     int flashRequest(const Request& request);
@@ -48,14 +46,10 @@ private:
     View view() const;
     std::uint32_t rate() const;
 
-    unsigned number_;
-    Identity self_;
-    std::uint64_t serial_;
     std::vector<std::uint32_t> rates_;
     const Content& content_;
     std::vector<std::uint8_t> flash_;
 
-    bool mode_ = false;
     std::uint32_t hertz_ = 0;
     unsigned rateIndex_ = 0;
     bool packing_ = false;

@@ -9,7 +9,6 @@ namespace feedline::emulator {
 namespace {
 
 enum Code : std::uint8_t {
-    receiverMode = 1,
     setFrequency = 2,
     getRates = 3,
     setRate = 4,
@@ -35,20 +34,16 @@ constexpr double ownNoise = 1.5e-5;
 /// clear of the receiver's zero frequency.
 constexpr double libraryShift = 5000;
 
-std::string yes(bool value) {
-    return value ? "1" : "0";
-}
-
 } // namespace
 
 HfReceiver::HfReceiver(unsigned place, std::vector<HfRate> list, const Content& from)
-    : number_(place), serial_(firstSerial + place), rates_(std::move(list)), content_(from) {
-    self_ = {0x03EB, 0x800C, "Feedline", "Emulated HF+", "AIRSPYHF SN:" + serialText(serial_), 2};
+    : Receiver(place, firstSerial, {0x03EB, 0x800C, "Feedline", "Emulated HF+", "AIRSPYHF SN:", 2}),
+      rates_(std::move(list)), content_(from) {
     flash_.fill(0xFF);
 }
 
 void HfReceiver::powerUp() {
-    mode_ = false;
+    Receiver::powerUp();
     kilohertz_ = 0;
     rateIndex_ = 0;
     agc_ = true;
@@ -58,15 +53,8 @@ void HfReceiver::powerUp() {
     outputs_ = {};
 }
 
-int HfReceiver::answer(const Request& request) {
-    return request.in ? tell(request) : take(request);
-}
-
 int HfReceiver::take(const Request& request) {
     switch (request.code) {
-    case receiverMode:
-        mode_ = request.value != 0;
-        return 0;
     case setFrequency:
         if (request.length < 4)
             return stalled;
@@ -107,8 +95,8 @@ int HfReceiver::tell(const Request& request) {
     case readConfiguration:
         return give(request, flash_.data(), flash_.size());
     case readSerial:
-        return giveWords(request, {0x00010001, static_cast<std::uint32_t>(serial_ >> 32),
-                                   static_cast<std::uint32_t>(serial_), 0, 0});
+        return giveWords(request, {0x00010001, static_cast<std::uint32_t>(serial() >> 32),
+                                   static_cast<std::uint32_t>(serial()), 0, 0});
     case readVersion:
         return give(request, std::string("R1.0.0-EMULATED") + '\0');
     case getArchitectures:
@@ -149,7 +137,7 @@ View HfReceiver::view() const {
     view.centre = kilohertz_ * 1000.0;
     view.rate = rate.rate;
     view.shift = rate.lowIf ? 0 : libraryShift;
-    view.salt = number_;
+    view.salt = number();
     return view;
 }
 
@@ -178,7 +166,7 @@ State HfReceiver::state() const {
     std::string pins;
     for (bool output : outputs_)
         pins += yes(output);
-    return {{"receiver-mode", yes(mode_)},
+    return {{"receiver-mode", yes(streaming())},
             {"frequency", std::to_string(std::uint64_t{kilohertz_} * 1000)},
             {"rate-index", std::to_string(rateIndex_)},
             {"rate", std::to_string(static_cast<unsigned>(view().rate))},

@@ -19,30 +19,23 @@ public:
     /// `number` counts the receivers of this kind from 0; it makes serials and noise different.
     HfReceiver(unsigned number, std::vector<HfRate> rates, const Content& content);
 
-    const Identity& identity() const override { return self_; }
-    int answer(const Request& request) override;
-    bool streaming() const override { return mode_; }
     StreamSettings settings() const override;
     State state() const override;
     void powerUp() override;
 
 private:
-    int take(const Request& request);
-    int tell(const Request& request);
+    int take(const Request& request) override;
+    int tell(const Request& request) override;
     int selectRate(unsigned index);
     int setOutput(unsigned pin, unsigned value);
     int giveArchitectures(const Request& request) const;
     View view() const;
     unsigned attenuation() const;
 
-    unsigned number_;
-    Identity self_;
-    std::uint64_t serial_;
     std::vector<HfRate> rates_;
     const Content& content_;
     std::array<std::uint8_t, 256> flash_;
 
-    bool mode_ = false;
     std::uint32_t kilohertz_ = 0;
     unsigned rateIndex_ = 0;
     bool agc_ = true;

@@ -6,6 +6,34 @@
 #include <cstring>
 
 namespace feedline::emulator {
+namespace {
+
+/// In a serial string: 16 hexadecimal digits.
+std::string serialText(std::uint64_t serial) {
+    char text[17] = {};
+    std::snprintf(text, sizeof text, "%016llX", static_cast<unsigned long long>(serial));
+    return text;
+}
+
+} // namespace
+
+Receiver::Receiver(unsigned number, std::uint64_t firstSerial, Identity identity)
+    : number_(number), serial_(firstSerial + number), self_(std::move(identity)) {
+    self_.serial += serialText(serial_);
+}
+
+int Receiver::answer(const Request& request) {
+    if (request.in)
+        return tell(request);
+    if (request.code != receiverMode)
+        return take(request);
+    streaming_ = request.value != 0;
+    return 0;
+}
+
+std::string yes(bool value) {
+    return value ? "1" : "0";
+}
 
 int give(const Request& request, const void* data, std::size_t length) {
     const std::size_t count = std::min<std::size_t>(length, request.length);
@@ -34,12 +62,6 @@ std::uint32_t littleEndian(const std::uint8_t* bytes) {
 std::uint32_t bigEndian(const std::uint8_t* bytes) {
     return std::uint32_t{bytes[3]} | std::uint32_t{bytes[2]} << 8 | std::uint32_t{bytes[1]} << 16 |
            std::uint32_t{bytes[0]} << 24;
-}
-
-std::string serialText(std::uint64_t serial) {
-    char text[17] = {};
-    std::snprintf(text, sizeof text, "%016llX", static_cast<unsigned long long>(serial));
-    return text;
 }
 
 int giveRates(const Request& request, const std::vector<std::uint32_t>& rates) {

@@ -36,23 +36,42 @@ inline constexpr int stalled = -9;
 /// Names and values for whoever watches the emulator.
 using State = std::vector<std::pair<std::string, std::string>>;
 
+/// The request to stream or to stop, which has the same code in every receiver.
+inline constexpr std::uint8_t receiverMode = 1;
+
 /// Calls come one at a time.
 class Receiver {
 public:
-    Receiver() = default;
+    /// `number` counts the receivers of a kind from 0, and their serials from `firstSerial`; the
+    /// identity comes with what its serial string begins with.
+    Receiver(unsigned number, std::uint64_t firstSerial, Identity identity);
     Receiver(const Receiver&) = delete;
     Receiver& operator=(const Receiver&) = delete;
     virtual ~Receiver() = default;
 
-    virtual const Identity& identity() const = 0;
+    const Identity& identity() const { return self_; }
     /// Answers a vendor request: bytes taken or given, or `stalled`.
-    virtual int answer(const Request& request) = 0;
+    virtual int answer(const Request& request);
     /// Whether samples flow (receiver mode).
-    virtual bool streaming() const = 0;
+    bool streaming() const { return streaming_; }
     virtual StreamSettings settings() const = 0;
     virtual State state() const = 0;
     /// As after losing its power: settings gone, what is in flash memory kept.
-    virtual void powerUp() = 0;
+    virtual void powerUp() { streaming_ = false; }
+
+protected:
+    unsigned number() const { return number_; }
+    std::uint64_t serial() const { return serial_; }
+
+private:
+    /// Requests that bring something, and those that ask for something.
+    virtual int take(const Request& request) = 0;
+    virtual int tell(const Request& request) = 0;
+
+    unsigned number_;
+    std::uint64_t serial_;
+    Identity self_;
+    bool streaming_ = false;
 };
 
 // What requests carry, little endian. `give` copies what fits and says how much that was.
@@ -62,8 +81,8 @@ int giveWords(const Request& request, const std::vector<std::uint32_t>& words);
 std::uint32_t littleEndian(const std::uint8_t* bytes);
 std::uint32_t bigEndian(const std::uint8_t* bytes);
 
-/// The name in a serial string: 16 hexadecimal digits.
-std::string serialText(std::uint64_t serial);
+/// How a state shows a switch.
+std::string yes(bool value);
 
 /// The answer to the two forms of the sample-rate query: a count, or a list.
 int giveRates(const Request& request, const std::vector<std::uint32_t>& rates);
