@@ -2,13 +2,10 @@
 #include "tools/ctl/Options.h"
 
 #include "platform/ControlHints.h"
-#include "tools/ctl/Failure.h"
-
-#include <CLI/CLI.hpp>
+#include "tools/commandline/Reading.h"
 
 #include <arpa/inet.h>
 #include <charconv>
-#include <iostream>
 #include <utility>
 #include <vector>
 
@@ -38,10 +35,7 @@ bool isAddress(const std::string& text) {
 class Reader {
 public:
     explicit Reader(Options& options) : options_(options) {
-        app_.set_version_flag("--version", "feedlinectl " FEEDLINE_VERSION);
-        app_.failure_message([](const CLI::App*, const CLI::Error& error) {
-            return "feedlinectl: " + std::string(error.what()) + "\n";
-        });
+        commandline::giveUsualAnswers(app_);
         app_.require_subcommand(1);
         app_.fallthrough(); // The options below may stand behind the command, too.
         addBus();
@@ -53,13 +47,7 @@ public:
 
     /// The exit status to end with at once, if any.
     std::optional<int> read(int argc, const char* const* argv) {
-        try {
-            app_.parse(argc, argv);
-        } catch (const CLI::ParseError& error) {
-            const int status = app_.exit(error, std::cout, std::cerr);
-            return status == 0 ? 0 : static_cast<int>(ExitStatus::badArguments);
-        }
-        return std::nullopt;
+        return commandline::read(app_, argc, argv);
     }
 
 private:

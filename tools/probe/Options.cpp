@@ -1,37 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "tools/probe/Options.h"
 
-#include "tools/probe/ExitStatus.h"
+#include "tools/commandline/Notation.h"
+#include "tools/commandline/Reading.h"
 #include "tools/probe/recording/Recording.h"
-
-#include <CLI/CLI.hpp>
-
-#include <array>
-#include <charconv>
-#include <cmath>
-#include <iostream>
 
 namespace feedline::probe {
 
 namespace {
 
-// A checked text argument: the check's result is the error, empty when all is well.
-CLI::Validator check(const char* what, bool (*good)(const std::string&)) {
-    return {[what, good](const std::string& text) {
-                return good(text) ? std::string{} : "'" + text + "' is not " + what;
-            },
-            ""};
-}
-
-bool isServer(const std::string& text) {
-    std::string host;
-    std::uint16_t port = 0;
-    return parseServer(text, host, port);
-}
-
-bool isFrequency(const std::string& text) {
-    return parseFrequency(text).has_value();
-}
+using commandline::check;
+using commandline::parseHertz;
+using commandline::parseServer;
 
 bool isRecording(const std::string& text) {
     return Recording::knows(text);
@@ -49,7 +29,7 @@ struct Texts {
 void addCommon(CLI::App& command, Options& options, Texts& texts) {
     command.add_option("SERVER", texts.server, "The server: HOST[:PORT], port 50000 by default")
         ->required()
-        ->check(check("HOST[:PORT]", isServer));
+        ->check(commandline::isServer());
     command.add_option("--timeout", options.timeout, "Seconds to wait for an answer (default 3)")
         ->check(CLI::Range(0.001, 3600.0));
     command
@@ -61,7 +41,7 @@ void addCommon(CLI::App& command, Options& options, Texts& texts) {
 
 void addStream(CLI::App& command, Options& options, Texts& texts) {
     command.add_option("--tune", texts.tune, "Centre frequency in Hz; 7100k and 7.1M work too")
-        ->check(check("a frequency from 0 to 4294967295 Hz", isFrequency));
+        ->check(commandline::isFrequency());
     command.add_option("--seconds", options.seconds, "Length of the run (default: until Ctrl-C)")
         ->check(CLI::Range(0.001, 1e9));
     command
@@ -89,7 +69,7 @@ void addOutputs(CLI::App& command, Options& options) {
 void takeTexts(const Texts& texts, Options& options) {
     parseServer(texts.server, options.host, options.port);
     if (!texts.tune.empty())
-        options.tune = parseFrequency(texts.tune);
+        options.tune = parseHertz(texts.tune);
 }
 
 } // namespace
@@ -99,56 +79,20 @@ ParsedOptions parseOptions(int argc, const char* const* argv) {
     Options& options = parsed.options;
     Texts texts;
     CLI::App app("See what a client of a Feedline server would see", "feedline-probe");
-    app.set_version_flag("--version", "feedline-probe " FEEDLINE_VERSION);
     app.require_subcommand(1);
-    app.failure_message([](const CLI::App*, const CLI::Error& error) {
-        return "feedline-probe: " + std::string(error.what()) + "\n";
-    });
+    commandline::giveUsualAnswers(app);
     auto* info = app.add_subcommand("info", "Ask the server who it is");
     auto* stream = app.add_subcommand("stream", "Run the receiver and watch its datagrams");
     addCommon(*info, options, texts);
     addCommon(*stream, options, texts);
     addStream(*stream, options, texts);
     addOutputs(*stream, options);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        const int status = app.exit(error, std::cout, std::cerr);
-        parsed.exit = status == 0 ? 0 : static_cast<int>(ExitStatus::badArguments);
+    parsed.exit = commandline::read(app, argc, argv);
+    if (parsed.exit)
         return parsed;
-    }
     options.command = app.got_subcommand(stream) ? Command::stream : Command::info;
     takeTexts(texts, options);
     return parsed;
-}
-
-std::optional<std::uint32_t> parseFrequency(const std::string& text) {
-    double value = 0;
-    const char* const end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc{})
-        return std::nullopt;
-    std::string unit(rest, end);
-    if (unit.ends_with("Hz"))
-        unit.resize(unit.size() - 2);
-    constexpr std::array<std::pair<const char*, double>, 5> units{
-        {{"", 1}, {"k", 1e3}, {"K", 1e3}, {"M", 1e6}, {"G", 1e9}}};
-    for (const auto& [name, factor] : units) {
-        const double hertz = std::round(value * factor);
-        if (unit == name && hertz >= 0 && hertz <= 4294967295.0)
-            return static_cast<std::uint32_t>(hertz);
-    }
-    return std::nullopt;
-}
-
-bool parseServer(const std::string& text, std::string& host, std::uint16_t& port) {
-    const auto colon = text.find(':');
-    host = text.substr(0, colon);
-    if (colon == std::string::npos)
-        return !host.empty();
-    const char* const end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data() + colon + 1, end, port);
-    return !host.empty() && error == std::errc{} && rest == end && port != 0;
 }
 
 } // namespace feedline::probe

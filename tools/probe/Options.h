@@ -44,11 +44,4 @@ struct ParsedOptions {
 };
 ParsedOptions parseOptions(int argc, const char* const* argv);
 
-/// A frequency as people write it: "7100000", "7100k", "7.1M", "1.6MHz". Hz.
-/// Nothing when it is no number or does not fit 32 bits.
-std::optional<std::uint32_t> parseFrequency(const std::string& text);
-
-/// Splits "HOST[:PORT]". False when the port is no number from 1 to 65535 or the host is empty.
-bool parseServer(const std::string& text, std::string& host, std::uint16_t& port);
-
 } // namespace feedline::probe

@@ -74,19 +74,4 @@ INSTANTIATE_TEST_SUITE_P(All, BadArgumentsTest,
                                          Arguments{"stream", "radio", "--bind", "here"},
                                          Arguments{"stream", "radio", "--no-such-option"}));
 
-TEST(ParseFrequencyTest, TakesUnits) {
-    EXPECT_EQ(parseFrequency("7100000"), 7100000U);
-    EXPECT_EQ(parseFrequency("7100k"), 7100000U);
-    EXPECT_EQ(parseFrequency("7.1MHz"), 7100000U);
-    EXPECT_EQ(parseFrequency("1.5G"), 1500000000U);
-    EXPECT_EQ(parseFrequency("4294967295"), 4294967295U);
-    EXPECT_EQ(parseFrequency("0"), 0U);
-}
-
-TEST(ParseFrequencyTest, RefusesTheRest) {
-    for (const char* text :
-         {"", "Hz", "k", "-1", "4294967296", "1e99", "nan", "inf", "7.1 M", "7x"})
-        EXPECT_FALSE(parseFrequency(text)) << text;
-}
-
 } // namespace

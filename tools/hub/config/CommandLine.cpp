@@ -1,19 +1,21 @@
 // SPDX-License-Identifier: MIT
 #include "tools/hub/config/CommandLine.h"
 
-#include <CLI/CLI.hpp>
+#include "tools/commandline/Notation.h"
+#include "tools/commandline/Reading.h"
 
 #include <arpa/inet.h>
 #include <array>
-#include <charconv>
-#include <cmath>
 #include <cstdlib>
 #include <filesystem>
-#include <iostream>
 
 namespace feedline::hub {
 
 namespace {
+
+using commandline::check;
+using commandline::parseHertz;
+using commandline::parseServer;
 
 constexpr double lowestReceivedRate = 8e3;
 constexpr double highestReceivedRate = 20e6;
@@ -26,27 +28,9 @@ struct Texts {
     std::string frequency;
 };
 
-bool parseServer(const std::string& text, std::string& host, std::uint16_t& port) {
-    const auto colon = text.find(':');
-    host = text.substr(0, colon);
-    if (colon == std::string::npos)
-        return !host.empty();
-    const char* const end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data() + colon + 1, end, port);
-    return !host.empty() && error == std::errc{} && rest == end && port != 0;
-}
-
 bool isReceivedRate(const std::string& text) {
     const auto hertz = parseHertz(text);
     return hertz && *hertz >= lowestReceivedRate && *hertz <= highestReceivedRate;
-}
-
-// A checked text argument: the check's result is the error, empty when all is well.
-CLI::Validator check(const char* what, bool (*good)(const std::string&)) {
-    return {[what, good](const std::string& text) {
-                return good(text) ? std::string{} : "'" + text + "' is not " + what;
-            },
-            ""};
 }
 
 bool isAddress(const std::string& text) {
@@ -55,22 +39,15 @@ bool isAddress(const std::string& text) {
            inet_pton(AF_INET6, text.c_str(), address.data()) == 1;
 }
 
-bool isServer(const std::string& text) {
-    std::string host;
-    std::uint16_t port = 0;
-    return parseServer(text, host, port);
-}
-
 void addServer(CLI::App& app, Configuration& configuration, Texts& texts) {
     app.add_option("--server", texts.server, "The server: HOST[:PORT] (default 127.0.0.1:50000)")
-        ->check(check("HOST[:PORT]", isServer));
+        ->check(commandline::isServer());
     app.add_option("--rate", texts.rate,
                    "Sample rate of the server in Hz, in place of the measured one; 768k works too")
         ->check(check("a rate from 8000 to 20000000 Hz", isReceivedRate));
     app.add_option("--frequency", texts.frequency,
                    "Centre frequency in Hz to begin with; 7100k and 7.1M work too")
-        ->check(check("a frequency from 0 to 4294967295 Hz",
-                      [](const std::string& text) { return parseHertz(text).has_value(); }));
+        ->check(commandline::isFrequency());
     app.add_option("--linger", configuration.linger,
                    "Seconds that the receiver runs on without listeners (default 10)")
         ->check(CLI::Range(0.0, 1e6));
@@ -124,11 +101,8 @@ void addFace(CLI::App& app, Configuration& configuration, const std::string& usu
         ->configurable(false);
     app.add_flag("--status", configuration.status, "Print what the running hub does, and end")
         ->configurable(false);
-    app.set_version_flag("--version", "feedline-hub " FEEDLINE_VERSION);
     app.allow_config_extras(CLI::config_extras_mode::error);
-    app.failure_message([](const CLI::App*, const CLI::Error& error) {
-        return "feedline-hub: " + std::string(error.what()) + "\n";
-    });
+    commandline::giveUsualAnswers(app);
 }
 
 void takeTexts(const Texts& texts, Configuration& configuration) {
@@ -155,14 +129,9 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv,
     addWeb(app, parsed.configuration);
     addRules(app, parsed.configuration, texts);
     addFace(app, parsed.configuration, usualFile);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError& error) {
-        const int status = app.exit(error, std::cout, std::cerr);
-        parsed.exit = status == 0 ? 0 : badArguments;
-        return parsed;
-    }
-    takeTexts(texts, parsed.configuration);
+    parsed.exit = commandline::read(app, argc, argv);
+    if (!parsed.exit)
+        takeTexts(texts, parsed.configuration);
     return parsed;
 }
 
@@ -174,25 +143,6 @@ std::string usualConfigurationFile() {
     if (home != nullptr && *home != '\0')
         return std::filesystem::path(home) / ".config" / "feedline" / "hub.conf";
     return {};
-}
-
-std::optional<std::uint32_t> parseHertz(const std::string& text) {
-    double value = 0;
-    const char* const end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc{})
-        return std::nullopt;
-    std::string unit(rest, end);
-    if (unit.ends_with("Hz"))
-        unit.resize(unit.size() - 2);
-    constexpr std::array<std::pair<const char*, double>, 5> units{
-        {{"", 1}, {"k", 1e3}, {"K", 1e3}, {"M", 1e6}, {"G", 1e9}}};
-    for (const auto& [name, factor] : units) {
-        const double hertz = std::round(value * factor);
-        if (unit == name && hertz >= 0 && hertz <= 4294967295.0)
-            return static_cast<std::uint32_t>(hertz);
-    }
-    return std::nullopt;
 }
 
 bool isLoopback(const std::string& address) {

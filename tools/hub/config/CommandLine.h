@@ -4,14 +4,10 @@
 
 #include "tools/hub/config/Configuration.h"
 
-#include <cstdint>
 #include <optional>
 #include <string>
 
 namespace feedline::hub {
-
-/// Exit status for a command line or a configuration file that makes no sense.
-constexpr int badArguments = 2;
 
 /// A configuration, or the exit status to end with at once (0 after --help and --version; errors
 /// have been reported in one line on standard error).
@@ -27,9 +23,6 @@ ParsedCommandLine parseCommandLine(int argc, const char* const* argv,
 
 /// $XDG_CONFIG_HOME/feedline/hub.conf, else ~/.config/feedline/hub.conf; empty without a home.
 std::string usualConfigurationFile();
-
-/// A number of hertz as people write it: "7100000", "7100k", "7.1M", "1.6MHz".
-std::optional<std::uint32_t> parseHertz(const std::string& text);
 
 /// Whether only this machine can reach the address.
 bool isLoopback(const std::string& address);
