@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tools/hub/status/Status.h"
 
+#include "tools/hub/status/StateJson.h"
+
 #include <nlohmann/json.hpp>
 
 #include <array>
@@ -30,16 +32,6 @@ Json listenerJson(const ListenerReport& listener) {
              {{"upstream", listener.lostUpstream},
               {"slow", listener.lostSlow},
               {"connection", listener.dropped}}}};
-}
-
-Json stateJson(const ReceiverState& state) {
-    return {{"connected", state.connected},
-            {"running", state.running},
-            {"silent", state.silent},
-            {"name", state.name},
-            {"serial", state.serial},
-            {"frequency", state.frequency},
-            {"rate", state.rate}};
 }
 
 Json figuresJson(const ReceiverFigures& figures) {

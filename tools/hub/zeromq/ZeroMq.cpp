@@ -2,8 +2,10 @@
 #include "tools/hub/zeromq/ZeroMq.h"
 
 #include "tools/hub/log/Log.h"
+#include "tools/hub/status/StateJson.h"
 #include "tools/hub/zeromq/Publisher.h"
-#include "tools/hub/zeromq/StateText.h"
+
+#include <nlohmann/json.hpp>
 
 #include <array>
 #include <boost/asio/io_context.hpp>
@@ -19,6 +21,11 @@ namespace {
 constexpr std::size_t pairsAMessage = 2048;
 /// Messages that may wait for one subscriber: a second of an HF+, a third of one of an AirSpy.
 constexpr int mostMessages = 400;
+
+std::string stateText(const ReceiverState& state) {
+    // A name that is not UTF-8 shows as well as it can.
+    return stateJson(state).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
 
 class ZeroMq final : public Output {
 public:
