@@ -2,6 +2,8 @@
 // An output with a band that the test writes, and clients of it on loopback addresses.
 #pragma once
 
+#include "Loopback.h"
+#include "Waiting.h"
 #include "tools/hub/band/Band.h"
 #include "tools/hub/config/Configuration.h"
 #include "tools/hub/listeners/Receiver.h"
@@ -11,43 +13,22 @@
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ip/udp.hpp>
-#include <chrono>
 #include <cstdint>
 #include <numeric>
 #include <span>
 #include <string>
 #include <sys/time.h>
-#include <thread>
 #include <vector>
 
 namespace feedline::test {
 
 using Octets = std::vector<std::uint8_t>;
 
-/// A port that was free a moment ago.
-inline std::uint16_t freePort() {
-    boost::asio::io_context context;
-    namespace ip = boost::asio::ip;
-    const ip::tcp::acceptor taken(context, {ip::address_v4::loopback(), 0});
-    return taken.local_endpoint().port();
-}
-
 /// Reads and writes that end after a time that only a broken build needs.
 template <typename Socket>
 void limitWaiting(Socket& socket) {
     const timeval limit{20, 0};
     ::setsockopt(socket.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-}
-
-/// Waits until `met` holds; false after a time that only a broken build needs.
-template <typename Condition>
-bool eventually(Condition met) {
-    for (int tries = 0; tries < 4000; ++tries) {
-        if (met())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return false;
 }
 
 /// A client of a TCP output, connected from the given address of this machine.
@@ -157,6 +138,7 @@ protected:
         return count;
     }
 
+    const ReservedPort reserved; ///< for the output to listen on
     hub::Configuration configuration;
     hub::Band band;
     hub::Receiver receiver{band, configuration};

@@ -23,7 +23,7 @@ std::uint16_t numberOf(const Octets& datagram) {
 class NativeOutput : public OutputRoom {
 protected:
     NativeOutput() {
-        configuration.native = freePort();
+        configuration.native = reserved.number();
         output_ = hub::openNative(configuration, receiver);
         tell(idle);
     }
@@ -140,7 +140,7 @@ TEST_F(NativeOutput, EndsAClientThatAsksAndNeverReads) {
             questions.push_back(byte);
     while (client.trySend(questions)) {
     }
-    EXPECT_TRUE(eventually([&] { return receiver.listeners().empty(); }));
+    EXPECT_TRUE(waitUntil([&] { return receiver.listeners().empty(); }));
 }
 
 TEST_F(NativeOutput, RefusesMoreThanTheLimit) {

@@ -22,13 +22,13 @@ Octets command(std::uint8_t code, std::uint32_t value) {
 class RtlTcpOutput : public OutputRoom {
 protected:
     RtlTcpOutput() {
-        configuration.rtlTcp = freePort();
+        configuration.rtlTcp = reserved.number();
         output_ = hub::openRtlTcp(configuration, receiver);
         tell(idle);
     }
 
     bool heard(std::uint32_t frequency, std::uint32_t rate) {
-        return eventually([&] {
+        return waitUntil([&] {
             const auto listeners = receiver.listeners();
             return listeners.size() == 1 && listeners[0].frequency == frequency &&
                    listeners[0].rate == rate;
@@ -42,7 +42,7 @@ private:
 TEST_F(RtlTcpOutput, GreetsAndRuns) {
     TcpClient client(configuration.rtlTcp);
     EXPECT_EQ(client.receive(12), (Octets{'R', 'T', 'L', '0', 0, 0, 0, 5, 0, 0, 0, 29}));
-    EXPECT_TRUE(eventually([&] { return listening() == 1; }));
+    EXPECT_TRUE(waitUntil([&] { return listening() == 1; }));
 }
 
 TEST_F(RtlTcpOutput, TakesFrequencyRateAndCorrection) {
@@ -68,7 +68,7 @@ TEST_F(RtlTcpOutput, TakesEveryCommandAndStreamsOn) {
     ASSERT_TRUE(heard(centre, 768000));
     client.receive(12);
     // Samples until enough of them are through: the channel's values have changed on the way.
-    ASSERT_TRUE(eventually([&] {
+    ASSERT_TRUE(waitUntil([&] {
         receive(20000);
         return client.waiting() >= 2000;
     }));

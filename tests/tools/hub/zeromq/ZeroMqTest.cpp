@@ -16,7 +16,7 @@ namespace {
 class ZeroMqOutput : public OutputRoom {
 protected:
     ZeroMqOutput() {
-        configuration.zmq = freePort();
+        configuration.zmq = reserved.number();
         output_ = hub::openZeroMq(configuration, receiver);
         tell(idle);
     }
@@ -43,7 +43,7 @@ protected:
     }
 
     bool runs(std::size_t count) {
-        return eventually([&] { return listening() == count; });
+        return waitUntil([&] { return listening() == count; });
     }
 
 private:

@@ -28,7 +28,7 @@ constexpr std::uint8_t rowType = 2;
 class WebOutput : public OutputRoom {
 protected:
     WebOutput() {
-        configuration.web = freePort();
+        configuration.web = reserved.number();
         tell(running_);
     }
     ~WebOutput() override {
@@ -248,11 +248,11 @@ TEST_F(WebOutput, APageThatStopsLetsTheReceiverRest) {
     PageClient page(port());
     page.say({{"type", "hello"}});
     page.say({{"type", "run"}, {"on", true}});
-    ASSERT_TRUE(eventually([&] { return listening() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return listening() == 1; }));
     page.say({{"type", "run"}, {"on", false}});
-    ASSERT_TRUE(eventually([&] { return listening() == 0; }));
+    ASSERT_TRUE(waitUntil([&] { return listening() == 0; }));
     page.say({{"type", "run"}, {"on", true}});
-    ASSERT_TRUE(eventually([&] { return listening() == 1; }));
+    ASSERT_TRUE(waitUntil([&] { return listening() == 1; }));
 }
 
 TEST_F(WebOutput, APageThatLeavesIsForgotten) {
@@ -262,9 +262,9 @@ TEST_F(WebOutput, APageThatLeavesIsForgotten) {
         page.say({{"type", "hello"}});
         page.say({{"type", "run"}, {"on", true}});
         ASSERT_TRUE(
-            eventually([&] { return receiver.listeners().size() == 2 && listening() == 1; }));
+            waitUntil([&] { return receiver.listeners().size() == 2 && listening() == 1; }));
     }
-    EXPECT_TRUE(eventually([&] { return receiver.listeners().size() == 1 && listening() == 0; }));
+    EXPECT_TRUE(waitUntil([&] { return receiver.listeners().size() == 1 && listening() == 0; }));
 }
 
 // Who may move the receiver
@@ -317,7 +317,7 @@ TEST_P(WebOutputRubbish, EndsTheConnectionAndNothingElse) {
     EXPECT_TRUE(page.ends());
     other.say({{"type", "ping"}, {"at", 1}});
     EXPECT_EQ(other.words("pong").at("at"), 1);
-    EXPECT_TRUE(eventually([&] { return receiver.listeners().size() == 2; }));
+    EXPECT_TRUE(waitUntil([&] { return receiver.listeners().size() == 2; }));
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, WebOutputRubbish,
@@ -407,7 +407,7 @@ TEST_F(WebOutputLimits, ConnectionsHaveALimitToo) {
     EXPECT_EQ(pages.size(), 1 + sparePerAddress + 1);
     EXPECT_EQ(ask(port(), "/").status, 503U);
     pages.clear();
-    EXPECT_TRUE(eventually([&] { return ask(port(), "/").status == 200; }));
+    EXPECT_TRUE(waitUntil([&] { return ask(port(), "/").status == 200; }));
 }
 
 // Fairness
