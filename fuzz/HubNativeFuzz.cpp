@@ -9,23 +9,16 @@
 // Leaves out: the sockets, and the listener behind the answers.
 //
 // The first byte of an input is the size of its chunks.
+#include "Require.h"
 #include "tools/hub/native/Dialogue.h"
 #include "tools/hub/native/MessageFramer.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 
 namespace {
 
 using namespace feedline::hub;
-
-void require(bool holds, const char* what) {
-    if (holds)
-        return;
-    std::fprintf(stderr, "does not hold: %s\n", what);
-    std::abort();
-}
+using feedline::fuzz::require;
 
 struct Listening final : Subject {
     std::string targetName() const override { return "AirSpyHF+"; }

@@ -7,26 +7,19 @@
 //
 // The first byte of an input is the size of its chunks; the rest is read both as commands and as
 // samples.
+#include "Require.h"
 #include "tools/hub/rtltcp/ByteScaler.h"
 #include "tools/hub/rtltcp/Command.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
 namespace {
 
 using namespace feedline::hub;
-
-void require(bool holds, const char* what) {
-    if (holds)
-        return;
-    std::fprintf(stderr, "does not hold: %s\n", what);
-    std::abort();
-}
+using feedline::fuzz::require;
 
 std::size_t commandsIn(std::span<const std::uint8_t> stream, std::size_t chunk,
                        ByteScaler& scaler) {

@@ -7,12 +7,11 @@
 //
 // Leaves out: connecting, which is done here by putting one end of a pair of sockets in place of
 // the connection, and the time a silent server is given.
+#include "Require.h"
 #include "tools/client/ControlClient.h"
 #include "tools/client/Failure.h"
 
 #include <array>
-#include <cstdio>
-#include <cstdlib>
 #include <optional>
 #include <span>
 #include <sys/socket.h>
@@ -21,16 +20,10 @@
 namespace {
 
 using namespace feedline::client;
+using feedline::fuzz::require;
 using Bytes = std::span<const std::uint8_t>;
 
 Bytes spoken;
-
-void require(bool holds, const char* what) {
-    if (holds)
-        return;
-    std::fprintf(stderr, "does not hold: %s\n", what);
-    std::abort();
-}
 
 /// The parameters of the answer to the item, if the server's bytes begin with one.
 std::optional<Bytes> answerTo(unsigned item) {

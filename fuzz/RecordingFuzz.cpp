@@ -6,10 +6,10 @@
 //
 // Leaves out: the library that takes WAV files apart is not instrumented, so its edges do not guide
 // the fuzzer; its own project fuzzes it. What is played of a recording is the emulator's tests'.
+#include "Require.h"
 #include "emulator/signals/Recording.h"
 
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -21,13 +21,6 @@ namespace {
 
 using feedline::emulator::Pairs;
 using feedline::emulator::readRecording;
-
-void require(bool holds, const char* what) {
-    if (holds)
-        return;
-    std::fprintf(stderr, "does not hold: %s\n", what);
-    std::abort();
-}
 
 /// Files in memory where there is such a place, made once and rewritten.
 const std::string& folder() {

@@ -6,25 +6,19 @@
 //
 // Leaves out: the signals that are made of a scene; they take no more input than the values checked
 // here.
+#include "Require.h"
 #include "emulator/signals/Scene.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <stdexcept>
 
 namespace {
 
 using namespace feedline::emulator;
-
-void require(bool holds, const char* what) {
-    if (holds)
-        return;
-    std::fprintf(stderr, "does not hold: %s\n", what);
-    std::abort();
-}
+using feedline::fuzz::require;
 
 bool within(double value, double least, double most) {
     return value >= least && value <= most;

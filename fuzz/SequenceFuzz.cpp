@@ -8,21 +8,13 @@
 // Leaves out: the socket and what the system says beside each datagram.
 //
 // An input is a list of steps of two bytes, so that short inputs reach far: see `Numbers`.
+#include "Require.h"
 #include "tools/client/SequenceTracker.h"
-
-#include <cstdio>
-#include <cstdlib>
 
 namespace {
 
 using namespace feedline::client;
-
-void require(bool holds, const char* what) {
-    if (holds)
-        return;
-    std::fprintf(stderr, "does not hold: %s\n", what);
-    std::abort();
-}
+using feedline::fuzz::require;
 
 class Judged {
 public:

@@ -9,11 +9,11 @@
 // Leaves out: receivers, of which there are none, and the server's threads; the toolkit's own
 // reading of the file is not instrumented, so its edges do not guide the fuzzer.
 #include "FuzzedServer.h"
+#include "Require.h"
 #include "platform/qt/QtSettingsStore.h"
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <functional>
@@ -43,13 +43,6 @@ void thrown(const char* /*format*/, ...) {
 
 namespace feedline::fuzz {
 namespace {
-
-void require(bool holds, const char* what) {
-    if (holds)
-        return;
-    std::fprintf(stderr, "does not hold: %s\n", what);
-    std::abort();
-}
 
 std::string settingsFile;
 
