@@ -755,6 +755,29 @@ TEST_F(TcpServer, SetUpThatComesDueUnderARestartsAlertIsRestartedToo) {
     servedClient();
 }
 
+// Nobody has connected when the alert is dismissed, so that the restart finds a server that waits:
+// that is its end.
+TEST_F(TcpServer, SetUpThatComesDueUnderARestartsAlertEndsWithItWhileNobodyIsThere) {
+    startServer();
+    servedClient()->close();
+    letTheClientBeLost();
+    deviceType = deviceAirspyHf;
+    test::vendors().hfSerials.clear();
+    server.alert.whileUp = [&] {
+        server.mainThread.advance(5s);
+        ASSERT_TRUE(waitForLine(waiting, 2));
+        ASSERT_TRUE(waitUntil([] { return sockets().countOfCall("accept") == 2; }));
+        EXPECT_TRUE(serverActive);
+    };
+    server.delegate.restartServer();
+    EXPECT_THAT(server.alert.shown(), ::testing::SizeIs(1));
+    ASSERT_TRUE(waitForLine(acceptFailed));
+    waitForStatus(tcpConnectFailed);
+    EXPECT_FALSE(serverActive);
+    EXPECT_FALSE(test::listening(port.number()));
+    EXPECT_TRUE(nothingIsScheduled());
+}
+
 TEST_F(TcpServer, RestartDuringTheFiveSecondsDoesNotHoldTheServerBack) {
     startServer();
     servedClient()->close();
