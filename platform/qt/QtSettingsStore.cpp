@@ -78,12 +78,10 @@ void QtSettingsStore::setString(const std::string& value, const std::string& key
 
 void QtSettingsStore::synchronize() {
     const std::lock_guard lock(mutex_);
-    OneFile settings;
-    if (lockIsFree(settings.fileName())) {
+    OneFile settings; // It writes what it was given when it goes.
+    if (lockIsFree(settings.fileName()))
         for (auto change = pending_.cbegin(); change != pending_.cend(); ++change)
             settings.setValue(change.key(), change.value());
-        settings.sync();
-    }
     pending_.clear();
 }
 
