@@ -2,7 +2,7 @@
 """Runs every benchmark and prints the figures of docs/performance.md, each as a ratio taken in this one run.
 
 Started by bench/run, which builds first. Everything stays on this machine: the server is the real feedlined over an
-emulated receiver, the client is feedline-probe or a small one of this file's own, and all traffic is loopback.
+emulated receiver, the client is feedline-probe or the test kit's, and all traffic is loopback.
 """
 
 import argparse
@@ -20,8 +20,10 @@ import sys
 import tempfile
 import time
 
-RUN = bytes.fromhex("0800180080020000")
-STOP = bytes.fromhex("0800180080010000")
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests/support"))
+from feedline_kit import (PAIRS, RUN, SET, STATE, STOP, connect, free_port, listen_for_datagrams, number_of, request,
+                          tune)
+
 TUNE = {"hf": 7_100_000, "airspy": 100_000_000}
 RATE = {"hf": 768_000, "airspy": 2_500_000}
 DEVICE_TYPE = {"hf": 0, "airspy": 1}
@@ -29,16 +31,6 @@ DEVICE_TYPE = {"hf": 0, "airspy": 1}
 
 def figure(name, value):
     print(f"{name:<48} {value}", flush=True)
-
-
-def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
-
-
-def tune_message(hertz):
-    return b"\x0a\x00\x20\x00\x00" + hertz.to_bytes(4, "little") + b"\x00"
 
 
 class Server:
@@ -67,16 +59,7 @@ class Server:
 
     def connect(self):
         """The control connection, once the server listens."""
-        limit = time.monotonic() + 20
-        while True:
-            client = socket.socket()
-            try:
-                client.connect(("127.0.0.1", self.port))
-                return client
-            except ConnectionRefusedError:
-                client.close()
-                if time.monotonic() > limit:
-                    raise
+        return connect(self.port, pause=0)
 
     def status(self, key):
         text = pathlib.Path(f"/proc/{self.process.pid}/status").read_text()
@@ -111,21 +94,6 @@ def server(*arguments, **options):
         running.close()
 
 
-def request(client, message):
-    client.sendall(message)
-    client.recv(64)
-
-
-def udp_sink(port):
-    sink = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
-    force = 33  # SO_RCVBUFFORCE, for root; otherwise what the system grants
-    for option in (socket.SO_RCVBUF, force):
-        with contextlib.suppress(OSError):
-            sink.setsockopt(socket.SOL_SOCKET, option, 4 << 20)
-    sink.bind(("127.0.0.1", port))
-    return sink
-
-
 def take(sink, seconds):
     """Receives for so long; returns the arrival time and number of every datagram."""
     arrivals = []
@@ -135,7 +103,7 @@ def take(sink, seconds):
     while time.monotonic() < end:
         with contextlib.suppress(TimeoutError):
             datagram = sink.recv(2048)
-            arrivals.append((clock(), datagram[2] | datagram[3] << 8))
+            arrivals.append((clock(), number_of(datagram)))
     return arrivals
 
 
@@ -235,25 +203,25 @@ def bench_server(build, seconds):
     print("\n# the whole server at real speed, processor time by thread, and resident memory")
     for receiver in ("hf", "airspy"):
         for program in ("feedlined", "feedline"):
-            with server(build, receiver, program=program) as running, udp_sink(running.port) as sink:
+            with server(build, receiver, program=program) as running, listen_for_datagrams(running.port) as sink:
                 with running.connect() as client:
-                    request(client, tune_message(TUNE[receiver]))
+                    tune(client, TUNE[receiver])
                     idle = running.status("VmRSS")
                     polling = idle_polling(running, seconds)
-                    request(client, RUN)
+                    request(client, SET, STATE, RUN)
                     take(sink, 2)
                     before = running.threads()
                     arrivals = take(sink, seconds)
                     after = running.threads()
                     streaming = running.status("VmRSS")
                     shares = profile(running, sink, seconds) if program == "feedlined" else None
-                    request(client, STOP)
+                    request(client, SET, STATE, STOP)
                 figure(f"{program} {receiver}: memory idle, streaming, MiB",
                        f"{idle / 1024:.1f}, {streaming / 1024:.1f}")
                 if program == "feedline":
                     continue
                 pairs = RATE[receiver] * seconds / 1e6
-                figure(f"{receiver}: datagrams over the rate's", f"{len(arrivals) * 256 / 1e6 / pairs:.4f}")
+                figure(f"{receiver}: datagrams over the rate's", f"{len(arrivals) * PAIRS / 1e6 / pairs:.4f}")
                 figure(f"{receiver}: the sender's polling, share of a core", f"{polling:.4f}")
                 for (_, name), spent in sorted(after.items(), key=lambda entry: -entry[1]):
                     used = spent - before.get((_, name), 0)
@@ -301,11 +269,11 @@ def bench_latency(build, seconds):
                                              stdout=subprocess.PIPE, text=True)
                 port = int(receiving.stdout.readline().split()[1])
                 with server(build, receiver, port=port) as running, running.connect() as client, receiving:
-                    request(client, tune_message(TUNE[receiver]))
-                    request(client, RUN)
+                    tune(client, TUNE[receiver])
+                    request(client, SET, STATE, RUN)
                     arrivals = [tuple(map(int, line.split())) for line in receiving.stdout]
                     state = running.ask_emulator(f"state {receiver}")
-                    request(client, STOP)
+                    request(client, SET, STATE, STOP)
                 begin = int(re.search(r"clock-ns=(\d+)", state)[1])
                 ages, number, last = [], 0, None
                 for at, low in arrivals:
@@ -313,7 +281,7 @@ def bench_latency(build, seconds):
                     if last is None:
                         number = low
                     last = low
-                    taken = begin + (number + 1) * 256 * 1_000_000_000 // RATE[receiver]
+                    taken = begin + (number + 1) * PAIRS * 1_000_000_000 // RATE[receiver]
                     ages.append((at - taken) / 1e6)
                 figure(f"{receiver}, {'one core loaded' if loaded else 'unloaded'}", percentiles(ages))
             finally:

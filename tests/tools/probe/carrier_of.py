@@ -7,10 +7,14 @@ Reads FILE.sigmf-meta with its data, or FILE.wav with sox, and prints one JSON o
 """
 
 import json
+import pathlib
 import subprocess
 import sys
 
 import numpy
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[3] / "tests/support"))
+from feedline_kit import strongest_carrier
 
 
 def read_sigmf(name):
@@ -31,14 +35,9 @@ def read_wav(name):
 def main(name):
     entries, rate, frequency = read_wav(name) if name.endswith(".wav") else read_sigmf(name)
     pairs = entries.reshape(-1, 2).astype(float) @ numpy.array([1, 1j]) / 32767
-    size = 8192
-    window = numpy.hanning(size)
-    frames = pairs[: len(pairs) // size * size].reshape(-1, size) * window / window.sum()
-    power = (numpy.abs(numpy.fft.fft(frames)) ** 2).mean(axis=0)
-    best = int(power.argmax())
-    print(json.dumps({"pairs": len(pairs), "sample_rate": rate, "frequency": frequency,
-                      "offset": float(numpy.fft.fftfreq(size, 1 / rate)[best]),
-                      "level_dbfs": float(10 * numpy.log10(power[best]))}))
+    offset, level = strongest_carrier(pairs, rate)
+    print(json.dumps({"pairs": len(pairs), "sample_rate": rate, "frequency": frequency, "offset": offset,
+                      "level_dbfs": level}))
 
 
 main(sys.argv[1])

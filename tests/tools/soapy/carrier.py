@@ -7,11 +7,15 @@ level_dbfs of the strongest carrier.
 """
 
 import json
+import pathlib
 import sys
 
 import numpy
 import SoapySDR
 from SoapySDR import SOAPY_SDR_CF32, SOAPY_SDR_RX
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[3] / "tests/support"))
+from feedline_kit import strongest_carrier
 
 
 def read(device, stream, pairs):
@@ -38,13 +42,8 @@ def main(arguments, frequency):
     samples = read(device, stream, int(rate) // size * size)
     device.deactivateStream(stream)
     device.closeStream(stream)
-    window = numpy.hanning(size)
-    frames = samples.reshape(-1, size) * window / window.sum()
-    power = (numpy.abs(numpy.fft.fft(frames)) ** 2).mean(axis=0)
-    best = int(power.argmax())
-    print(json.dumps({"sample_rate": rate, "pairs": len(samples),
-                      "frequency": frequency + float(numpy.fft.fftfreq(size, 1 / rate)[best]),
-                      "level_dbfs": float(10 * numpy.log10(power[best]))}))
+    offset, level = strongest_carrier(samples, rate)
+    print(json.dumps({"sample_rate": rate, "pairs": len(samples), "frequency": frequency + offset, "level_dbfs": level}))
 
 
 main(sys.argv[1], float(sys.argv[2]))
