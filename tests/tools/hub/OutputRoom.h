@@ -138,7 +138,7 @@ protected:
         return count;
     }
 
-    const ReservedPort reserved; ///< for the output to listen on
+    const ReservedPort reserved{3}; ///< for the output to listen on, side by side
     hub::Configuration configuration;
     hub::Band band;
     hub::Receiver receiver{band, configuration};
