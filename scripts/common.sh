@@ -18,7 +18,8 @@ xvfb xauth locales libxml2-utils
 mold"
 
 # What ./test --all installs on top, for the tests with the label heavy: browsers, SDR programs, cross compilers.
-heavy_packages="g++-aarch64-linux-gnu"
+heavy_packages="g++-aarch64-linux-gnu
+gnuradio gqrx-sdr rtl-433 python3-zmq imagemagick iproute2 pulseaudio xdotool"
 
 # What fuzz/run installs on top.
 fuzz_packages="clang libclang-rt-14-dev"

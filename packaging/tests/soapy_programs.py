@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""SDR programs with the SoapySDR module, over emulated receivers; run by packaging/check-programs.
+"""SDR programs with the SoapySDR module and on the hub, over emulated receivers; run by packaging/check-programs.
 
 usage: soapy_programs.py BUILD OUTPUT [NAME...]: in a network, a mount and a process space of its own. One line a check:
 what was heard. Ends with 1 when one fails.
@@ -9,6 +9,7 @@ import json
 import os
 import pathlib
 import re
+import shutil
 import socket
 import subprocess
 import sys
@@ -55,7 +56,8 @@ class Room:
 
     def __init__(self, name):
         self.folder = OUTPUT / name
-        self.folder.mkdir()
+        shutil.rmtree(self.folder, ignore_errors=True)
+        self.folder.mkdir(parents=True)
         self.programs = []
         runtime = self.folder / "run"
         runtime.mkdir(mode=0o700)
@@ -177,7 +179,7 @@ class Remote:
 
     def connect(self):
         try:
-            self.file = socket.create_connection(("127.0.0.1", self.port), 1).makefile("rw")
+            self.file = socket.create_connection(("127.0.0.1", self.port), LIMIT).makefile("rw")
             return True
         except OSError:
             return False
@@ -305,6 +307,89 @@ def announce(room):
     wait_until(lambda: "startup complete" in room.log("avahi"), "for the daemon that announces")
 
 
+# An AirSpy gives a recording at half its level.
+HUB_CENTRE, HUB_CARRIER, HUB_LEVEL = 433.92e6, 434.22e6, LEVEL - 6.0  # Hz, dBFS
+GQRX_OVER_RTL_TCP = GQRX.replace(f"soapy=0,{FIRST}", "rtl_tcp=127.0.0.1:1234").replace(
+    f"frequency={CENTRE:.0f}", f"frequency={HUB_CENTRE:.0f}").replace("sample_rate=768000", "sample_rate=1200000")
+
+
+def sensor_and_carrier(rate):
+    """The sensor's telegram, weaker, beside a carrier of LEVEL that goes on over the recording's end."""
+    pairs = sensor_signal(rate) // 4
+    pairs = pairs[:len(pairs) // 1000 * 1000]
+    turns = numpy.exp(2j * numpy.pi * (HUB_CARRIER - HUB_CENTRE) / rate * numpy.arange(len(pairs)))
+    carrier = 10 ** (LEVEL / 20) * 32768 * numpy.stack([turns.real, turns.imag], axis=1)
+    return (pairs + numpy.round(carrier)).astype("<i2")
+
+
+def judge_at(frequency, level, bin_width):
+    require(abs(frequency - HUB_CARRIER) <= bin_width, f"carrier at {frequency} Hz")
+    require(abs(level - HUB_LEVEL) <= 1.5, f"carrier of {level} dBFS")
+    return f"{frequency / 1e6:.4f} MHz {level:.1f} dBFS"
+
+
+def hear_with_gqrx(remote):
+    """Its 8-bit samples come with a gain of the hub's, so only the difference is known."""
+    def level_at(frequency):
+        require(remote.ask(f"F {frequency:.0f}") == "RPRT 0", "it cannot be tuned")
+        time.sleep(2)  # for its meter
+        return float(remote.ask("l STRENGTH"))
+
+    wait_until(lambda: level_at(HUB_CARRIER) > level_at(HUB_CARRIER + 40e3) + 25, "for gqrx to hear the carrier")
+    return f"gqrx {level_at(HUB_CARRIER) - level_at(HUB_CARRIER + 40e3):.0f} dB over what is beside it"
+
+
+def check_hub():
+    """Everybody at once on one receiver; each hears what it should."""
+    with Room("hub") as room:
+        recording = room.folder / "sensor_and_carrier.raw"
+        sensor_and_carrier(2.5e6).tofile(recording)
+        room.server("airspy", FEEDLINE_EMULATOR_RECORDING=str(recording))
+        room.start("hub", BUILD / "tools/hub/feedline-hub", f"--frequency={HUB_CENTRE:.0f}",
+                   "--rate=2500000")
+        wait_until(lambda: subprocess.run([BUILD / "tools/hub/feedline-hub", "--status"], env=room.environment,
+                                          check=False, capture_output=True).returncode == 0, "for the hub")
+        room.display()
+        settings = room.folder / "gqrx.conf"
+        settings.write_text(GQRX_OVER_RTL_TCP)
+        room.start("gqrx", "gqrx", "-c", settings)
+        remote = Remote(7356)
+        wait_until(remote.connect, "for the remote control")
+        require(remote.ask("U DSP 1") == "RPRT 0", "it cannot be started")
+        remote.ask("M AM")
+        probes = {f"probe {at}": room.start(
+            f"probe{at}", BUILD / "tools/probe/feedline-probe", "stream", "127.0.0.1:50001", f"--bind=127.0.0.{at}",
+            f"--tune={HUB_CENTRE:.0f}", "--seconds=8", "--json") for at in (2, 3)}
+        rest = {
+            "rtl_433": room.start("rtl_433", "rtl_433", "-d", "rtl_tcp:127.0.0.1:1234", "-f", "433.92M", "-s", "250k",
+                                  "-F", "json", "-T", "10"),
+            "GNU Radio fc32": room.start("fc32", PYTHON, SOURCE / "docs/examples/zmq_flowgraph.py", "127.0.0.1", 50010),
+            "GNU Radio sc16": room.start("sc16", PYTHON, SOURCE / "docs/examples/zmq_flowgraph.py", "127.0.0.1", 50010,
+                                         "sc16"),
+            "SoapySDR": room.start("soapy", PYTHON, CARRIER_PY, "driver=feedline,port=50001,bind=127.0.0.4",
+                                   HUB_CENTRE)}
+        heard = [hear_with_gqrx(remote)]
+        room.screenshot("gqrx")
+        for name, program in (probes | rest).items():
+            require(program.wait(LIMIT) == 0, f"{name} ended with {program.returncode}")
+        for at in (2, 3):
+            told = json.loads(room.log(f"probe{at}").splitlines()[-1])
+            require(told["lost"] == 0, f"probe {at} lost {told['lost']} datagrams")
+            carrier = told["carrier"]
+            heard.append(f"probe {at} " + judge_at(carrier["frequency_hz"], carrier["level_dbfs"], 1000) + ", 0 lost")
+        for kind in ("fc32", "sc16"):
+            khz, level = re.search(r"([\d.]+) kHz (-[\d.]+) dBFS", room.log(kind)).groups()
+            heard.append(f"GNU Radio {kind} " + judge_at(float(khz) * 1e3, float(level), 1000))
+        told = json.loads(room.log("soapy").splitlines()[-1])
+        heard.append("SoapySDR " + judge_at(told["frequency"], told["level_dbfs"], 1000))
+        readings = [json.loads(line) for line in room.log("rtl_433").splitlines() if line.startswith("{")]
+        require(readings, "rtl_433 decoded nothing")
+        require((readings[0]["temperature_C"], readings[0]["humidity"]) == (21.5, 48), f"decoded {readings[0]}")
+        heard.append(f"rtl_433 {len(readings)} telegrams")
+        recording.unlink()
+        return "; ".join(heard)
+
+
 def check_remote():
     with Room("remote") as room:
         room.server()
@@ -317,7 +402,8 @@ def check_remote():
 
 
 CHECKS = {"utility": check_utility, "python": check_python, "gnuradio": check_gnuradio, "gqrx": check_gqrx,
-          "cubicsdr": check_cubicsdr, "rtl_433": check_rtl_433, "remote": check_remote}
+          "cubicsdr": check_cubicsdr, "rtl_433": check_rtl_433, "remote": check_remote,
+          "hub": check_hub}
 
 
 def main(names):

@@ -4,17 +4,12 @@
 #include "stream/DataDatagram.h"
 
 #include <algorithm>
-#include <array>
-#include <cmath>
 
 namespace feedline::client {
 
 namespace {
 
 constexpr std::int64_t windowLength = 1'000'000'000; // ns
-
-// Hz. The rates that receivers of the HF+ and of the AirSpy family list.
-constexpr std::array knownRates{192e3, 256e3, 384e3, 456e3, 768e3, 912e3, 2.5e6, 3e6, 6e6, 10e6};
 
 } // namespace
 
@@ -65,13 +60,6 @@ double RateMeter::overall() const {
     const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
     std::nth_element(sorted.begin(), middle, sorted.end());
     return datagram::pairs * *middle;
-}
-
-double plausibleRate(double measured) {
-    for (const double known : knownRates)
-        if (std::abs(measured - known) <= 0.01 * known)
-            return known;
-    return std::round(measured);
 }
 
 } // namespace feedline::client

@@ -49,8 +49,4 @@ private:
     double latest_ = 0;           ///< datagrams a second of the last complete window
 };
 
-/// The rate that a receiver is set to, when the measured one is within 1 % of it; else the measured
-/// rate itself, in whole hertz.
-double plausibleRate(double measured);
-
 } // namespace feedline::client

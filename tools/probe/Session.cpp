@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/probe/Session.h"
 
+#include "tools/client/Receivers.h"
 #include "tools/probe/SignalEvents.h"
 
 #include <algorithm>
@@ -139,7 +140,8 @@ Figures Session::figures(const Analyser::Result& result, double measuredRate) {
     figures.elapsed = std::chrono::duration<double>(Clock::now() - begin_).count();
     figures.sampleRate = measuredRate;
     figures.reception = receiver_.figures();
-    figures.axisRate = options_.rate.value_or(client::plausibleRate(figures.reception.overallRate));
+    figures.axisRate = options_.rate.value_or(
+        client::nearestRate(client::receiverKind(facts_.target), figures.reception.overallRate));
     figures.levels = result.levels;
     figures.carrier = strongestCarrier(result.power.average(), figures.axisRate);
     return figures;

@@ -99,6 +99,9 @@ TEST(ReceiversTest, NearestRateIsWithinOnePercent) {
     EXPECT_EQ(nearestRate(hf, 768e3 * 1.009), 768e3);
     EXPECT_EQ(nearestRate(hf, 768e3 * 1.011), 776448);
     EXPECT_EQ(nearestRate(airspy, 9.95e6), 10e6);
+    EXPECT_EQ(nearestRate(airspy, 912300), 912300);
+    EXPECT_EQ(nearestRate(receiverKind("unknown"), 2524000), 2.5e6);
+    EXPECT_EQ(nearestRate(hf, 0), 0);
 }
 
 } // namespace

@@ -55,7 +55,8 @@ void Intake::beginIfExpected() {
         restart(0);
 }
 
-void Intake::expectRun() {
+void Intake::expectRun(const client::ReceiverKind& kind) {
+    kind_ = &kind;
     rate_ = 0;
     runExpected_ = true;
 }
@@ -74,7 +75,7 @@ void Intake::measure(std::int64_t position, std::int64_t nanoseconds, std::size_
     if (length < shortestMeasurement)
         return;
     const double measured = meter_.current();
-    const double plausible = client::plausibleRate(measured);
+    const double plausible = client::nearestRate(*kind_.load(std::memory_order_relaxed), measured);
     const bool known = plausible != std::round(measured);
     if (known || length >= fullMeasurement)
         rate_.store(plausible, std::memory_order_relaxed);

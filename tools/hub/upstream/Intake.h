@@ -3,6 +3,7 @@
 #pragma once
 
 #include "tools/client/RateMeter.h"
+#include "tools/client/Receivers.h"
 #include "tools/client/StreamOrder.h"
 #include "tools/hub/band/Band.h"
 
@@ -25,8 +26,8 @@ public:
     // Any thread.
 
     /// The receiver is being started: what comes next has nothing to do with what came before, and
-    /// the rate is measured afresh.
-    void expectRun();
+    /// the rate is measured afresh, and taken for the nearest one of that kind of receiver.
+    void expectRun(const client::ReceiverKind& kind);
     Clock::time_point lastArrival() const; ///< of any samples; the epoch before the first
     std::uint64_t pairs() const { return pairs_.load(std::memory_order_relaxed); }
     std::uint64_t lostPairs() const { return lost_.load(std::memory_order_relaxed); }
@@ -41,6 +42,7 @@ private:
     client::RateMeter meter_;   ///< of the receive thread, like the next one
     std::int64_t runBegan_ = 0; ///< ns, 0 before the run's first datagram
     std::atomic<bool> runExpected_{false};
+    std::atomic<const client::ReceiverKind*> kind_{&client::receiverKind("")};
     std::atomic<Clock::rep> lastArrival_{0};
     std::atomic<std::uint64_t> pairs_{0};
     std::atomic<std::uint64_t> lost_{0};

@@ -180,7 +180,7 @@ void Upstream::start() {
 }
 
 void Upstream::expectStream() {
-    intake_.expectRun();
+    intake_.expectRun(client::receiverKind(state_.name));
     silence_.expect(Clock::now());
 }
 
@@ -215,7 +215,7 @@ void Upstream::watchSilence(bool listening) {
     case SilenceWatch::Step::stopAndRun:
         log("telling " + server_ + " to stop and to run");
         client_->setRunning(false);
-        intake_.expectRun();
+        intake_.expectRun(client::receiverKind(state_.name));
         client_->setRunning(true);
         break;
     case SilenceWatch::Step::command:

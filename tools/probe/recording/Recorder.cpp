@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tools/probe/recording/Recorder.h"
 
+#include "tools/client/Receivers.h"
 #include "tools/probe/ExitStatus.h"
 
 #include <algorithm>
@@ -66,7 +67,8 @@ bool Recorder::rateKnown() const {
 }
 
 double Recorder::rate() const {
-    return rate_.value_or(client::plausibleRate(meter_.current()));
+    return rate_.value_or(
+        client::nearestRate(client::receiverKind(facts_.target), meter_.current()));
 }
 
 void Recorder::begin() {
