@@ -52,6 +52,7 @@ TEST_F(HubProgram, LeavesItsPortsToBeUsedAgainAtOnce) {
     HubProcess again(server_.port(), {"--native", hub.native.text(), "--web", hub.web.text(),
                                       "--rtl-tcp", hub.rtlTcp.text()});
     EXPECT_TRUE(again.log.waitFor("native on 127.0.0.1:" + hub.native.text()));
+    EXPECT_TRUE(again.log.waitFor("connected to")); // Only then it knows the name.
     EXPECT_NO_THROW(connect(hub).targetName());
     EXPECT_EQ(again.end(), 0);
 }
