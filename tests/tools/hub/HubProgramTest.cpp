@@ -38,9 +38,11 @@ TEST_F(HubProgram, EndsWithZeroOnASignalAndStopsTheReceiver) {
         ASSERT_TRUE(hub.log.waitFor("IQ pairs a second"));
         ASSERT_TRUE(server_.waitForRun());
         EXPECT_EQ(hub.end(signal), 0);
-        const auto messages = server_.messages();
         const Bytes stop{8, 0, 0x18, 0, 0x80, 1};
-        EXPECT_TRUE(std::equal(stop.begin(), stop.end(), messages.back().begin()));
+        EXPECT_TRUE(waitUntil([&] {
+            const Bytes last = server_.messages().back();
+            return std::equal(stop.begin(), stop.end(), last.begin());
+        }));
     }
 }
 

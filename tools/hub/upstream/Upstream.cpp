@@ -111,7 +111,6 @@ void Upstream::greet() {
     state_.running = client_->status() == client::statusRunning;
     askRate();
     state_.connected = true;
-    log("connected to " + state_.name + " at " + server_);
     if (greeted_)
         ++figures_.reconnections;
     greeted_ = true;
@@ -121,6 +120,7 @@ void Upstream::greet() {
     tune(wanted != 0             ? wanted
          : state_.frequency != 0 ? state_.frequency
                                  : firstFrequency(state_.name));
+    log("connected to " + state_.name + " at " + server_);
     if (state_.running)
         expectStream();
 }
