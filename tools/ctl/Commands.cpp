@@ -92,7 +92,7 @@ ExitStatus setDevice(const Options& options, std::ostream& out) {
 }
 
 ExitStatus setGain(const Options& options, std::ostream& out) {
-    const Gain& gain = *options.gain;
+    const gains::Gain& gain = *options.gain;
     Server server = find(options);
     if (gain.isSwitch())
         server.set(gain.property, options.value != 0);

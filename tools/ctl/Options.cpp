@@ -96,11 +96,11 @@ private:
         auto* command = app_.add_subcommand("gain", "Set a gain of an AirSpy");
         command->require_subcommand(1);
         command->fallthrough();
-        for (const Gain& gain : gains)
+        for (const gains::Gain& gain : gains::table)
             addGain(*command, gain);
     }
 
-    void addGain(CLI::App& command, const Gain& gain) {
+    void addGain(CLI::App& command, const gains::Gain& gain) {
         const std::string range =
             gain.isSwitch() ? "on or off" : "0 to " + std::to_string(gain.highest);
         auto* added = command.add_subcommand(gain.word, range);
@@ -118,7 +118,7 @@ private:
                 }));
     }
 
-    static std::optional<std::int32_t> valueOf(const Gain& gain, const std::string& text) {
+    static std::optional<std::int32_t> valueOf(const gains::Gain& gain, const std::string& text) {
         if (gain.isSwitch()) {
             if (text != "on" && text != "off")
                 return std::nullopt;

@@ -2,7 +2,7 @@
 // What the command line asks for.
 #pragma once
 
-#include "tools/ctl/Gains.h"
+#include "tools/gains/GainTable.h"
 
 #include <cstdint>
 #include <optional>
@@ -16,13 +16,13 @@ enum class Bus { any, session, system };
 struct Options {
     Command command = Command::status;
     Bus bus = Bus::any;
-    double wait = 0;            ///< seconds to go on trying while there is no server
-    bool json = false;          ///< status
-    bool watch = false;         ///< status
-    bool force = false;         ///< restart
-    std::string text;           ///< the value of a setting, checked except for a device
-    const Gain* gain = nullptr; ///< which one
-    std::int32_t value = 0;     ///< of the gain, within its range
+    double wait = 0;                   ///< seconds to go on trying while there is no server
+    bool json = false;                 ///< status
+    bool watch = false;                ///< status
+    bool force = false;                ///< restart
+    std::string text;                  ///< the value of a setting, checked except for a device
+    const gains::Gain* gain = nullptr; ///< which one
+    std::int32_t value = 0;            ///< of the gain, within its range
 };
 
 /// The outcome of reading the command line: options, or the exit status to end with at once (0

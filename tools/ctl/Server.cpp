@@ -127,8 +127,8 @@ std::string* textNamed(ServerStatus& status, const std::string& name) {
 }
 
 std::int32_t* gainNamed(ServerStatus& status, const std::string& name) {
-    for (std::size_t i = 0; i < gains.size(); ++i)
-        if (name == gains.at(i).property)
+    for (std::size_t i = 0; i < gains::table.size(); ++i)
+        if (name == gains::table.at(i).property)
             return &status.gain.at(i);
     return nullptr;
 }

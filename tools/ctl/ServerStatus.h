@@ -2,7 +2,7 @@
 // A server's properties at one moment.
 #pragma once
 
-#include "tools/ctl/Gains.h"
+#include "tools/gains/GainTable.h"
 
 #include <array>
 #include <cstdint>
@@ -30,7 +30,8 @@ struct ServerStatus {
     std::string device;
     std::string openDevice; ///< empty when none is
     std::vector<std::string> heldDevices;
-    std::array<std::int32_t, gains.size()> gain{}; ///< in the order of `gains`; a switch is 0 or 1
+    std::array<std::int32_t, gains::table.size()>
+        gain{}; ///< in the order of `gains::table`; a switch is 0 or 1
 
     bool operator==(const ServerStatus&) const = default;
 };

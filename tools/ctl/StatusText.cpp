@@ -32,7 +32,7 @@ std::string deviceRow(const ServerStatus& status) {
                                        : device + " (" + status.openDevice + " is open)";
 }
 
-std::string gainText(const Gain& gain, std::int32_t value) {
+std::string gainText(const gains::Gain& gain, std::int32_t value) {
     if (gain.isSwitch())
         return value != 0 ? "on" : "off";
     return std::to_string(value) + " of " + std::to_string(gain.highest);
@@ -52,10 +52,10 @@ using Json = nlohmann::ordered_json;
 
 Json gainsJson(const ServerStatus& status) {
     Json all = Json::object();
-    for (std::size_t i = 0; i < gains.size(); ++i) {
-        std::string key = gains.at(i).word;
+    for (std::size_t i = 0; i < gains::table.size(); ++i) {
+        std::string key = gains::table.at(i).word;
         std::ranges::replace(key, '-', '_');
-        if (gains.at(i).isSwitch())
+        if (gains::table.at(i).isSwitch())
             all[key] = status.gain.at(i) != 0;
         else
             all[key] = status.gain.at(i);
@@ -85,8 +85,8 @@ std::string statusScreen(const ServerStatus& status) {
     screen += '\n' + row("Listening", status.listening ? "yes" : "no");
     screen += row("Device", deviceRow(status));
     screen += row("Port", status.port) + row("UDP address", status.address) + '\n';
-    for (std::size_t i = 0; i < gains.size(); ++i)
-        screen += row(gains.at(i).label, gainText(gains.at(i), status.gain.at(i)));
+    for (std::size_t i = 0; i < gains::table.size(); ++i)
+        screen += row(gains::table.at(i).label, gainText(gains::table.at(i), status.gain.at(i)));
     if (!status.alert.empty())
         screen += '\n' + row("Last alert", formatted(status.alertTime, "%Y-%m-%d %H:%M:%S", true) +
                                                "  " + status.alert);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The seven gain controls: their words on the command line and their properties on the bus.
+// The seven gain controls of a server: their words for callers and their properties on the bus.
 #pragma once
 
 #include "platform/GainLimits.h"
@@ -8,19 +8,19 @@
 #include <cstdint>
 #include <string_view>
 
-namespace feedline::ctl {
+namespace feedline::gains {
 
 struct Gain {
-    const char* word; ///< on the command line
+    const char* word; ///< on command lines and in messages
     const char* property;
     const char* label;    ///< for people
     std::int32_t highest; ///< 0: a switch
     bool preset;
 
-    bool isSwitch() const { return highest == 0; }
+    constexpr bool isSwitch() const { return highest == 0; }
 };
 
-constexpr std::array<Gain, 7> gains{
+constexpr std::array<Gain, 7> table{
     {{"lna-agc", "LnaAgc", "LNA AGC", 0, false},
      {"mixer-agc", "MixerAgc", "Mixer AGC", 0, false},
      {"lna", "LnaGain", "LNA", highestLnaGain, false},
@@ -29,4 +29,12 @@ constexpr std::array<Gain, 7> gains{
      {"linearity", "Linearity", "Linearity", highestPreset, true},
      {"sensitivity", "Sensitivity", "Sensitivity", highestPreset, true}}};
 
-} // namespace feedline::ctl
+/// The place in the table of a word; its size for a word that is none of them.
+constexpr std::size_t placeOf(std::string_view word) {
+    std::size_t place = 0;
+    while (place < table.size() && word != table[place].word)
+        ++place;
+    return place;
+}
+
+} // namespace feedline::gains
