@@ -195,7 +195,10 @@ export class BandDisplay {
         this.history.getContext("2d").putImageData(this.line, 0, at);
     }
 
-    /** One pixel a column: the highest of several points, or a straight line between two. */
+    /**
+     * One pixel a column: the highest of the points that it touches, so that no carrier falls between two columns; a
+     * straight line between two points where they are far apart.
+     */
     #paint(row, words, offset) {
         const { low, span } = this.shown;
         const { points } = row;
@@ -207,7 +210,7 @@ export class BandDisplay {
             if (place + step <= 0 || place >= points.length)
                 words[offset + x] = dark;
             else
-                words[offset + x] = this.light[step > 1 ? highest(points, place, step) : between(points, place + step / 2)];
+                words[offset + x] = this.light[step > 0.5 ? highest(points, place, step) : between(points, place + step / 2)];
         }
     }
 
