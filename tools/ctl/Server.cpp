@@ -23,10 +23,7 @@ constexpr auto answerLimit = 5s; ///< with a bus or a server that keeps silent
 constexpr auto retryInterval = 200ms;
 constexpr auto propertiesInterface = "org.freedesktop.DBus.Properties";
 
-struct Release {
-    void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
-};
-using Message = std::unique_ptr<sd_bus_message, Release>;
+using gains::Message;
 
 struct BusError {
     BusError() = default;
@@ -62,20 +59,6 @@ const char* nameOf(bool systemBus) {
     if (error.is(SD_BUS_ERROR_NO_REPLY) || result == -ETIMEDOUT)
         throw Failure(ExitStatus::noAnswer, "the server does not answer");
     throw Failure(ExitStatus::noAnswer, text);
-}
-
-/// Waits until the bus has let us in; the library itself would wait for minutes.
-bool becomesReady(sd_bus* bus) {
-    const auto deadline = Clock::now() + answerLimit;
-    while (sd_bus_is_ready(bus) == 0) {
-        const int progress = sd_bus_process(bus, nullptr);
-        if (progress < 0)
-            return false;
-        const auto left = microseconds(deadline - Clock::now());
-        if (progress == 0 && (left == 0 || sd_bus_wait(bus, left) < 0))
-            return false;
-    }
-    return sd_bus_is_ready(bus) > 0;
 }
 
 Message newCall(sd_bus* bus, const char* interface, const char* method) {
@@ -213,22 +196,7 @@ std::string absence(Bus bus, bool session, bool system) {
 
 } // namespace
 
-void Server::Close::operator()(sd_bus* bus) const {
-    sd_bus_close_unref(bus); // Every call was answered or given up: there is nothing to flush.
-}
-
-/// Null when there is no such bus.
-Server::Connection Server::connect(bool system) {
-    sd_bus* opened = nullptr;
-    const int result = system ? sd_bus_open_system(&opened) : sd_bus_open_user(&opened);
-    if (result < 0)
-        return nullptr;
-    Connection bus(opened);
-    sd_bus_set_method_call_timeout(bus.get(), microseconds(answerLimit));
-    return becomesReady(bus.get()) ? std::move(bus) : nullptr;
-}
-
-Server::Server(Connection bus, bool system)
+Server::Server(gains::Bus bus, bool system)
     : bus_(std::move(bus)), onSystemBus_(system), changed_(std::make_unique<bool>(false)) {}
 
 Server Server::find(Bus bus, std::chrono::duration<double> wait) {
@@ -238,7 +206,7 @@ Server Server::find(Bus bus, std::chrono::duration<double> wait) {
         for (const bool system : {false, true}) {
             if (bus == (system ? Bus::session : Bus::system))
                 continue;
-            Connection connection = connect(system);
+            gains::Bus connection = gains::openBus(system, answerLimit);
             busIsThere.at(system ? 1 : 0) = connection != nullptr;
             if (connection == nullptr)
                 continue;

@@ -4,13 +4,12 @@
 
 #include "tools/ctl/Options.h"
 #include "tools/ctl/ServerStatus.h"
+#include "tools/gains/Bus.h"
 
 #include <chrono>
 #include <memory>
 #include <string>
 #include <utility>
-
-struct sd_bus;
 
 namespace feedline::ctl {
 
@@ -40,16 +39,10 @@ public:
     bool onSystemBus() const { return onSystemBus_; }
 
 private:
-    struct Close {
-        void operator()(sd_bus* bus) const;
-    };
-    using Connection = std::unique_ptr<sd_bus, Close>;
-
-    Server(Connection bus, bool system);
-    static Connection connect(bool system);
+    Server(gains::Bus bus, bool system);
     std::string owner();
 
-    Connection bus_;
+    gains::Bus bus_;
     bool onSystemBus_;
     std::unique_ptr<bool> changed_; ///< noted by the bus library's callback
 };

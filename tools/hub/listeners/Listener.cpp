@@ -90,6 +90,10 @@ std::uint32_t Listener::rate() const {
     return body_->channel.rate();
 }
 
+bool Listener::mayTune() const {
+    return body_->receiver->mayMove(body_);
+}
+
 bool Listener::covered() const {
     return body_->receiver->covers(frequency());
 }

@@ -84,6 +84,7 @@ public:
     /// is about to be; otherwise the receiver's, since that is what is really received.
     std::uint32_t heardFrequency() const;
     std::uint32_t rate() const; ///< 0 while unknown
+    bool mayTune() const;       ///< may move the receiver, as the rule and the others are now
     bool covered() const;
     bool exact() const;
 
@@ -106,6 +107,7 @@ struct ListenerReport {
     std::string address;
     std::string detail;
     bool running = false;
+    bool counts = true;          ///< a program's; otherwise the hub's own
     bool mayTune = false;        ///< may move the receiver
     std::uint32_t frequency = 0; ///< Hz
     std::uint32_t rate = 0;      ///< IQ pairs a second

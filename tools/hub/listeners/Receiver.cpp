@@ -76,6 +76,11 @@ bool Receiver::Body::isCovered(std::uint32_t hertz) const {
     return target() != 0 && 2 * std::abs(away) <= std::int64_t{state_.rate};
 }
 
+bool Receiver::Body::mayMove(const Seat& seat) const {
+    const std::lock_guard lock(mutex_);
+    return mayTune(*seat);
+}
+
 bool Receiver::Body::covers(std::uint32_t hertz) const {
     const std::lock_guard lock(mutex_);
     return isCovered(hertz);
@@ -195,6 +200,7 @@ ListenerReport Receiver::Body::report(const Listener::Body& seat) const {
     report.address = seat.request.address;
     report.detail = seat.detail;
     report.running = seat.running;
+    report.counts = seat.request.counts;
     report.mayTune = mayTune(seat);
     report.frequency = follows(seat) ? state_.frequency : seat.wantedFrequency;
     report.rate = rateOf(seat);

@@ -31,6 +31,7 @@ public:
     std::shared_ptr<void> subscribe(Receiver::Changed changed);
     void onWanted(std::function<void()> changed);
 
+    bool mayMove(const Seat& seat) const;
     bool covers(std::uint32_t hertz) const;
     std::uint32_t targetFrequency() const;
 

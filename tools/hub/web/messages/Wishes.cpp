@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tools/hub/web/messages/Wishes.h"
 
+#include "tools/gains/GainTable.h"
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -89,6 +91,15 @@ Wish run(const Json& message) {
     return RunWish{yesOrNo(message, "on")};
 }
 
+Wish gain(const Json& message) {
+    const std::size_t place = gains::placeOf(text(message, "name"));
+    if (place == gains::table.size())
+        throw BadWish("no such gain");
+    constexpr double most = highestPreset; // No gain goes further.
+    return GainWish{place, static_cast<std::int32_t>(
+                               std::round(std::clamp(number(message, "value"), 0.0, most)))};
+}
+
 Wish ping(const Json& message) {
     return PingWish{number(message, "at")};
 }
@@ -97,11 +108,12 @@ struct Kind {
     std::string_view type;
     Wish (*read)(const Json& message);
 };
-constexpr std::array<Kind, 6> kinds{{{"hello", hello},
+constexpr std::array<Kind, 7> kinds{{{"hello", hello},
                                      {"view", view},
                                      {"listen", listen},
                                      {"sound", sound},
                                      {"run", run},
+                                     {"gain", gain},
                                      {"ping", ping}}};
 
 } // namespace

@@ -45,12 +45,18 @@ struct RunWish {
     bool running = false;
 };
 
+/// One of the receiver's gains.
+struct GainWish {
+    std::size_t place = 0; ///< in gains::table
+    std::int32_t value = 0;
+};
+
 /// Is answered with the same number, so that the page knows how long a message takes.
 struct PingWish {
     double at = 0;
 };
 
-using Wish = std::variant<HelloWish, ViewWish, ListenWish, SoundWish, RunWish, PingWish>;
+using Wish = std::variant<HelloWish, ViewWish, ListenWish, SoundWish, RunWish, GainWish, PingWish>;
 
 /// A message that is none: one line says why.
 class BadWish : public std::runtime_error {

@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -56,6 +57,18 @@ Json losses(const Overview& overview, const Standing& standing) {
             {"you", standing.dropped + (listener != nullptr ? listener->lostSlow : 0)}};
 }
 
+// Those of programs and people; the waterfall reads the band for all pages.
+std::size_t listenersIn(const Overview& overview) {
+    return static_cast<std::size_t>(
+        std::count_if(overview.listeners.begin(), overview.listeners.end(),
+                      [](const ListenerReport& listener) { return listener.counts; }));
+}
+
+// In the order of the welcome's list; null where there are none to steer.
+Json gainsOf(const Overview& overview) {
+    return overview.gains ? Json(*overview.gains) : Json();
+}
+
 } // namespace
 
 std::string welcomeText() {
@@ -68,6 +81,9 @@ std::string welcomeText() {
                                                     {"lowest", mode.limits.low},
                                                     {"highest", mode.limits.high},
                                                     {"narrowest", mode.narrowest}};
+    for (const gains::Gain& gain : gains::table)
+        message["gains"].push_back(
+            {{"name", gain.word}, {"label", gain.label}, {"highest", gain.highest}});
     return written(message);
 }
 
@@ -82,13 +98,14 @@ std::string stateText(const Overview& overview, const Standing& standing) {
                     {"name", state.name},
                     {"frequency", state.frequency},
                     {"rate", state.rate},
-                    {"listeners", overview.listeners.size()},
+                    {"listeners", listenersIn(overview)},
                     {"tuner", tunerOf(overview, standing.number)},
                     {"mayTune", listener != nullptr && listener->mayTune},
                     {"maySteer", standing.maySteer},
                     {"token", standing.byToken},
                     {"why", standing.why},
                     {"covered", listener == nullptr || listener->covered},
+                    {"gains", gainsOf(overview)},
                     {"lost", losses(overview, standing)}});
 }
 

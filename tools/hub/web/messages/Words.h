@@ -2,10 +2,12 @@
 // The JSON messages that the hub sends to a page (docs/web.md).
 #pragma once
 
+#include "tools/gains/AirspyGains.h"
 #include "tools/hub/config/Configuration.h"
 #include "tools/hub/listeners/Receiver.h"
 #include "tools/hub/web/messages/Wishes.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,6 +22,7 @@ struct Overview {
     ReceiverFigures figures;
     std::vector<ListenerReport> listeners;
     Tuning tuning = Tuning::first;
+    std::optional<gains::Values> gains; ///< where there are any to steer
 };
 
 /// One page's own place in it.

@@ -55,7 +55,7 @@ export class Controls {
     /**
      * @param actions  what a listener can do: tune(hertz), step(hertz), setMode(name), setEdges(low, high), set({agc, gain,
      *                 squelch}), listen(), setVolume(volume, muted), zoom(factor), pan(share), whole(), centre(),
-     *                 setLevels(levels), setColours(name), run(), useToken(token)
+     *                 setLevels(levels), setColours(name), run(), setGain(name, value), useToken(token)
      */
     constructor(actions, kept) {
         this.actions = actions;
@@ -276,6 +276,42 @@ export class Controls {
     showSteering(maySteer, byToken, why) {
         $("tokenButton").hidden = maySteer || !byToken;
         setText($("tokenWhy"), why);
+    }
+
+    /** @param table  the gains there are: {name, label, highest}, a highest of 0 for a switch */
+    setGainTable(table) {
+        this.gains = table.map(gain => this.#gainControl(gain));
+        $("gains").replaceChildren($("gains").querySelector("legend"), ...this.gains.map(({ label }) => label));
+    }
+
+    #gainControl({ name, label: word, highest }) {
+        const label = element("label", "");
+        const input = document.createElement("input");
+        const value = element("output", "");
+        const isSwitch = highest === 0;
+        Object.assign(input, isSwitch ? { type: "checkbox" } : { type: "range", min: 0, max: highest, value: 0 });
+        input.addEventListener("input", () => {
+            value.textContent = isSwitch ? "" : input.value;
+            this.actions.setGain(name, isSwitch ? Number(input.checked) : Number(input.value));
+        });
+        label.className = isSwitch ? "check" : "";
+        label.append(...isSwitch ? [input, word] : [element("span", word), input, value]);
+        return { label, input, value };
+    }
+
+    /** @param values  in the table's order, or null where there are none; @param may  they may be set from here */
+    showGains(values, may) {
+        $("gains").hidden = !values;
+        $("gains").disabled = !may;
+        this.gains?.forEach(({ input, value }, at) => {
+            if (!values || document.activeElement === input && input.matches(":active"))
+                return;
+            input.checked = values[at] !== 0;
+            if (input.type === "range") {
+                input.value = values[at];
+                setText(value, String(values[at]));
+            }
+        });
     }
 
     showFacts({ tuner, losses }) {

@@ -87,6 +87,7 @@ class Page {
             setLevels: levels => this.display.setLevels(levels),
             setColours: colours => { this.display.setColours(colours); memory.write({ colours }); },
             run: () => this.#run(!this.running),
+            setGain: (name, value) => this.#soon(`gain ${name}`, () => this.wire.send({ type: "gain", name, value })),
             useToken: token => { memory.write({ token }); this.wire.connect(); },
         };
     }
@@ -244,8 +245,9 @@ class Page {
         }
     }
 
-    #welcome({ modes, row }) {
+    #welcome({ modes, row, gains }) {
         this.farewell = "";
+        this.controls.setGainTable(gains);
         this.display.row = row;
         const first = Object.keys(this.modes).length === 0;
         this.modes = modes;
@@ -262,6 +264,7 @@ class Page {
         controls.showLines(state.lines, [state.connected, state.connected ? state.running : null, null]);
         controls.showSteering(state.maySteer, state.token, state.why);
         controls.showRunning(this.running);
+        controls.showGains(state.gains, state.mayTune);
         controls.showFacts({ tuner: this.#tunerWords(state), losses: this.#lossWords(state.lost) });
         if (state.rate > 0)
             this.display.setBand({ low: state.frequency - state.rate / 2, span: state.rate });

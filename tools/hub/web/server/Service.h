@@ -2,6 +2,7 @@
 // What all connections of the web output share.
 #pragma once
 
+#include "tools/gains/AirspyGains.h"
 #include "tools/hub/config/Configuration.h"
 #include "tools/hub/listeners/Receiver.h"
 #include "tools/hub/web/safety/Access.h"
@@ -24,7 +25,8 @@ struct Service {
     Service(boost::asio::io_context& context, const Configuration& chosen, Receiver& shared)
         : configuration(chosen), receiver(shared), access(chosen),
           connections(chosen.listeners + spareConnections, chosen.perAddress + sparePerAddress),
-          visits(context, shared, chosen.tuning),
+          visits(context, shared, chosen.tuning, [this] { return gains.values(); }),
+          gains(chosen.serverHost, chosen.serverPort, [this] { visits.tellSoon(); }),
           watch(std::make_shared<BandWatch>(context, shared, visits)) {}
 
     const Configuration& configuration;
@@ -32,6 +34,7 @@ struct Service {
     Access access;
     Places connections;
     Visits visits;
+    gains::AirspyGains gains;
     std::shared_ptr<BandWatch> watch;
 };
 

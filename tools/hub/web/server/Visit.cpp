@@ -167,6 +167,17 @@ void Visit::obey(const RunWish& wish) {
     listen();
 }
 
+// Gains change what everybody hears, as moving the receiver does. Whoever may not sees his control
+// go back.
+void Visit::obey(const GainWish& wish) {
+    if (!listener_)
+        throw BadWish("no hello");
+    if (listener_->mayTune() && service_.gains.set(wish.place, wish.value))
+        return;
+    lastState_.clear();
+    service_.visits.tellSoon();
+}
+
 void Visit::obey(const PingWish& wish) {
     say(pongText(wish.at));
 }

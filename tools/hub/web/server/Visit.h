@@ -44,6 +44,7 @@ private:
     void obey(const ListenWish& wish);
     void obey(const SoundWish& wish);
     void obey(const RunWish& wish);
+    void obey(const GainWish& wish);
     void obey(const PingWish& wish);
 
     void join();

@@ -6,9 +6,9 @@
 
 namespace feedline::hub::web {
 
-Visits::Visits(boost::asio::io_context& context, Receiver& receiver, Tuning tuning)
-    : receiver_(receiver), tuning_(tuning), strand_(boost::asio::make_strand(context)),
-      second_(strand_),
+Visits::Visits(boost::asio::io_context& context, Receiver& receiver, Tuning tuning, GainsNow gains)
+    : receiver_(receiver), tuning_(tuning), gains_(std::move(gains)),
+      strand_(boost::asio::make_strand(context)), second_(strand_),
       subscription_(receiver.subscribe([this](const ReceiverState&) { tellSoon(); })) {
     boost::asio::post(strand_, [this] { tellEverySecond(); });
 }
@@ -40,7 +40,7 @@ void Visits::tellSoon() {
 
 void Visits::tell() {
     const auto overview = std::make_shared<const Overview>(
-        Overview{receiver_.state(), receiver_.figures(), receiver_.listeners(), tuning_});
+        Overview{receiver_.state(), receiver_.figures(), receiver_.listeners(), tuning_, gains_()});
     each([overview](Visitor& visitor) { visitor.tell(overview); });
 }
 

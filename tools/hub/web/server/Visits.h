@@ -14,6 +14,7 @@
 #include <list>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 namespace feedline::hub::web {
 
@@ -35,7 +36,10 @@ public:
 /// Any thread. A visitor that has gone is forgotten with the next message.
 class Visits {
 public:
-    Visits(boost::asio::io_context& context, Receiver& receiver, Tuning tuning);
+    using GainsNow = std::function<std::optional<gains::Values>()>;
+
+    /// @param gains  how they stand; called on the context's threads
+    Visits(boost::asio::io_context& context, Receiver& receiver, Tuning tuning, GainsNow gains);
 
     void add(const boost::asio::any_io_executor& executor, const std::weak_ptr<Visitor>& visitor);
     void show(const TimedRow& row);
@@ -54,6 +58,7 @@ private:
     };
     Receiver& receiver_;
     const Tuning tuning_;
+    const GainsNow gains_;
     std::mutex mutex_; ///< guards known_
     std::list<Known> known_;
     boost::asio::strand<boost::asio::io_context::executor_type> strand_;

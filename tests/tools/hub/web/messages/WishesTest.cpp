@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tools/hub/web/messages/Wishes.h"
 
+#include "tools/gains/GainTable.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
@@ -75,6 +77,14 @@ TEST(WishesTest, RunAndPing) {
     EXPECT_EQ(wish<PingWish>(R"({"type":"ping","at":12.5})").at, 12.5);
 }
 
+TEST(WishesTest, AGainHasAPlaceAndAValueInReach) {
+    const auto gain = wish<GainWish>(R"({"type":"gain","name":"vga","value":7})");
+    EXPECT_EQ(gain.place, feedline::gains::placeOf("vga"));
+    EXPECT_EQ(gain.value, 7);
+    EXPECT_EQ(wish<GainWish>(R"({"type":"gain","name":"lna","value":-1e99})").value, 0);
+    EXPECT_EQ(wish<GainWish>(R"({"type":"gain","name":"lna","value":1e99})").value, 21);
+}
+
 class BadWishTest : public testing::TestWithParam<const char*> {};
 
 TEST_P(BadWishTest, IsRefused) {
@@ -91,6 +101,7 @@ INSTANTIATE_TEST_SUITE_P(
                     R"({"type":"listen","frequency":1,"mode":"dab","agc":"off"})",
                     R"({"type":"listen","frequency":1,"mode":"am","agc":"off","squelch":"x"})",
                     R"({"type":"listen","mode":"am","agc":"off"})", R"({"type":"run","on":true)",
+                    R"({"type":"gain","name":"if","value":1})", R"({"type":"gain","name":"lna"})",
                     "{\"type\":\"\xff\"}"));
 
 TEST(WishesTest, ALongMessageIsRefused) {

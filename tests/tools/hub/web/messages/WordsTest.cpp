@@ -50,6 +50,22 @@ TEST(WordsTest, TheLinesAreTheServersOwn) {
     EXPECT_EQ(state(overview, 4).at("lines").at(0), "TCP Server: DISCONNECTED");
 }
 
+TEST(WordsTest, TheHubsOwnListenerIsNoneOfThePeople) {
+    Overview overview = overviewOf(Tuning::first);
+    overview.listeners.front().counts = false;
+    EXPECT_EQ(state(overview, 4).at("listeners"), 1);
+}
+
+TEST(WordsTest, GainsAreToldInTheOrderOfTheWelcome) {
+    Overview overview = overviewOf(Tuning::first);
+    EXPECT_TRUE(state(overview, 4).at("gains").is_null());
+    overview.gains = feedline::gains::Values{1, 0, 14, 3, 12, 0, 21};
+    EXPECT_EQ(state(overview, 4).at("gains"), Json({1, 0, 14, 3, 12, 0, 21}));
+    const Json gains = Json::parse(welcomeText()).at("gains");
+    EXPECT_EQ(gains.size(), 7U);
+    EXPECT_EQ(gains.at(2), Json({{"name", "lna"}, {"label", "LNA"}, {"highest", 14}}));
+}
+
 TEST(WordsTest, WhoMovesTheReceiverIsSaidInWords) {
     const Overview first = overviewOf(Tuning::first);
     EXPECT_EQ(state(first, 3).at("tuner"), "You came first: you move the receiver.");
