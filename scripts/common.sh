@@ -19,7 +19,10 @@ mold"
 
 # What ./test --all installs on top, for the tests with the label heavy: browsers, SDR programs, cross compilers.
 heavy_packages="g++-aarch64-linux-gnu
-gnuradio gqrx-sdr rtl-433 python3-zmq imagemagick iproute2 pulseaudio xdotool"
+gnuradio gqrx-sdr rtl-433 python3-zmq imagemagick iproute2 pulseaudio xdotool
+chromium firefox-esr nginx openssl"
+# Node with npm may have come from elsewhere already, and then Debian's npm would not go beside it.
+command -v npm >/dev/null || heavy_packages="$heavy_packages nodejs npm"
 
 # What fuzz/run installs on top.
 fuzz_packages="clang libclang-rt-14-dev"

@@ -24,7 +24,7 @@ protected:
     WebGains() {
         setenv("DBUS_SESSION_BUS_ADDRESS", bus_.address().c_str(), 1);
         setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1);
-        configuration.web = freePort();
+        configuration.web = reserved.number();
         configuration.serverPort = server.port();
         tell(idle);
         EXPECT_TRUE(BusCaller(bus_.address()).awaitServer());
