@@ -80,6 +80,7 @@ int main(int argc, char** argv) {
     PaintCounter counter;
     QApplication::instance()->installEventFilter(&counter);
     std::vector<double> idle;
+    idle.reserve(ticks);
     for (int i = 0; i < ticks; ++i)
         idle.push_back(tick(controller));
     std::printf("paints_with_nothing_new %d\n", counter.paints);

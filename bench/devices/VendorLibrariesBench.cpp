@@ -115,7 +115,7 @@ int main(int argc, char** argv) {
         return 1;
     while (blocksSeen <= 2 * blocksWanted)
         ::usleep(1000);
-    const double pairs = static_cast<double>(pairsMeasured);
+    const auto pairs = static_cast<double>(pairsMeasured);
     const double inVendor = threadAtLast - threadAtFirst - inCallback;
     std::printf("callback_ns_per_pair %.2f\n", 1e9 * inCallback / pairs);
     std::printf("vendor_ns_per_pair %.2f\n", 1e9 * inVendor / pairs);
