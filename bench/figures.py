@@ -317,11 +317,35 @@ def bench_hub(build, seconds):
     subprocess.run([build / "bench/hub/ChannelBench"], check=True)
 
 
+def web_load(build, pages, codec, seconds):
+    """One run of feedline-hub with pages on it, over the real server: what WebLoad says about it."""
+    with server(build, "hf") as running:
+        command = [build / "bench/hub/WebLoad", build / "tools/hub/feedline-hub", running.port, pages, codec, seconds]
+        return json.loads(subprocess.run(list(map(str, command)), check=True, stdout=subprocess.PIPE,
+                                         stderr=subprocess.DEVNULL).stdout)
+
+
+def bench_web(build, seconds):
+    print("\n# pages on the hub, each on a station of its own in AM: sound and ten rows a second")
+    for pages, codec in ((1, "adpcm"), (50, "adpcm"), (200, "adpcm"), (200, "opus")):
+        run = web_load(build, pages, codec, seconds)
+        used, sound, rows = run["percentOfACore"], run["sound"], run["waterfall"]
+        web = (used.get("web-1", 0) + used.get("web-2", 0)) / pages
+        figure(f"{pages} pages, {codec}", f"{used['all']:.1f} % of a core, {web:.3f} % a page; "
+                                          f"{run['residentKilobytes'] / 1024:.0f} MiB")
+        figure("  kbit/s each, least to most", f"sound {sound['kilobitsASecond']['least']:.1f} to "
+               f"{sound['kilobitsASecond']['most']:.1f}, waterfall {rows['kilobitsASecond']['least']:.1f} to "
+               f"{rows['kilobitsASecond']['most']:.1f}")
+        figure("  frames that never came", f"sound {sound['missing']} of {sound['frames'] + sound['missing']}, rows "
+               f"{rows['missing']} of {rows['frames'] + rows['missing']}; cut off {run['cutOff']}")
+        figure("  one more is told", run["oneMoreIsTold"])
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--build", type=pathlib.Path, required=True)
     parser.add_argument("--seconds", type=int, default=10)
-    parser.add_argument("only", nargs="*", help="parts window start server headroom latency hub (all)")
+    parser.add_argument("only", nargs="*", help="parts window start server headroom latency hub web (all)")
     arguments = parser.parse_args()
     all_of_them = {
         "parts": lambda: bench_parts(arguments.build),
@@ -331,6 +355,7 @@ def main():
         "headroom": lambda: bench_headroom(arguments.build, arguments.seconds),
         "latency": lambda: bench_latency(arguments.build, arguments.seconds),
         "hub": lambda: bench_hub(arguments.build, arguments.seconds),
+        "web": lambda: bench_web(arguments.build, arguments.seconds),
     }
     for name in arguments.only or all_of_them:
         all_of_them[name]()

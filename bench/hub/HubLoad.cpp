@@ -9,6 +9,7 @@
 // that sends back to back. Each listener has an address of this machine (127.1.0.1 and so on), a
 // frequency of its own, and a receive buffer of the system's default size.
 
+#include "MeasuredHub.h"
 #include "ScriptedServer.h"
 #include "tools/client/ControlClient.h"
 
@@ -19,27 +20,22 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <deque>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <mutex>
-#include <spawn.h>
 #include <string>
 #include <sys/epoll.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace {
 
 using namespace feedline;
+using namespace feedline::bench;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::uint32_t centre = 7100000; // Hz
@@ -144,69 +140,24 @@ private:
     std::vector<double> delays_; // ms
 };
 
-class HubProcess {
-public:
-    HubProcess(const Load& load, std::uint16_t server, std::uint16_t native) {
-        const std::vector<std::string> words{load.hub,
-                                             "--server",
-                                             "127.0.0.1:" + std::to_string(server),
-                                             "--native",
-                                             std::to_string(native),
-                                             "--rtl-tcp",
-                                             "0",
-                                             "--zmq",
-                                             "0",
-                                             "--web",
-                                             "0",
-                                             "--rate",
-                                             std::to_string(load.received),
-                                             "--frequency",
-                                             std::to_string(centre),
-                                             "--listeners",
-                                             "1000"};
-        std::vector<char*> arguments;
-        for (const std::string& word : words)
-            arguments.push_back(const_cast<char*>(word.c_str()));
-        arguments.push_back(nullptr);
-        if (posix_spawn(&pid_, load.hub.c_str(), nullptr, nullptr, arguments.data(), environ) != 0)
-            std::exit(1);
-    }
-    HubProcess(const HubProcess&) = delete;
-    HubProcess& operator=(const HubProcess&) = delete;
-    ~HubProcess() {
-        kill(pid_, SIGTERM);
-        waitpid(pid_, nullptr, 0);
-    }
-
-    /// Seconds of processor time so far, by the threads' names.
-    std::map<std::string, double> times() const {
-        std::map<std::string, double> times;
-        const std::string tasks = "/proc/" + std::to_string(pid_) + "/task";
-        for (const auto& task : std::filesystem::directory_iterator(tasks)) {
-            std::string name;
-            std::getline(std::ifstream(task.path() / "comm"), name);
-            // Nanoseconds on a processor, which the ticks of "stat" are too coarse for.
-            double nanoseconds = 0;
-            std::ifstream(task.path() / "schedstat") >> nanoseconds;
-            times[name] += nanoseconds * 1e-9;
-        }
-        return times;
-    }
-
-    long residentKilobytes() const {
-        long total = 0;
-        long resident = 0;
-        std::ifstream("/proc/" + std::to_string(pid_) + "/statm") >> total >> resident;
-        return resident * (sysconf(_SC_PAGESIZE) / 1024);
-    }
-
-private:
-    pid_t pid_ = -1;
-};
-
-std::string addressOf(unsigned listener) {
-    return "127.1." + std::to_string((listener + 1) / 250) + "." +
-           std::to_string((listener + 1) % 250 + 1);
+std::vector<std::string> hubWords(const Load& load, std::uint16_t server, std::uint16_t native) {
+    return {load.hub,
+            "--server",
+            "127.0.0.1:" + std::to_string(server),
+            "--native",
+            std::to_string(native),
+            "--rtl-tcp",
+            "0",
+            "--zmq",
+            "0",
+            "--web",
+            "0",
+            "--rate",
+            std::to_string(load.received),
+            "--frequency",
+            std::to_string(centre),
+            "--listeners",
+            "1000"};
 }
 
 // Spread over the inner nine tenths of the band; the first one is at its centre.
@@ -262,7 +213,7 @@ std::deque<client::ControlClient> connect(const Load& load, std::uint16_t native
     return clients;
 }
 
-nlohmann::ordered_json measure(const Load& load, Room& room, const HubProcess& hub) {
+nlohmann::ordered_json measure(const Load& load, Room& room, const MeasuredHub& hub) {
     room.hear(Clock::now() + std::chrono::seconds(2));
     for (Ear& ear : room.ears())
         ear.forget();
@@ -328,7 +279,7 @@ int main(int argc, char** argv) {
                               pulses.signal(place, samples);
                           }});
     const test::ReservedPort native;
-    const HubProcess hub(load, server.port(), native.number());
+    const MeasuredHub hub(hubWords(load, server.port(), native.number()));
     Room room(load, native.number(), pulses);
     std::atomic<bool> connected{false};
     std::deque<client::ControlClient> clients;

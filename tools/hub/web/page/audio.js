@@ -21,7 +21,8 @@ const windowLength = 1; // s over which the least is taken
 const windows = 4; // of them are remembered
 const mostCorrection = 0.004; // of the speed: 7 cents, which nobody hears
 const correctionPerSecond = 0.06; // of slack too much
-const startLimit = 2500; // ms that a browser may take to begin
+const startLimit = 8000; // ms that a browser may take to begin
+const usualOutputLatency = 0.05; // s from the context to the ear, where the browser cannot be asked
 const opusLookAhead = 0.0065; // s that the codec's transform needs
 const longestGap = 10; // frames that silence stands for
 
@@ -268,6 +269,13 @@ export class Player {
         this.least[this.least.length - 1] = Math.min(this.least.at(-1), lead);
     }
 
+    // Firefox answers with a lock held that its audio thread may need for the answer, and hangs at times.
+    #outputLatency() {
+        if ("mozInnerScreenX" in globalThis)
+            return usualOutputLatency;
+        return this.context.outputLatency || this.context.baseLatency || 0;
+    }
+
     /**
      * Seconds from the hub's receiving a sample to the ear's hearing it; null while nothing plays.
      * @param roundTrip  of a message to the hub and back, s
@@ -275,6 +283,6 @@ export class Player {
     delay(roundTrip) {
         if (!this.playing || !this.begun || this.behind === 0)
             return null;
-        return this.behind + (roundTrip ?? 0) / 2 + (this.context.outputLatency || this.context.baseLatency || 0);
+        return this.behind + (roundTrip ?? 0) / 2 + this.#outputLatency();
     }
 }

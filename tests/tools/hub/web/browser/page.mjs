@@ -53,8 +53,8 @@ function launch() {
 const desk = { width: 1280, height: 800 };
 
 /** A page on which nothing may go wrong unseen. */
-async function visit(browser, link = "", { viewport = desk, before } = {}) {
-    const page = await browser.newPage();
+async function visit(context, link = "", { viewport = desk, before } = {}) {
+    const page = await context.newPage();
     page.errors = [];
     page.on("pageerror", error => page.errors.push(error.message));
     await page.setViewport(viewport);
@@ -108,8 +108,8 @@ async function hears(page, hertz) {
 // What is tested
 
 const tests = {
-    async "the carrier stands at its frequency in the waterfall's pixels"(browser) {
-        const page = await visit(browser);
+    async "the carrier stands at its frequency in the waterfall's pixels"(context) {
+        const page = await visit(context);
         // So that only one carrier is the brightest.
         await page.evaluate(() => feedline.display.setLevels({ automatic: false, low: -120, high: -15 }));
         const whole = (7150 - (7100 - 384)) / 768;
@@ -119,11 +119,11 @@ const tests = {
         await leave(page);
     },
 
-    async "a tone of 1000 Hz comes out of the audio graph"(browser) {
+    async "a tone of 1000 Hz comes out of the audio graph"(context) {
         for (const [query, codec, output] of secure
             ? [["", "opus", "worklet"], ["?output=buffers", "opus", "buffers"], ["?sound=adpcm", "adpcm", "worklet"], ["?sound=adpcm&output=buffers", "adpcm", "buffers"]]
             : [["", "adpcm", "buffers"]]) {
-            const page = await visit(browser, `${query}#f=7255&m=am`);
+            const page = await visit(context, `${query}#f=7255&m=am`);
             assert.equal(await page.evaluate(() => isSecureContext), secure);
             await page.click("#listen");
             await hears(page, 1000);
@@ -132,8 +132,8 @@ const tests = {
         }
     },
 
-    async "nothing plays before a click, and the page says so"(browser) {
-        const page = await visit(browser, "#f=7255&m=am");
+    async "nothing plays before a click, and the page says so"(context) {
+        const page = await visit(context, "#f=7255&m=am");
         assert.equal(await shown(page, "#promise"), "Nothing plays before you press this.");
         assert.equal(await page.evaluate(() => feedline.player.context), undefined);
         await page.click("#listen");
@@ -143,8 +143,8 @@ const tests = {
         await leave(page);
     },
 
-    async "from antenna to ear it takes less than half a second, and the page says how much"(browser) {
-        const page = await visit(browser, "#f=7255&m=am");
+    async "from antenna to ear it takes less than half a second, and the page says how much"(context) {
+        const page = await visit(context, "#f=7255&m=am");
         await page.click("#listen");
         await hears(page, 1000);
         const said = await eventually(async () => /^0\.[0-4]\d s from antenna to ear$/.exec(await shown(page, "#delay")), "a short delay");
@@ -152,8 +152,8 @@ const tests = {
         await leave(page);
     },
 
-    async "a click tunes"(browser) {
-        const page = await visit(browser, "#f=7100&m=am");
+    async "a click tunes"(context) {
+        const page = await visit(context, "#f=7100&m=am");
         const at = (7200 - (7100 - 384)) / 768 * desk.width;
         const box = await (await page.$("#waterfall")).boundingBox();
         await page.mouse.click(box.x + at, box.y + box.height / 2);
@@ -163,8 +163,8 @@ const tests = {
         await leave(page);
     },
 
-    async "frequencies are typed as people write them"(browser) {
-        const page = await visit(browser, "#f=7100&m=am");
+    async "frequencies are typed as people write them"(context) {
+        const page = await visit(context, "#f=7100&m=am");
         for (const [typed, hertz, shows] of [["7.2M", 7200e3, "7200.000"], ["7150", 7150e3, "7150.000"], ["7 075,5", 7075500, "7075.500"]]) {
             await page.focus("#frequency");
             await page.keyboard.type(typed);
@@ -181,8 +181,8 @@ const tests = {
         await leave(page);
     },
 
-    async "the keyboard does everything"(browser) {
-        const page = await visit(browser, "#f=7255&m=am");
+    async "the keyboard does everything"(context) {
+        const page = await visit(context, "#f=7255&m=am");
         await page.focus("#band");
         await page.keyboard.press("ArrowRight");
         await heardAt(page, 7256e3);
@@ -208,8 +208,8 @@ const tests = {
         await leave(page);
     },
 
-    async "an edge of the pass-band is dragged"(browser) {
-        const page = await visit(browser, "#f=7200&m=usb&c=7200&s=20");
+    async "an edge of the pass-band is dragged"(context) {
+        const page = await visit(context, "#f=7200&m=usb&c=7200&s=20");
         const [from, height] = await page.evaluate(() => [feedline.display.placeOf(7202850), feedline.display.spectrum.clientHeight / 2]);
         const box = await (await page.$("#spectrum")).boundingBox();
         await page.mouse.move(box.x + from, box.y + height);
@@ -221,8 +221,8 @@ const tests = {
         await leave(page);
     },
 
-    async "the wheel zooms around its place, and a drag moves the view"(browser) {
-        const page = await visit(browser);
+    async "the wheel zooms around its place, and a drag moves the view"(context) {
+        const page = await visit(context);
         const box = await (await page.$("#waterfall")).boundingBox();
         const x = box.x + 0.75 * box.width;
         const y = box.y + 50;
@@ -239,8 +239,8 @@ const tests = {
         await leave(page);
     },
 
-    async "a link holds frequency, mode and view"(browser) {
-        const page = await visit(browser, "#f=7030&m=cw&c=7030&s=24");
+    async "a link holds frequency, mode and view"(context) {
+        const page = await visit(context, "#f=7030&m=cw&c=7030&s=24");
         await frequencyIs(page, "7030.000");
         assert.equal(await page.evaluate(() => feedline.wanted.mode), "cw");
         assert.deepEqual(await page.evaluate(() => feedline.display.shown), { low: 7018e3, span: 24e3 });
@@ -249,12 +249,12 @@ const tests = {
         await leave(page);
     },
 
-    async "two pages hear two stations at once"(browser) {
-        const first = await visit(browser, "#f=7255&m=am");
+    async "two pages hear two stations at once"(context) {
+        const first = await visit(context, "#f=7255&m=am");
         await first.click("#listen");
         await hears(first, 1000);
         // A carrier 700 Hz above the frequency tuned to is a tone of 700 Hz in USB.
-        const second = await visit(browser, "#f=7149.3&m=usb");
+        const second = await visit(context, "#f=7149.3&m=usb");
         await second.click("#listen");
         await hears(second, 700);
         await first.bringToFront();
@@ -263,8 +263,8 @@ const tests = {
         await leave(first);
     },
 
-    async "it goes on by itself when the hub comes back"(browser) {
-        const page = await visit(browser, "#f=7255&m=am");
+    async "it goes on by itself when the hub comes back"(context) {
+        const page = await visit(context, "#f=7255&m=am");
         await page.click("#listen");
         await hears(page, 1000);
         await stopHub();
@@ -276,8 +276,8 @@ const tests = {
         await leave(page);
     },
 
-    async "what the server says stands there in its words"(browser) {
-        const page = await visit(browser, "#f=7255&m=am");
+    async "what the server says stands there in its words"(context) {
+        const page = await visit(context, "#f=7255&m=am");
         assert.deepEqual(await page.$$eval("#lines li", items => items.map(item => item.textContent)),
             ["TCP Server: CONNECTED", "AirSpyHF+ RUNNING", "Center Frequency: 7100.000 kHz"]);
         const words = await eventually(() => shown(page, "#tuner"), "who may tune");
@@ -285,8 +285,8 @@ const tests = {
         await leave(page);
     },
 
-    async "a frequency outside the band moves the receiver, or says why not"(browser) {
-        const page = await visit(browser, "#f=7255&m=am");
+    async "a frequency outside the band moves the receiver, or says why not"(context) {
+        const page = await visit(context, "#f=7255&m=am");
         await page.focus("#frequency");
         await page.keyboard.type("9.4M");
         await page.keyboard.press("Enter");
@@ -301,16 +301,16 @@ const tests = {
         await leave(page);
     },
 
-    async "a page that cannot play says so, and shows everything else"(browser) {
-        const page = await visit(browser, "#f=7255&m=am", { before: () => { delete globalThis.AudioContext; } });
+    async "a page that cannot play says so, and shows everything else"(context) {
+        const page = await visit(context, "#f=7255&m=am", { before: () => { delete globalThis.AudioContext; } });
         assert.equal(await shown(page, "#promise"), "This browser plays no sound.");
         assert.equal(await page.$eval("#listen", button => button.disabled), true);
         await eventually(async () => /\d dBFS/.test(await shown(page, "#reading")), "the meter goes on");
         await leave(page);
     },
 
-    async "every control has a name"(browser) {
-        const page = await visit(browser);
+    async "every control has a name"(context) {
+        const page = await visit(context);
         const nameless = await page.$$eval("button, input, select, [role]", controls => controls
             .filter(control => !(control.getAttribute("aria-label") || control.labels?.[0]?.textContent.trim() ||
                 control.textContent.trim() || control.getAttribute("role") === "status"))
@@ -319,9 +319,9 @@ const tests = {
         await leave(page);
     },
 
-    async "it fits a telephone, a tablet, a desk and a wall"(browser) {
+    async "it fits a telephone, a tablet, a desk and a wall"(context) {
         for (const [width, height] of [[360, 640], [390, 844], [740, 360], [820, 1180], [1280, 720], [1920, 1080], [3840, 2160]]) {
-            const page = await visit(browser, "", { viewport: { width, height } });
+            const page = await visit(context, "", { viewport: { width, height } });
             const misfits = await page.evaluate(() => {
                 const all = [...document.querySelectorAll("header *, footer *, canvas")].filter(each => each.checkVisibility?.() ?? each.offsetParent);
                 return all.filter(each => !each.closest(".hidden, .segments input") && !each.classList.contains("hidden")).filter(each => {
@@ -337,26 +337,28 @@ const tests = {
     },
 };
 
-// A browser of its own for each, so that none has to do with what another has left behind.
-async function passes(name, test) {
+// Each remembers only what is its own.
+async function passes(browser, name, test) {
     const begin = Date.now();
-    const browser = await launch();
+    const context = await browser.createBrowserContext();
     try {
-        await test(browser);
+        await test(context);
         console.log(`ok: ${name} (${Date.now() - begin} ms)`);
         return true;
     } catch (error) {
         console.log(`FAILED: ${name}\n${error.stack}`);
         return false;
     } finally {
-        await browser.close();
+        await context.close();
     }
 }
 
 let failures = 0;
 await startHub();
+const browser = await launch();
 for (const [name, test] of Object.entries(tests))
-    if ((!FEEDLINE_ONLY || new RegExp(FEEDLINE_ONLY).test(name)) && !await passes(name, test))
+    if ((!FEEDLINE_ONLY || new RegExp(FEEDLINE_ONLY).test(name)) && !await passes(browser, name, test))
         ++failures;
+await browser.close();
 await stopHub();
 process.exit(failures ? 1 : 0);
