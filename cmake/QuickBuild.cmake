@@ -5,7 +5,8 @@ option(FEEDLINE_QUICK_BUILD "Build fast: precompiled headers, the linker mold, l
 
 if(FEEDLINE_QUICK_BUILD)
   add_compile_options(-g1)
-  find_program(FEEDLINE_MOLD mold)
+  include(CheckLinkerFlag)
+  check_linker_flag(CXX -fuse-ld=mold FEEDLINE_MOLD)
   if(FEEDLINE_MOLD)
     add_link_options(-fuse-ld=mold)
   endif()
