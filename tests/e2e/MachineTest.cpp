@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 // What happens to a machine that runs for weeks while the server streams on it: its clock is put
-// right, it is suspended and woken. Samples come as in a ReceiverSession, so that a pair that the
-// server lost would show.
+// right, it is suspended and woken.
 #include "ControlConnection.h"
 #include "ControlMessages.h"
-#include "EmulatedServer.h"
+#include "ReceiverSession.h"
 #include "TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -19,28 +18,13 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <sys/wait.h>
 #include <unistd.h>
 
 namespace feedline::test {
 namespace {
 
 using namespace std::chrono_literals;
-
-Emulated onAMachine(const std::map<std::string, std::string>& more = {}) {
-    Emulated emulated{
-        .more = {{"FEEDLINE_EMULATOR_SPEED", "0.25"}, {"FEEDLINE_EMULATOR_PATIENCE", "0"}}};
-    emulated.more.insert(more.begin(), more.end());
-    return emulated;
-}
-
-void expectWholeStream(StreamedServer& server, std::size_t restarts = 0) {
-    const ReceivedStream::Counts counts = server.datagrams.counts();
-    EXPECT_EQ(counts.malformed, 0U);
-    EXPECT_EQ(counts.lost, counts.overflowed);
-    EXPECT_EQ(counts.fromZero, restarts);
-    EXPECT_EQ(server.receiver.number("hf", "dropped"), 0);
-    EXPECT_EQ(server.process.end(SIGTERM, "after the test"), 0);
-}
 
 #ifdef FEEDLINE_SHIFTED_CLOCK
 /// The wall clock of a server that was started with it, in seconds off the right time.
@@ -74,17 +58,21 @@ std::time_t timeOfTuning(const std::string& log, int nth) {
     return timegm(&time);
 }
 
-TEST(Machine, WhoseClockIsPutRightStreamsOnAndServesTheNextClient) {
+struct MachineClock : ReceiverSession {
+    MachineClock() : ReceiverSession(hfKind(), clock.variables()) {}
+    static inline const WallClock clock;
+};
+
+TEST_F(MachineClock, ThatIsPutRightChangesTheLogsTimesAndNothingElse) {
     constexpr std::time_t hour = 3600;
-    const WallClock clock;
-    StreamedServer server(receiverHf, onAMachine(clock.variables()));
     {
         const ControlConnection client(server.port());
-        ASSERT_EQ(client.ask(setState(runState)), setState(runState));
-        int tunings = 0;
+        start(client);
+        const std::size_t begin = settledFrom();
+        int tunings = 1;
         for (const std::time_t off : {hour, -hour, std::time_t{0}}) {
             clock.set(off);
-            ASSERT_EQ(client.ask(setFrequency(hfCentre)), setFrequency(hfCentre));
+            ASSERT_EQ(client.ask(setFrequency(kind.centre)), setFrequency(kind.centre));
             ASSERT_TRUE(server.process.log.waitFor("set frequency ", ++tunings));
             const std::time_t expected = std::time(nullptr) + off;
             EXPECT_LT(std::abs(timeOfTuning(server.process.log.text(), tunings) - expected),
@@ -92,36 +80,47 @@ TEST(Machine, WhoseClockIsPutRightStreamsOnAndServesTheNextClient) {
             const std::size_t before = server.datagrams.counts().datagrams;
             ASSERT_TRUE(server.datagrams.waitForDatagrams(before + 300));
         }
+        expectSteadyCarrier(50000, begin, 600);
         clock.set(-hour); // In the five seconds until it listens again.
     }
     EXPECT_TRUE(server.datagrams.waitForSilence(300ms));
     const std::size_t before = server.datagrams.counts().datagrams;
     ASSERT_TRUE(server.datagrams.waitForDatagrams(before + 300));
-    EXPECT_EQ(ControlConnection(server.port()).ask(askName()), nameAnswer("AirSpyHF+"));
-    expectWholeStream(server, 1);
+    EXPECT_EQ(ControlConnection(server.port()).ask(askName()), nameAnswer(kind.name));
+    expectNothingLost(1);
 }
-
 #endif
 
-/// As a machine that is suspended stops its programs.
-TEST(Machine, ThatSleptGoesOnWhereItWas) {
-    StreamedServer server(receiverHf, onAMachine());
-    const ControlConnection client(server.port());
-    ASSERT_EQ(client.ask(setFrequency(hfCentre)), setFrequency(hfCentre));
-    ASSERT_EQ(client.ask(setState(runState)), setState(runState));
-    for (int nights = 0; nights < 3; ++nights) {
-        ASSERT_TRUE(server.datagrams.waitForDatagrams(server.datagrams.counts().datagrams + 300));
+/// A machine that is suspended stops its programs. The emulated receiver sleeps with them: what
+/// becomes of one that is gone afterwards is ReceiverFaultsTest's.
+struct SleepingMachine : ReceiverSession {
+    SleepingMachine() : ReceiverSession(hfKind()) {}
+    void fallAsleep() const {
+        siginfo_t stopped{};
         server.process.signal(SIGSTOP);
+        ASSERT_EQ(waitid(P_PID, static_cast<id_t>(server.process.pid()), &stopped, WSTOPPED), 0);
+    }
+    void wakeUp() const { server.process.signal(SIGCONT); }
+};
+
+TEST_F(SleepingMachine, GoesOnWhereItWas) {
+    const ControlConnection client(server.port());
+    start(client);
+    const std::size_t begin = settledFrom();
+    for (int nights = 0; nights < 3; ++nights) {
+        ASSERT_TRUE(server.datagrams.waitForDatagrams(server.datagrams.counts().datagrams + 200));
+        fallAsleep();
         ASSERT_TRUE(client.send(askStatus()));
-        ASSERT_TRUE(client.send(setFrequency(hfCentre)));
+        ASSERT_TRUE(client.send(setFrequency(kind.centre)));
         EXPECT_TRUE(server.datagrams.waitForSilence(1s));
         EXPECT_FALSE(client.hasInput(0ms));
-        server.process.signal(SIGCONT);
+        wakeUp();
         EXPECT_EQ(client.receive(), statusAnswer(running));
-        EXPECT_EQ(client.receive(), setFrequency(hfCentre));
+        EXPECT_EQ(client.receive(), setFrequency(kind.centre));
     }
-    ASSERT_TRUE(server.datagrams.waitForDatagrams(server.datagrams.counts().datagrams + 300));
-    expectWholeStream(server);
+    ASSERT_TRUE(server.datagrams.waitForDatagrams(server.datagrams.counts().datagrams + 200));
+    expectSteadyCarrier(50000, begin, 600);
+    expectNothingLost();
 }
 
 } // namespace

@@ -3,14 +3,16 @@
 
 #include "DatagramView.h"
 
+#include <utility>
+
 namespace feedline::test {
 namespace {
 
 constexpr std::size_t spectrumDatagrams = 65536 / pairsPerDatagram;
 
-Emulated unhurried(const ReceiverKind& kind) {
-    return {.devices = kind.device,
-            .more = {{"FEEDLINE_EMULATOR_SPEED", "0.25"}, {"FEEDLINE_EMULATOR_PATIENCE", "0"}}};
+Emulated unhurried(const ReceiverKind& kind, std::map<std::string, std::string> more) {
+    more.insert({{"FEEDLINE_EMULATOR_SPEED", "0.25"}, {"FEEDLINE_EMULATOR_PATIENCE", "0"}});
+    return {.devices = kind.device, .more = std::move(more)};
 }
 
 } // namespace
@@ -30,8 +32,9 @@ void PrintTo(const ReceiverKind& kind, std::ostream* out) {
     *out << kind.device;
 }
 
-ReceiverSession::ReceiverSession(const ReceiverKind& which)
-    : kind(which), server(which.type, unhurried(which)) {}
+ReceiverSession::ReceiverSession(const ReceiverKind& which,
+                                 const std::map<std::string, std::string>& more)
+    : kind(which), server(which.type, unhurried(which, more)) {}
 
 void ReceiverSession::TearDown() {
     EXPECT_TRUE(server.process.running());

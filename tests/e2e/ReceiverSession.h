@@ -14,6 +14,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <ostream>
 #include <string>
 #include <vector>
@@ -36,7 +37,9 @@ void PrintTo(const ReceiverKind& kind, std::ostream* out);
 
 class ReceiverSession : public ::testing::Test {
 protected:
-    explicit ReceiverSession(const ReceiverKind& kind);
+    /// @param more  variables of the server's environment
+    explicit ReceiverSession(const ReceiverKind& kind,
+                             const std::map<std::string, std::string>& more = {});
     /// The end of every session: on request, with status 0 and the settings saved.
     void TearDown() override;
 
