@@ -29,7 +29,9 @@ public:
     struct Datagram {
         std::array<std::uint8_t, 2048> buffer;
         std::size_t length;
-        std::chrono::nanoseconds time; ///< when the kernel had it, by the wall clock
+        /// When the kernel had it, by the wall clock; when it was taken, where the kernel does not
+        /// say.
+        std::chrono::nanoseconds time;
         std::span<const std::uint8_t> bytes() const { return {buffer.data(), length}; }
     };
 
