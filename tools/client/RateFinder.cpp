@@ -19,20 +19,11 @@ constexpr std::size_t enoughWindows = 8;
 } // namespace
 
 void RateFinder::Line::add(const Point& point) {
-    if (points_ == 0)
+    if (points() == 0)
         first_ = point;
     const double x = static_cast<double>(point.nanoseconds - first_.nanoseconds) * 1e-9;
     const auto y = static_cast<double>(point.position - first_.position);
-    ++points_;
-    x_ += x;
-    y_ += y;
-    xx_ += x * x;
-    xy_ += x * y;
-}
-
-double RateFinder::Line::slope() const {
-    const double spread = points_ * xx_ - x_ * x_;
-    return spread > 0 ? (points_ * xy_ - x_ * y_) / spread : 0;
+    line_.add(x, y);
 }
 
 std::optional<double> RateFinder::add(std::int64_t position, std::int64_t nanoseconds) {

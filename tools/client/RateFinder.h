@@ -2,6 +2,7 @@
 // The sample rate of a stream that has just begun, as soon as it can be told.
 #pragma once
 
+#include "tools/client/FittedLine.h"
 #include "tools/client/Receivers.h"
 
 #include <cstdint>
@@ -33,13 +34,12 @@ private:
     class Line {
     public:
         void add(const Point& point);
-        double slope() const; ///< datagrams a second; 0 when there are too few points
-        unsigned points() const { return points_; }
+        double slope() const { return line_.slope(); } ///< datagrams a second
+        unsigned points() const { return line_.points(); }
 
     private:
         Point first_{};
-        unsigned points_ = 0;
-        double x_ = 0, y_ = 0, xx_ = 0, xy_ = 0;
+        FittedLine line_;
     };
 
     std::optional<double> endWindow();

@@ -13,19 +13,6 @@ constexpr std::int64_t windowLength = 1'000'000'000; // ns
 
 } // namespace
 
-void RateMeter::Line::add(double x, double y) {
-    n_ += 1;
-    x_ += x;
-    y_ += y;
-    xx_ += x * x;
-    xy_ += x * y;
-}
-
-double RateMeter::Line::slope() const {
-    const double spread = n_ * xx_ - x_ * x_;
-    return spread > 0 ? (n_ * xy_ - x_ * y_) / spread : 0;
-}
-
 void RateMeter::add(std::int64_t position, std::int64_t nanoseconds) {
     if (!started_ || nanoseconds - windowStart_ >= windowLength) {
         if (started_)

@@ -2,6 +2,8 @@
 // The sample rate, measured from the datagrams' arrival times.
 #pragma once
 
+#include "tools/client/FittedLine.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -31,19 +33,10 @@ public:
 private:
     void endWindow();
 
-    class Line {
-    public:
-        void add(double x, double y);
-        double slope() const; ///< 0 when there are too few points
-
-    private:
-        double n_ = 0, x_ = 0, y_ = 0, xx_ = 0, xy_ = 0;
-    };
-
     std::int64_t windowStart_ = 0;
     std::int64_t windowPosition_ = 0;
     bool started_ = false;
-    Line line_;
+    FittedLine line_;
     std::vector<double> windows_; ///< datagrams a second, one entry for each complete window
     std::size_t oldest_ = 0;      ///< entry that the next window replaces once all are there
     double latest_ = 0;           ///< datagrams a second of the last complete window
