@@ -153,23 +153,22 @@ private:
     }
 
     void compare() {
-        const std::vector<test::Line> seen = test::recordedLines();
-        const bool alike = seen == model_.expected && (isStreaming != 0) == model_.streaming &&
-                           centerFrequency == model_.frequency && deviceType == model_.type &&
-                           clientSocket == clientDescriptor && tcpStatus == tcpConnected &&
-                           serverActive;
+        const bool alike =
+            test::recordedAre(model_.expected) && (isStreaming != 0) == model_.streaming &&
+            centerFrequency == model_.frequency && deviceType == model_.type &&
+            clientSocket == clientDescriptor && tcpStatus == tcpConnected && serverActive;
         if (!alike)
-            complain(seen);
+            complain();
         test::clearRecordedLines();
         model_.expected.clear();
     }
 
-    [[noreturn]] void complain(const std::vector<test::Line>& seen) {
-        std::fprintf(stderr,
-                     "server: %s\nmodel:  %s\nstreaming %d %d, frequency %d %d, type %d %d\n",
-                     printable(seen).c_str(), printable(model_.expected).c_str(), int{isStreaming},
-                     int{model_.streaming}, centerFrequency.load(), model_.frequency,
-                     deviceType.load(), model_.type);
+    [[noreturn]] void complain() {
+        std::fprintf(
+            stderr, "server: %s\nmodel:  %s\nstreaming %d %d, frequency %d %d, type %d %d\n",
+            printable(test::recordedLines()).c_str(), printable(model_.expected.lines()).c_str(),
+            int{isStreaming}, int{model_.streaming}, centerFrequency.load(), model_.frequency,
+            deviceType.load(), model_.type);
         std::abort();
     }
 

@@ -27,12 +27,12 @@ std::string noteOfAlert(const std::string& message, const std::string& informati
 }
 
 void ControlStreamModel::log(const char* format, ...) {
-    std::array<char, 512> text{};
+    std::array<char, 512> text; // NOLINT(cppcoreguidelines-pro-type-member-init)
     va_list arguments;
     va_start(arguments, format);
     std::vsnprintf(text.data(), text.size(), format, arguments);
     va_end(arguments);
-    expected.push_back(test::logged(text.data()));
+    expected.add(test::Line::logged, text.data());
 }
 
 /// A length of 0 stands for the largest message, and no message ends before its third byte unless

@@ -3,7 +3,7 @@
 // a message is collected whole and then looked up in tables. Knows nothing of chunks.
 #pragma once
 
-#include "RecordingLog.h"
+#include "LineRecord.h"
 
 #include <array>
 #include <cstddef>
@@ -11,7 +11,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 namespace feedline::fuzz {
 
@@ -31,7 +30,7 @@ public:
     std::optional<std::int32_t> chosenWhileAlertIsUp;
 
     // What the server should have come to.
-    std::vector<test::Line> expected;
+    test::LineRecord expected;
     bool streaming = false;
     std::int32_t frequency = 0;
 
@@ -51,7 +50,7 @@ private:
     void alert(const char* text);
     void reply(unsigned code, std::string_view parameters);
     void log(const char* format, ...) __attribute__((format(printf, 2, 3)));
-    void note(std::string text) { expected.push_back(test::noted(std::move(text))); }
+    void note(std::string_view text) { expected.add(test::Line::noted, text); }
 
     std::array<std::uint8_t, 8194> kept_{}; ///< never cleared: short messages read old bytes
     std::size_t have_ = 0;

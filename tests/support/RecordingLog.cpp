@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "RecordingLog.h"
 
+#include "LineRecord.h"
 #include "platform/Log.h"
 
 #include <algorithm>
@@ -17,45 +18,51 @@ namespace {
 // Never destroyed: a server thread may still log while the test process ends.
 struct Record {
     std::mutex mutex;
-    std::vector<test::Line> lines;
+    test::LineRecord lines;
 };
 Record& record() {
     static auto& only = *new Record;
     return only;
 }
 
-std::string formatted(const char* format, va_list arguments) {
-    std::array<char, 2048> text{};
-    std::vsnprintf(text.data(), text.size(), format, arguments);
+/// Longer ones end here.
+using Text = std::array<char, 2048>;
+
+const char* format(Text& text, const char* how, va_list arguments) {
+    text[0] = '\0';
+    std::vsnprintf(text.data(), text.size(), how, arguments);
     return text.data();
 }
 
-void keep(test::Line line) {
+void keep(test::Line::Stream stream, std::string_view text) {
     Record& r = record();
     const std::lock_guard lock(r.mutex);
-    r.lines.push_back(std::move(line));
+    r.lines.add(stream, text);
 }
 
 } // namespace
 
-void logLine(const char* format, ...) {
+void logLine(const char* how, ...) {
+    Text text; // NOLINT(cppcoreguidelines-pro-type-member-init)
     va_list arguments;
-    va_start(arguments, format);
-    keep({test::Line::logged, formatted(format, arguments)});
+    va_start(arguments, how);
+    keep(test::Line::logged, format(text, how, arguments));
     va_end(arguments);
 }
 
-void printText(const char* format, ...) {
+void printText(const char* how, ...) {
+    Text text; // NOLINT(cppcoreguidelines-pro-type-member-init)
     va_list arguments;
-    va_start(arguments, format);
-    keep({test::Line::printed, formatted(format, arguments)});
+    va_start(arguments, how);
+    keep(test::Line::printed, format(text, how, arguments));
     va_end(arguments);
 }
 
-void fatal(const char* format, ...) {
+void fatal(const char* how, ...) {
+    Text text; // NOLINT(cppcoreguidelines-pro-type-member-init)
     va_list arguments;
-    va_start(arguments, format);
-    std::fprintf(stderr, "%s\n", formatted(format, arguments).c_str());
+    va_start(arguments, how);
+    std::fprintf(stderr, "%s\n", format(text, how, arguments));
     va_end(arguments);
     std::abort();
 }
@@ -68,19 +75,25 @@ void PrintTo(const Line& line, std::ostream* out) {
 }
 
 void note(std::string text) {
-    keep(noted(std::move(text)));
+    keep(Line::noted, text);
 }
 
 std::vector<Line> recordedLines() {
     Record& r = record();
     const std::lock_guard lock(r.mutex);
-    return r.lines;
+    return r.lines.lines();
 }
 
 void clearRecordedLines() {
     Record& r = record();
     const std::lock_guard lock(r.mutex);
     r.lines.clear();
+}
+
+bool recordedAre(const LineRecord& expected) {
+    Record& r = record();
+    const std::lock_guard lock(r.mutex);
+    return r.lines == expected;
 }
 
 int countOf(const Line& line) {

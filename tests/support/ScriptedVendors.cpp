@@ -12,15 +12,24 @@ std::map<std::string, int> callCounts;
 int hfObject;
 int airspyObject;
 
+/// The result of a function's nth call, where it has one of its own. Its key "name#n" stands right
+/// behind "name", so that most calls need not make one.
+const int* resultOfCall(const std::string& function, int n) {
+    const auto next = script.results.upper_bound(function);
+    if (next == script.results.end() || !next->first.starts_with(function) ||
+        next->first[function.size()] != '#')
+        return nullptr;
+    const auto nth = script.results.find(function + "#" + std::to_string(n));
+    return nth != script.results.end() ? &nth->second : nullptr;
+}
+
 int answer(const std::string& function, const std::string& arguments = "") {
     const std::string call = function + (arguments.empty() ? "" : " " + arguments);
     script.calls.push_back(call);
     if (script.onCall)
         script.onCall(call);
-    const int n = ++callCounts[function];
-    if (const auto nth = script.results.find(function + "#" + std::to_string(n));
-        nth != script.results.end())
-        return nth->second;
+    if (const int* const own = resultOfCall(function, ++callCounts[function]))
+        return *own;
     const auto found = script.results.find(function);
     return found != script.results.end() ? found->second : 0;
 }
