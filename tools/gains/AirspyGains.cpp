@@ -140,7 +140,8 @@ public:
 
     bool settle(std::chrono::milliseconds limit) const {
         std::unique_lock lock(mutex_);
-        return settled_.wait_for(lock, limit, [this] { return looked_; });
+        return settled_.wait_for(lock, limit,
+                                 [this] { return looked_ && !sending_ && wanted_.empty(); });
     }
 
     std::optional<Values> values() const {
@@ -189,6 +190,7 @@ private:
     mutable std::condition_variable settled_;
     bool ending_ = false;
     bool looked_ = false;
+    bool sending_ = false; ///< what was wanted, up to the look that follows
     std::optional<Values> values_;
     std::map<std::size_t, std::int32_t> wanted_; ///< by place
 
@@ -249,6 +251,7 @@ bool AirspyGains::Body::sendWanted(sd_bus* bus) {
     {
         const std::lock_guard lock(mutex_);
         wanted.swap(wanted_);
+        sending_ = !wanted.empty();
     }
     for (const auto& [place, value] : wanted)
         if (ending() || !send(bus, table.at(place), value))
@@ -278,6 +281,7 @@ void AirspyGains::Body::know(const std::optional<Values>& values) {
         same = values == values_;
         values_ = values;
         looked_ = true;
+        sending_ = false;
         if (!values)
             wanted_.clear();
     }

@@ -34,7 +34,7 @@ public:
     AirspyGains(const AirspyGains&) = delete;
     AirspyGains& operator=(const AirspyGains&) = delete;
 
-    /// Waits until there has been a first look on the buses.
+    /// Waits until there has been a first look on the buses, and whatever was set has been sent.
     /// @returns false when it takes longer than the limit
     bool settle(std::chrono::milliseconds limit) const;
 

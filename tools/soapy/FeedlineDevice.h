@@ -2,12 +2,16 @@
 // The receiver behind a server, as SoapySDR's programs see it.
 #pragma once
 
+#include "tools/gains/AirspyGains.h"
 #include "tools/soapy/Arguments.h"
 #include "tools/soapy/RxStream.h"
 #include "tools/soapy/ServerLink.h"
 #include "tools/soapy/Tuning.h"
 
 #include <SoapySDR/Device.hpp>
+#include <atomic>
+#include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -53,6 +57,9 @@ public:
     std::string getAntenna(int direction, size_t channel) const override;
 
     std::vector<std::string> listGains(int direction, size_t channel) const override;
+    bool hasGainMode(int direction, size_t channel) const override;
+    void setGainMode(int direction, size_t channel, bool automatic) override;
+    bool getGainMode(int direction, size_t channel) const override;
     void setGain(int direction, size_t channel, double value) override;
     void setGain(int direction, size_t channel, const std::string& name, double value) override;
     double getGain(int direction, size_t channel) const override;
@@ -92,6 +99,10 @@ private:
     bool isOurs(SoapySDR::Stream* stream) const {
         return stream == reinterpret_cast<const SoapySDR::Stream*>(&stream_);
     }
+    gains::AirspyGains& airspyGains() const;
+    bool hasGains() const;
+    std::int32_t gainAt(std::size_t place) const;
+    void setGainAt(std::size_t place, std::int32_t value);
     void tune();
     bool isHub() const;
 
@@ -99,6 +110,9 @@ private:
     // Questions may make the connection, which changes nothing that can be asked for.
     mutable ServerLink link_;
     mutable RxStream stream_;
+    mutable std::mutex gainsMutex_; ///< guards the making of gains_
+    mutable std::unique_ptr<gains::AirspyGains> gains_;
+    mutable std::atomic<bool> hadGains_{false};
     mutable std::mutex mutex_; ///< guards the tuning
     Tuning tuning_;
     double asked_ = 0;     ///< Hz, 0 before the first

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The device on the real server over emulated receivers: what rate it finds, where it hears a
 // carrier, and that it goes on when the server has gone and come back.
+#include "BusCaller.h"
 #include "EmulatedServer.h"
 #include "LoadedModule.h"
+#include "PrivateBus.h"
 #include "Spectrum.h"
 #include "Waiting.h"
 
@@ -12,6 +14,7 @@
 #include <SoapySDR/Errors.h>
 #include <SoapySDR/Formats.hpp>
 #include <csignal>
+#include <cstdlib>
 
 namespace feedline::test {
 namespace {
@@ -82,6 +85,41 @@ TEST_F(DeviceWithServer, HearsWhatAnAirspyHears) {
     EXPECT_EQ(device_->getSampleRate(SOAPY_SDR_RX, 0), airspyRate);
     stream(airspyCentre);
     EXPECT_NEAR(carrier(), 50000, airspyRate / 65536 * 2);
+}
+
+TEST_F(DeviceWithServer, SetsAnAirspysGainsOverTheBus) {
+    const PrivateBus bus;
+    setenv("DBUS_SESSION_BUS_ADDRESS", bus.address().c_str(), 1);
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1);
+    EmulatedServer server(receiverAirspy, {.devices = "airspy",
+                                           .more = {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
+    ASSERT_TRUE(BusCaller(bus.address()).awaitServer());
+    make(server.port());
+    EXPECT_EQ(device_->listGains(SOAPY_SDR_RX, 0), (std::vector<std::string>{"LNA", "MIX", "VGA"}));
+    EXPECT_EQ(device_->getGainRange(SOAPY_SDR_RX, 0, "LNA").maximum(), 14);
+    EXPECT_EQ(device_->getGainRange(SOAPY_SDR_RX, 0).maximum(), 44);
+    device_->setGain(SOAPY_SDR_RX, 0, "MIX", 6);
+    EXPECT_EQ(device_->getGain(SOAPY_SDR_RX, 0, "MIX"), 6);
+    EXPECT_EQ(server.receiver.value("airspy", "mixer-gain"), "6");
+    device_->setGain(SOAPY_SDR_RX, 0, 20);
+    EXPECT_EQ(device_->getGain(SOAPY_SDR_RX, 0), 20);
+    EXPECT_EQ(server.receiver.value("airspy", "lna-gain"), "14");
+    EXPECT_FALSE(device_->getGainMode(SOAPY_SDR_RX, 0));
+    device_->setGainMode(SOAPY_SDR_RX, 0, true);
+    EXPECT_TRUE(device_->getGainMode(SOAPY_SDR_RX, 0));
+    EXPECT_EQ(server.receiver.value("airspy", "lna-agc"), "1");
+    EXPECT_EQ(server.receiver.value("airspy", "mixer-agc"), "1");
+}
+
+TEST_F(DeviceWithServer, HasOneFixedGainWithoutABus) {
+    setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent", 1);
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1);
+    const EmulatedServer server(receiverAirspy, {.devices = "airspy"});
+    make(server.port());
+    EXPECT_EQ(device_->listGains(SOAPY_SDR_RX, 0), std::vector<std::string>{"GAIN"});
+    EXPECT_FALSE(device_->hasGainMode(SOAPY_SDR_RX, 0));
+    device_->setGain(SOAPY_SDR_RX, 0, 20);
+    EXPECT_EQ(device_->getGain(SOAPY_SDR_RX, 0), 0);
 }
 
 TEST_F(DeviceWithServer, FindsAnotherRateOut) {

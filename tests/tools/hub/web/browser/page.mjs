@@ -105,6 +105,27 @@ async function hears(page, hertz) {
     });
 }
 
+/** What is cut off by the edges of the screen. */
+function misfits() {
+    const all = [...document.querySelectorAll("header *, footer *, canvas")].filter(each => each.checkVisibility?.() ?? each.offsetParent);
+    return all.filter(each => !each.closest(".hidden, .segments input") && !each.classList.contains("hidden")).filter(each => {
+        const box = each.getBoundingClientRect();
+        return box.width > 0 && (box.left < -1 || box.right > innerWidth + 1 || box.top < -1 || box.bottom > innerHeight + 1);
+    }).map(each => `${each.tagName}#${each.id}.${each.className}`);
+}
+
+/** Controls and words that lie on one another, or beyond the sides. */
+function overlaps() {
+    const seen = [...document.querySelectorAll("footer button, footer input:not([type=radio]), footer select, footer output, footer legend:not(.hidden), #lines li, #reading, #frequency")]
+        .map(each => ({ each, box: each.getBoundingClientRect() })).filter(({ box }) => box.width > 0 && box.height > 0);
+    const name = ({ each }) => each.id || `${each.tagName} ${each.textContent}`;
+    const wide = seen.filter(({ box }) => box.left < -1 || box.right > innerWidth + 1).map(one => `${name(one)} is cut off`);
+    const pairs = seen.flatMap((one, at) => seen.slice(at + 1).filter(({ box }) =>
+        Math.min(box.right, one.box.right) - Math.max(box.left, one.box.left) > 1 &&
+        Math.min(box.bottom, one.box.bottom) - Math.max(box.top, one.box.top) > 1).map(other => `${name(one)} on ${name(other)}`));
+    return [...wide, ...pairs];
+}
+
 // What is tested
 
 const tests = {
@@ -322,16 +343,15 @@ const tests = {
     async "it fits a telephone, a tablet, a desk and a wall"(context) {
         for (const [width, height] of [[360, 640], [390, 844], [740, 360], [820, 1180], [1280, 720], [1920, 1080], [3840, 2160]]) {
             const page = await visit(context, "", { viewport: { width, height } });
-            const misfits = await page.evaluate(() => {
-                const all = [...document.querySelectorAll("header *, footer *, canvas")].filter(each => each.checkVisibility?.() ?? each.offsetParent);
-                return all.filter(each => !each.closest(".hidden, .segments input") && !each.classList.contains("hidden")).filter(each => {
-                    const box = each.getBoundingClientRect();
-                    return box.width > 0 && (box.left < -1 || box.right > innerWidth + 1 || box.top < -1 || box.bottom > innerHeight + 1);
-                }).map(each => `${each.tagName}#${each.id}.${each.className}`);
-            });
-            assert.deepEqual(misfits, [], `${width} x ${height}`);
+            assert.deepEqual(await page.evaluate(misfits), [], `${width} x ${height}`);
+            assert.deepEqual(await page.evaluate(overlaps), [], `${width} x ${height}`);
             const waterfall = await (await page.$("#waterfall")).boundingBox();
             assert.ok(waterfall.height > 0.2 * height && waterfall.width > 0.99 * width, `waterfall at ${width} x ${height}`);
+            if (await page.$eval("#more", button => button.offsetParent !== null)) {
+                await page.click("#more");
+                await eventually(() => page.$eval("#panel", panel => panel.offsetParent !== null), "the panel opens");
+                assert.deepEqual(await page.evaluate(overlaps), [], `the panel at ${width} x ${height}`);
+            }
             await leave(page);
         }
     },
