@@ -384,38 +384,6 @@ TEST_P(FailedTransfer, EndsTheStreamUntilTheNextStart) {
     expectGoodEnd(server, "after a failed transfer");
 }
 
-// Refused start, refused tuning, a stall, a failed transfer and a client that vanishes: the next
-// client has the receiver to itself as if nothing had been.
-TEST_P(ReceiverFault, FiveInARowLeaveAServerThatServes) {
-    ControlConnection client(server.port());
-    expectAnswers(client, idle);
-    command("fail", "request:1 io");
-    run(client);
-    EXPECT_EQ(tail(server.process, 1).front(), fault.startError);
-    stop(client);
-    expectStream(client);
-    command("fail", std::string(fault.tuningRequest) + " " + fault.refusal);
-    EXPECT_EQ(client.ask(setFrequency(centre + 1000000)), setFrequency(centre + 1000000));
-    EXPECT_EQ(countOf(server.process, fault.alert), 1);
-    for (const char* how : {"transfer stall always", "transfer error"}) {
-        command("fail", how);
-        EXPECT_TRUE(server.datagrams.waitForSilence(500ms)) << how;
-        command("reset");
-        stop(client);
-        expectStream(client);
-    }
-    client.reset();
-    ASSERT_TRUE(server.process.output.waitFor("Waiting for incoming connections...\n", 2));
-    const ControlConnection next(server.port());
-    expectAnswers(next, running); // Nobody has stopped it.
-    stop(next);
-    expectStream(next);
-    const ReceivedStream::Counts counts = server.datagrams.counts();
-    EXPECT_EQ(counts.lost, counts.overflowed);
-    EXPECT_EQ(counts.malformed, 0U);
-    expectGoodEnd(server, "after five failures");
-}
-
 TEST_P(ReceiverFault, ASilentReceiverGoesOnWhereItLeftOff) {
     const ControlConnection client(server.port());
     expectStream(client);
