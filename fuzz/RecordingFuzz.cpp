@@ -21,6 +21,7 @@ namespace {
 
 using feedline::emulator::Pairs;
 using feedline::emulator::readRecording;
+using feedline::fuzz::require;
 
 /// Files in memory where there is such a place, made once and rewritten.
 const std::string& folder() {
