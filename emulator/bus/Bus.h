@@ -90,7 +90,7 @@ public:
     void waitForHost(std::deque<Pending>& queued, SampleClock::Instant due,
                      SampleClock::Instant now);
 
-    std::optional<std::chrono::milliseconds> patience;
+    std::optional<std::chrono::nanoseconds> patience;
     std::chrono::nanoseconds waited{}; ///< by the sample clock, for the host
     std::optional<SampleClock> clock;
     std::uint64_t clockBase = 0;    ///< position at the clock's start

@@ -48,7 +48,7 @@ void readPatience(Config& config, const std::string& text) {
     const auto milliseconds = number(text);
     if (!milliseconds || *milliseconds < 0 || *milliseconds > 1e6)
         throw std::runtime_error("not a number of milliseconds: " + text);
-    config.patience = std::chrono::milliseconds(static_cast<long>(*milliseconds));
+    config.patience = std::chrono::nanoseconds(static_cast<long>(*milliseconds * 1e6));
 }
 
 std::uint32_t rateOf(const std::string& text) {

@@ -22,7 +22,7 @@ struct Config {
     std::optional<Pairs> recording; ///< in place of the scene
     double speed = 1;               ///< 0: as fast as the samples are taken
     /// How late the host may take samples before their clock waits for it; without, never.
-    std::optional<std::chrono::milliseconds> patience;
+    std::optional<std::chrono::nanoseconds> patience;
     std::vector<HfRate> hfRates{{768000}, {384000}, {192000}};
     std::vector<std::uint32_t> airspyRates{10000000, 2500000};
     std::string controlPath; ///< empty: no run-time control

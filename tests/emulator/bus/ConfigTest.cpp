@@ -65,6 +65,8 @@ TEST(Config, SpeedIsAFactorOrMax) {
 TEST(Config, WithoutPatienceTheClockNeverWaits) {
     EXPECT_EQ(readWith({{"FEEDLINE_EMULATOR_PATIENCE", "8"}}).config.patience,
               std::chrono::milliseconds(8));
+    EXPECT_EQ(readWith({{"FEEDLINE_EMULATOR_PATIENCE", "0.5"}}).config.patience,
+              std::chrono::microseconds(500));
     EXPECT_EQ(readWith({}).config.patience, std::nullopt);
 }
 
