@@ -384,6 +384,56 @@ TEST_P(FailedTransfer, EndsTheStreamUntilTheNextStart) {
     expectGoodEnd(server, "after a failed transfer");
 }
 
+// Refused start, refused tuning, a stall, a failed transfer and a client that vanishes: the next
+// client has the receiver to itself as if nothing had been.
+TEST_P(ReceiverFault, FiveInARowLeaveAServerThatServes) {
+    ControlConnection client(server.port());
+    expectAnswers(client, idle);
+    command("fail", "request:1 io");
+    run(client);
+    EXPECT_EQ(tail(server.process, 1).front(), fault.startError);
+    stop(client);
+    expectStream(client);
+    command("fail", std::string(fault.tuningRequest) + " " + fault.refusal);
+    EXPECT_EQ(client.ask(setFrequency(centre + 1000000)), setFrequency(centre + 1000000));
+    EXPECT_EQ(countOf(server.process, fault.alert), 1);
+    for (const char* how : {"transfer stall always", "transfer error"}) {
+        command("fail", how);
+        EXPECT_TRUE(server.datagrams.waitForSilence(500ms)) << how;
+        command("reset");
+        stop(client);
+        expectStream(client);
+    }
+    client.reset();
+    ASSERT_TRUE(server.process.output.waitFor("Waiting for incoming connections...\n", 2));
+    const ControlConnection next(server.port());
+    expectAnswers(next, running); // Nobody has stopped it.
+    EXPECT_TRUE(waitForMore());
+    const ReceivedStream::Counts counts = server.datagrams.counts();
+    EXPECT_EQ(counts.lost, counts.overflowed);
+    EXPECT_EQ(counts.malformed, 0U);
+    expectGoodEnd(server, "after five failures");
+}
+
+// A failed transfer leaves libairspyhf's consumer thread waiting, the next start adds a second one,
+// and a stop wakes one of the two and waits for the other, perhaps for ever. The program ends all
+// the same, so that whoever watches it can start it anew.
+TEST_P(ReceiverFault, StopsThatNeverReturnDoNotHoldUpTheEnd) {
+    const ControlConnection client(server.port());
+    for (int round = 0; round < 8; ++round) {
+        expectStream(client);
+        command("fail", "transfer error");
+        EXPECT_TRUE(server.datagrams.waitForSilence(200ms));
+        stop(client);
+        expectStream(client);
+        ASSERT_TRUE(client.send(setState(stopState)));
+        if (!client.hasInput(2s))
+            break;
+        EXPECT_EQ(client.receive(), setState(stopState));
+    }
+    expectGoodEnd(server, "after failed transfers and stops in a row");
+}
+
 TEST_P(ReceiverFault, ASilentReceiverGoesOnWhereItLeftOff) {
     const ControlConnection client(server.port());
     expectStream(client);
