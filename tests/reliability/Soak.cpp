@@ -40,8 +40,10 @@ constexpr std::uint32_t tunedTo = 7100000;
 constexpr std::uint32_t carrierAt = 7170456; ///< an offset that no block length is a multiple of
 /// Milliseconds. A virtual machine stands still now and then, for longer than the 21 ms that
 /// libairspyhf has room for; what it throws away then says nothing about the server. At a multiple
-/// of the receiver's rate there is so much less room.
-constexpr double patienceOfTheClock = 8;
+/// of the receiver's rate the room is less than two milliseconds, and few transfers may be due at
+/// once.
+constexpr auto patienceOfTheClock = "8";
+constexpr auto patienceAtOtherSpeeds = "0.1";
 constexpr long breath = 64; ///< kilobytes: pages that a late first call of something touches
 
 struct Counts {
@@ -165,7 +167,8 @@ public:
                    {{"FEEDLINE_EMULATOR_DEVICES", airspy ? "airspy" : "hf"},
                     {"FEEDLINE_EMULATOR_SCENE", scene_},
                     {"FEEDLINE_EMULATOR_SPEED", std::to_string(speed)},
-                    {"FEEDLINE_EMULATOR_PATIENCE", std::to_string(patienceOfTheClock / speed)},
+                    {"FEEDLINE_EMULATOR_PATIENCE",
+                     realTime_ ? patienceOfTheClock : patienceAtOtherSpeeds},
                     {"FEEDLINE_EMULATOR_CONTROL", emulatorSocket()}}}),
           emulator_(emulatorSocket()) {}
 
