@@ -3,6 +3,7 @@
 // holds. Everything happens in the calls here.
 #pragma once
 
+#include "Require.h"
 #include "tools/hub/band/Band.h"
 #include "tools/hub/listeners/Receiver.h"
 #include "tools/hub/web/server/HttpSession.h"
@@ -11,22 +12,14 @@
 #include <array>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/strand.hpp>
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 #include <span>
 #include <string>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <utility>
 
 namespace feedline::fuzz {
-
-inline void require(bool holds, const char* what) {
-    if (holds)
-        return;
-    std::fprintf(stderr, "does not hold: %s\n", what);
-    std::abort();
-}
 
 /// Lives as long as the process, as the hub's parts do.
 class FuzzedWeb {
@@ -70,7 +63,7 @@ private:
     hub::web::Service service_{context_, configuration_, receiver_};
 };
 
-/// A connection to it, which ends with the object.
+/// A connection to it.
 class FuzzedConnection {
 public:
     FuzzedConnection() {
@@ -87,7 +80,13 @@ public:
     FuzzedConnection(const FuzzedConnection&) = delete;
     FuzzedConnection& operator=(const FuzzedConnection&) = delete;
     ~FuzzedConnection() {
-        close(end_);
+        if (end_ >= 0)
+            close(end_);
+    }
+
+    /// Ends it. For every round's end: what throws here is a finding, too.
+    void leave() {
+        close(std::exchange(end_, -1));
         web_.settle();
         require(web_.listeners() == 0, "who has gone is no listener any more");
     }

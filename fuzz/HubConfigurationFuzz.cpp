@@ -8,12 +8,12 @@
 // Whatever is in the file, the hub either ends with the status for a bad one, having said so in one
 // line, or has a configuration that keeps its limits.
 
+#include "Require.h"
 #include "tools/hub/config/CommandLine.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <fcntl.h>
 #include <iostream>
 #include <sstream>
@@ -24,13 +24,13 @@
 namespace {
 
 using namespace feedline::hub;
+using feedline::fuzz::require;
 
 // In memory, under a name that the parser can open.
 class File {
 public:
     File(const std::uint8_t* data, std::size_t size) : descriptor_(memfd_create("hub.conf", 0)) {
-        if (write(descriptor_, data, size) != static_cast<ssize_t>(size))
-            std::abort();
+        require(write(descriptor_, data, size) == static_cast<ssize_t>(size), "a file");
     }
     File(const File&) = delete;
     File& operator=(const File&) = delete;
@@ -41,19 +41,16 @@ private:
     int descriptor_;
 };
 
-void require(bool holds) {
-    if (!holds)
-        std::abort();
-}
-
 void check(const Configuration& configuration) {
-    require(!configuration.serverHost.empty() && configuration.serverPort != 0);
-    require(configuration.zmq <= 65533);
-    require(configuration.linger >= 0 && configuration.linger <= 1e6);
-    require(configuration.listeners >= 1 && configuration.perAddress >= 1);
-    require(!configuration.rate ||
-            (*configuration.rate >= 8000 && *configuration.rate <= 20000000));
-    require(!configuration.json && !configuration.status);
+    require(!configuration.serverHost.empty() && configuration.serverPort != 0,
+            "there is a server");
+    require(configuration.zmq <= 65533, "three ports for ZeroMQ");
+    require(configuration.linger >= 0 && configuration.linger <= 1e6, "linger");
+    require(configuration.listeners >= 1 && configuration.perAddress >= 1, "room for a listener");
+    require(!configuration.rate || (*configuration.rate >= 8000 && *configuration.rate <= 20000000),
+            "rate");
+    require(!configuration.json && !configuration.status,
+            "a file has no words of the command line");
 }
 
 } // namespace
@@ -68,7 +65,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         parseCommandLine(static_cast<int>(arguments.size()), arguments.data());
     std::cerr.rdbuf(before);
     if (parsed.exit)
-        require(*parsed.exit == 2 && said.str().starts_with("feedline-hub: "));
+        require(*parsed.exit == 2 && said.str().starts_with("feedline-hub: "),
+                "a bad file is refused in a line");
     else
         check(parsed.configuration);
     return 0;

@@ -61,5 +61,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     connection.finishSending();
     if (!connection.received.empty())
         judge(connection.received, text.find("HEAD") != std::string::npos);
+    connection.leave();
     return 0;
 }

@@ -103,5 +103,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         rest.remove_prefix(2 + length);
     }
     judge(std::string_view(connection.received).substr(answer + 4));
+    connection.leave();
     return 0;
 }
