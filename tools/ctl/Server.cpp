@@ -8,8 +8,6 @@
 
 #include <cerrno>
 #include <cstring>
-#include <initializer_list>
-#include <string_view>
 #include <thread>
 #include <utility>
 
@@ -21,9 +19,12 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto answerLimit = 5s; ///< with a bus or a server that keeps silent
 constexpr auto retryInterval = 200ms;
-constexpr auto propertiesInterface = "org.freedesktop.DBus.Properties";
 
 using gains::Message;
+using gains::microseconds;
+using gains::newCall;
+using gains::propertiesInterface;
+using gains::readText;
 
 struct BusError {
     BusError() = default;
@@ -33,11 +34,6 @@ struct BusError {
     bool is(const char* name) const { return sd_bus_error_has_name(&error, name) != 0; }
     sd_bus_error error = SD_BUS_ERROR_NULL;
 };
-
-std::uint64_t microseconds(Clock::duration time) {
-    const auto whole = std::chrono::ceil<std::chrono::microseconds>(time).count();
-    return whole > 0 ? static_cast<std::uint64_t>(whole) : 0;
-}
 
 const char* nameOf(bool systemBus) {
     return systemBus ? "system bus" : "session bus";
@@ -59,20 +55,6 @@ const char* nameOf(bool systemBus) {
     if (error.is(SD_BUS_ERROR_NO_REPLY) || result == -ETIMEDOUT)
         throw Failure(ExitStatus::noAnswer, "the server does not answer");
     throw Failure(ExitStatus::noAnswer, text);
-}
-
-Message newCall(sd_bus* bus, const char* interface, const char* method) {
-    sd_bus_message* message = nullptr;
-    sd_bus_message_new_method_call(bus, &message, dbus::busName, dbus::objectPath, interface,
-                                   method);
-    sd_bus_message_set_auto_start(message, 0);
-    return Message(message);
-}
-
-std::string readText(sd_bus_message* message) {
-    const char* text = nullptr;
-    sd_bus_message_read_basic(message, 's', &text);
-    return text != nullptr ? text : "";
 }
 
 std::int32_t readNumber(sd_bus_message* message, char type) {
@@ -138,24 +120,6 @@ void readProperty(sd_bus_message* message, const std::string& name, const std::s
     }
 }
 
-/// From an a{sv}.
-ServerStatus readStatus(sd_bus_message* message) {
-    ServerStatus status;
-    sd_bus_message_enter_container(message, 'a', "{sv}");
-    while (sd_bus_message_enter_container(message, 'e', "sv") > 0) {
-        const std::string name = readText(message);
-        char kind = 0;
-        const char* type = nullptr;
-        sd_bus_message_peek_type(message, &kind, &type);
-        const std::string contents = type != nullptr ? type : "";
-        sd_bus_message_enter_container(message, 'v', contents.c_str());
-        readProperty(message, name, contents, status);
-        sd_bus_message_exit_container(message);
-        sd_bus_message_exit_container(message);
-    }
-    return status;
-}
-
 /// Sends the call and waits for its answer.
 Message answerTo(sd_bus* bus, sd_bus_message* call, bool systemBus,
                  std::chrono::microseconds limit = answerLimit) {
@@ -165,18 +129,6 @@ Message answerTo(sd_bus* bus, sd_bus_message* call, bool systemBus,
     if (result < 0)
         fail(error, result, systemBus);
     return Message(answer);
-}
-
-std::string joined(std::initializer_list<std::string_view> parts) {
-    std::string all;
-    for (const std::string_view part : parts)
-        all += part;
-    return all;
-}
-
-int noteChange(sd_bus_message* /*signal*/, void* changed, sd_bus_error* /*error*/) {
-    *static_cast<bool*>(changed) = true;
-    return 0;
 }
 
 /// The line for a search that was in vain.
@@ -239,7 +191,10 @@ ServerStatus Server::status() {
     const Message call = newCall(bus_.get(), propertiesInterface, "GetAll");
     sd_bus_message_append(call.get(), "s", dbus::interface);
     const Message answer = answerTo(bus_.get(), call.get(), onSystemBus_);
-    ServerStatus status = readStatus(answer.get());
+    ServerStatus status;
+    gains::readProperties(
+        answer.get(), [&](sd_bus_message* message, const std::string& name,
+                          const std::string& type) { readProperty(message, name, type, status); });
     status.onSystemBus = onSystemBus_;
     return status;
 }
@@ -281,16 +236,9 @@ void Server::quit() {
 }
 
 void Server::watch() {
-    const std::string changes = joined({"type='signal',member='PropertiesChanged',interface='",
-                                        propertiesInterface, "',path='", dbus::objectPath, "'"});
-    const std::string owners =
-        joined({"type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='",
-                dbus::busName, "'"});
-    for (const std::string& rule : {changes, owners})
-        if (const int result =
-                sd_bus_add_match(bus_.get(), nullptr, rule.c_str(), noteChange, changed_.get());
-            result < 0)
-            fail(BusError(), result, onSystemBus_);
+    const int result = gains::watchServer(bus_.get(), *changed_);
+    if (result < 0)
+        fail(BusError(), result, onSystemBus_);
 }
 
 bool Server::awaitChange(std::chrono::milliseconds limit) {

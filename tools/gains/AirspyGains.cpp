@@ -35,12 +35,6 @@ struct Controls {
     Values values{};
 };
 
-std::string readText(sd_bus_message* message) {
-    const char* text = nullptr;
-    sd_bus_message_read_basic(message, 's', &text);
-    return text != nullptr ? text : "";
-}
-
 // Takes a property that is wanted, in the type that it has; skips any other.
 void readProperty(sd_bus_message* message, const std::string& name, const std::string& type,
                   Controls& controls) {
@@ -58,53 +52,24 @@ void readProperty(sd_bus_message* message, const std::string& name, const std::s
         sd_bus_message_skip(message, type.c_str());
 }
 
-// From an a{sv}.
-Controls readControls(sd_bus_message* message) {
-    Controls controls;
-    sd_bus_message_enter_container(message, 'a', "{sv}");
-    while (sd_bus_message_enter_container(message, 'e', "sv") > 0) {
-        const std::string name = readText(message);
-        char kind = 0;
-        const char* type = nullptr;
-        sd_bus_message_peek_type(message, &kind, &type);
-        const std::string contents = type != nullptr ? type : "";
-        sd_bus_message_enter_container(message, 'v', contents.c_str());
-        readProperty(message, name, contents, controls);
-        sd_bus_message_exit_container(message);
-        sd_bus_message_exit_container(message);
-    }
-    return controls;
-}
-
-int noteChange(sd_bus_message* /*signal*/, void* changed, sd_bus_error* /*error*/) {
-    *static_cast<bool*>(changed) = true;
-    return 0;
-}
-
-// Of all that the server tells, and of its coming and going.
-bool watch(sd_bus* bus, bool& changed) {
-    const std::string changes =
-        std::string("type='signal',member='PropertiesChanged',path='") + dbus::objectPath + "'";
-    const std::string owners = std::string("type='signal',sender='org.freedesktop.DBus',member='"
-                                           "NameOwnerChanged',arg0='") +
-                               dbus::busName + "'";
-    return sd_bus_add_match(bus, nullptr, changes.c_str(), noteChange, &changed) >= 0 &&
-           sd_bus_add_match(bus, nullptr, owners.c_str(), noteChange, &changed) >= 0;
-}
-
 std::optional<Controls> ask(sd_bus* bus) {
-    const Message call = propertiesCall(bus, "GetAll");
+    const Message call = newCall(bus, propertiesInterface, "GetAll");
     sd_bus_message_append(call.get(), "s", dbus::interface);
     sd_bus_message* answer = nullptr;
     if (sd_bus_call(bus, call.get(), 0, nullptr, &answer) < 0)
         return std::nullopt;
     const Message kept(answer);
-    return readControls(answer);
+    Controls controls;
+    readProperties(answer,
+                   [&](sd_bus_message* message, const std::string& name, const std::string& type) {
+                       readProperty(message, name, type, controls);
+                   });
+    return controls;
 }
 
 // A refusal shows in the values, which are asked for after it. False when there is no answer.
 bool send(sd_bus* bus, const Gain& gain, std::int32_t value) {
-    const Message call = propertiesCall(bus, "Set");
+    const Message call = newCall(bus, propertiesInterface, "Set");
     sd_bus_message_append(call.get(), "ssv", dbus::interface, gain.property,
                           gain.isSwitch() ? "b" : "i", value);
     sd_bus_message* answer = nullptr;
@@ -220,7 +185,7 @@ void AirspyGains::Body::serve(sd_bus* bus) {
     constexpr std::chrono::milliseconds forEver{-1};
     bool changed = true;
     bool answered = true;
-    if (!watch(bus, changed))
+    if (watchServer(bus, changed) < 0)
         return;
     while (!ending()) {
         const bool sent = sendWanted(bus);

@@ -7,17 +7,14 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <initializer_list>
+#include <string_view>
 
 namespace feedline::gains {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-std::uint64_t microseconds(Clock::duration time) {
-    const auto whole = std::chrono::ceil<std::chrono::microseconds>(time).count();
-    return static_cast<std::uint64_t>(std::max<std::int64_t>(whole, 0));
-}
 
 // The library itself would wait for minutes.
 bool becomesReady(sd_bus* bus, Clock::duration limit) {
@@ -31,6 +28,19 @@ bool becomesReady(sd_bus* bus, Clock::duration limit) {
             return false;
     }
     return sd_bus_is_ready(bus) > 0;
+}
+
+// Of concatenations with + GCC 12 warns of a copy out of bounds.
+std::string joined(std::initializer_list<std::string_view> parts) {
+    std::string all;
+    for (const std::string_view part : parts)
+        all += part;
+    return all;
+}
+
+int noteChange(sd_bus_message* /*signal*/, void* changed, sd_bus_error* /*error*/) {
+    *static_cast<bool*>(changed) = true;
+    return 0;
 }
 
 } // namespace
@@ -65,12 +75,50 @@ std::string serverOn(sd_bus* bus) {
     return owner;
 }
 
-Message propertiesCall(sd_bus* bus, const char* method) {
+std::uint64_t microseconds(Clock::duration time) {
+    const auto whole = std::chrono::ceil<std::chrono::microseconds>(time).count();
+    return static_cast<std::uint64_t>(std::max<std::int64_t>(whole, 0));
+}
+
+Message newCall(sd_bus* bus, const char* interface, const char* method) {
     sd_bus_message* call = nullptr;
-    sd_bus_message_new_method_call(bus, &call, dbus::busName, dbus::objectPath,
-                                   "org.freedesktop.DBus.Properties", method);
+    sd_bus_message_new_method_call(bus, &call, dbus::busName, dbus::objectPath, interface, method);
     sd_bus_message_set_auto_start(call, 0);
     return Message(call);
+}
+
+std::string readText(sd_bus_message* message) {
+    const char* text = nullptr;
+    sd_bus_message_read_basic(message, 's', &text);
+    return text != nullptr ? text : "";
+}
+
+void readProperties(sd_bus_message* message, const PropertyReader& read) {
+    sd_bus_message_enter_container(message, 'a', "{sv}");
+    while (sd_bus_message_enter_container(message, 'e', "sv") > 0) {
+        const std::string name = readText(message);
+        char kind = 0;
+        const char* type = nullptr;
+        sd_bus_message_peek_type(message, &kind, &type);
+        const std::string contents = type != nullptr ? type : "";
+        sd_bus_message_enter_container(message, 'v', contents.c_str());
+        read(message, name, contents);
+        sd_bus_message_exit_container(message);
+        sd_bus_message_exit_container(message);
+    }
+}
+
+int watchServer(sd_bus* bus, bool& changed) {
+    const std::string changes = joined({"type='signal',member='PropertiesChanged',interface='",
+                                        propertiesInterface, "',path='", dbus::objectPath, "'"});
+    const std::string owners =
+        joined({"type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='",
+                dbus::busName, "'"});
+    int result = 0;
+    for (const std::string& rule : {changes, owners})
+        if (result >= 0)
+            result = sd_bus_add_match(bus, nullptr, rule.c_str(), noteChange, &changed);
+    return result;
 }
 
 } // namespace feedline::gains
