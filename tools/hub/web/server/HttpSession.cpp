@@ -22,7 +22,7 @@ constexpr auto idleLimit = std::chrono::seconds(15);
 } // namespace
 
 HttpSession::HttpSession(boost::asio::ip::tcp::socket&& socket, Service& service)
-    : stream_(std::move(socket)), service_(service), received_(2 * longestHeader) {}
+    : stream_(std::move(socket)), service_(service), received_(2 * std::size_t{longestHeader}) {}
 
 void HttpSession::begin() {
     read();
