@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
 # feedline_test(<Name> LABEL <label> [LINK <target>...] [WRAP <symbol>...] [TIMEOUT <seconds>] [SERIAL] [SINGLE_THREADED])
-#   One executable from <Name>.cpp in the current folder, or from <room>/<Name>.cpp; every test in it becomes a ctest
-#   test of its own, "<folder>.<Suite>.<Case>", run in a process of its own. Under a sanitizer, whose start takes longer
-#   than most unit tests, an executable's unit tests share one process and are one ctest test, "<folder>.<Name>".
+#   One executable from <Name>.cpp in the current folder, or from <room>/<Name>.cpp. Unit tests take less time than the start
+#   of a process: an executable's share one, and are one ctest test, "<folder>.<Name>". Every other test is a ctest test of
+#   its own, "<folder>.<Suite>.<Case>", in a process of its own.
 #   LABEL            unit; e2e: whole programs; reliability; heavy: needs the heavy packages of scripts/common.sh, and so
 #                    `./test --all` alone runs it
 #   WRAP             calls of these C functions go to the test's __wrap_<symbol>; the real one is __real_<symbol>
@@ -28,12 +28,13 @@ function(feedline_test name)
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
-  set(properties LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT})
+  # What may take longest begins first, so that nothing waits for it at the end.
+  set(properties LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT} COST ${arg_TIMEOUT})
   if(arg_SERIAL)
     list(APPEND properties RUN_SERIAL ON)
   endif()
-  if(FEEDLINE_SANITIZE AND arg_LABEL STREQUAL "unit")
-    add_test(NAME ${folder}.${subject} COMMAND ${target})
+  if(arg_LABEL STREQUAL "unit")
+    add_test(NAME ${folder}.${subject} COMMAND ${target} --gtest_brief=1)
     set_tests_properties(${folder}.${subject} PROPERTIES ${properties})
     return()
   endif()
