@@ -18,6 +18,7 @@
 #include "ToneCheck.h"
 #include "Waiting.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -25,6 +26,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <pthread.h>
 #include <sched.h>
@@ -40,10 +42,8 @@ constexpr std::uint32_t tunedTo = 7100000;
 constexpr std::uint32_t carrierAt = 7170456; ///< an offset that no block length is a multiple of
 /// Milliseconds. A virtual machine stands still now and then, for longer than the 21 ms that
 /// libairspyhf has room for; what it throws away then says nothing about the server. At a multiple
-/// of the receiver's rate the room is less than two milliseconds, and few transfers may be due at
-/// once.
-constexpr auto patienceOfTheClock = "8";
-constexpr auto patienceAtOtherSpeeds = "0.1";
+/// of the receiver's rate there is so much less room.
+constexpr double patienceOfTheClock = 8;
 constexpr long breath = 64; ///< kilobytes: pages that a late first call of something touches
 
 struct Counts {
@@ -167,8 +167,7 @@ public:
                    {{"FEEDLINE_EMULATOR_DEVICES", airspy ? "airspy" : "hf"},
                     {"FEEDLINE_EMULATOR_SCENE", scene_},
                     {"FEEDLINE_EMULATOR_SPEED", std::to_string(speed)},
-                    {"FEEDLINE_EMULATOR_PATIENCE",
-                     realTime_ ? patienceOfTheClock : patienceAtOtherSpeeds},
+                    {"FEEDLINE_EMULATOR_PATIENCE", std::to_string(patienceOfTheClock / speed)},
                     {"FEEDLINE_EMULATOR_CONTROL", emulatorSocket()}}}),
           emulator_(emulatorSocket()) {}
 
@@ -196,6 +195,7 @@ private:
     long long receiver(const char* name) const {
         return emulator_.number(airspy_ ? "airspy" : "hf", name);
     }
+    void holdBackTheUsbThread() const;
     bool runOnce(std::size_t datagrams);
 
     bool airspy_;
@@ -247,11 +247,31 @@ void Soak::watch(const ControlConnection& client, Clock::time_point begin, Clock
     }
 }
 
+/// Either library starts the thread that hands samples over first, and then the one that takes them
+/// from the USB. The latter is to go on when all others have done their part: the queue between the
+/// two is full after 21 ms of samples, which is hardly more than one at a multiple of the rate.
+void Soak::holdBackTheUsbThread() const {
+    pid_t newest = 0;
+    for (const auto& task :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(server_.pid()) + "/task"))
+        newest = std::max(newest, static_cast<pid_t>(std::stol(task.path().filename())));
+    sched_param priority{};
+    const int policy = sched_getscheduler(newest);
+    sched_getparam(newest, &priority);
+    if (priority.sched_priority > sched_get_priority_min(policy)) {
+        --priority.sched_priority;
+        sched_setscheduler(newest, policy, &priority);
+    }
+}
+
 bool Soak::stream(double minutes) {
     ControlConnection client(socket_.port());
     check(client.ask(setFrequency(tunedTo)) == setFrequency(tunedTo), "tuning");
     listener_.emplace(socket_, true);
     check(client.ask(setState(2)) == setState(2), "start");
+    check(waitUntil([this] { return listener_->counts().datagrams > 0; }), "datagrams");
+    if (!realTime_)
+        holdBackTheUsbThread();
     const auto begin = Clock::now();
     watch(client, begin,
           begin + std::chrono::duration_cast<Clock::duration>(
