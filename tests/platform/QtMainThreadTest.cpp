@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <sys/resource.h>
 #include <thread>
 #include <vector>
 
@@ -23,14 +24,14 @@ char* arguments[] = {programName, nullptr};
 
 class QtMainThread : public ::testing::Test {
 protected:
-    /// Runs the event loop until `quit`; fails when that never comes.
-    void run() {
+    /// Runs the event loop until `quit`, and gives its status; fails when that never comes.
+    int run() {
         QObject::connect(&guard, &QTimer::timeout, [] {
             ADD_FAILURE() << "nothing ended the loop";
             QCoreApplication::exit(1);
         });
         guard.start(60s);
-        QCoreApplication::exec();
+        return QCoreApplication::exec();
     }
     static void quit() { QCoreApplication::exit(0); }
 
@@ -106,6 +107,24 @@ TEST_F(QtMainThread, RunsADelayedTaskOnceAndNotEarly) {
     EXPECT_GE(std::chrono::steady_clock::now() - start, 119ms);
 }
 
+// The set-up after a client may meet an alert: its loop must not run the task again.
+TEST_F(QtMainThread, RunsADelayedTaskOnceThoughItOpensALoopOfItsOwn) {
+    int ran = 0;
+    QEventLoop nested;
+    main.performAfterDelay(1ms, [&] {
+        ++ran;
+        int ticks = 0;
+        main.performRepeatedly(2ms, [&nested, ticks]() mutable {
+            if (++ticks == 5)
+                nested.exit();
+        });
+        nested.exec();
+        quit();
+    });
+    run();
+    EXPECT_EQ(ran, 1);
+}
+
 TEST_F(QtMainThread, RepeatsATaskUntilTheEnd) {
     int ran = 0;
     main.performRepeatedly(5ms, [&] {
@@ -146,8 +165,7 @@ TEST_F(QtMainThread, EndLeavesEveryNestedLoop) {
         outer.exec();
     });
     EXPECT_FALSE(main.ending());
-    run();
-    SUCCEED() << "the guard fails the test otherwise";
+    EXPECT_EQ(run(), 0);
 }
 
 TEST_F(QtMainThread, ALoopBegunAfterTheEndDoesNotLast) {
@@ -160,6 +178,15 @@ TEST_F(QtMainThread, ALoopBegunAfterTheEndDoesNotLast) {
     });
     run();
     EXPECT_TRUE(main.ending());
+}
+
+TEST_F(QtMainThread, WithoutACounterTheProgramEndsInALine) {
+    const auto withoutDescriptors = [] {
+        const rlimit none{};
+        setrlimit(RLIMIT_NOFILE, &none);
+        const feedline::QtMainThread another;
+    };
+    EXPECT_DEATH(withoutDescriptors(), "no counter for the main thread's tasks\n");
 }
 
 TEST_F(QtMainThread, TellsEveryObserverThatTheEndIsNear) {
