@@ -17,7 +17,9 @@ import time
 
 import numpy
 
-LIMIT = 60.0  # seconds, reached by a broken program only
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tests/support"))
+from feedline_kit import LIMIT, wait_until  # noqa: E402
+
 PORT = 50000
 CARRIER, LEVEL = 7.150e6, -20.0  # of the emulator's own scene: Hz, dBFS
 CENTRE = 7.1e6
@@ -38,17 +40,6 @@ class Failed(Exception):
 def require(holds, words):
     if not holds:
         raise Failed(words)
-
-
-def wait_until(condition, words):
-    """The condition's first value that is true."""
-    deadline = time.monotonic() + LIMIT
-    while time.monotonic() < deadline:
-        value = condition()
-        if value:
-            return value
-        time.sleep(0.2)
-    raise Failed(f"waited in vain: {words}")
 
 
 class Room:
@@ -170,26 +161,6 @@ def check_gnuradio():
         return "; ".join(heard)
 
 
-class Remote:
-    """gqrx's remote-control port."""
-
-    def __init__(self, port):
-        self.port = port
-        self.file = None
-
-    def connect(self):
-        try:
-            self.file = socket.create_connection(("127.0.0.1", self.port), LIMIT).makefile("rw")
-            return True
-        except OSError:
-            return False
-
-    def ask(self, command):
-        self.file.write(command + "\n")
-        self.file.flush()
-        return self.file.readline().strip()
-
-
 GQRX = f"""[General]
 configversion=3
 crashed=false
@@ -204,28 +175,47 @@ allowed_hosts=127.0.0.1
 """
 
 
+class Gqrx:
+    """Receives AM, and is worked through its remote-control port."""
+
+    def __init__(self, room, settings):
+        file = room.folder / "gqrx.conf"
+        file.write_text(settings)
+        room.start("gqrx", "gqrx", "-c", file)
+        self.remote = None
+        wait_until(self.connect, "for the remote control")
+        require(self.ask("U DSP 1") == "RPRT 0", "it cannot be started")
+        self.ask("M AM")
+
+    def connect(self):
+        try:
+            self.remote = socket.create_connection(("127.0.0.1", 7356), LIMIT).makefile("rw")
+            return True
+        except OSError:
+            return False
+
+    def ask(self, command):
+        self.remote.write(command + "\n")
+        self.remote.flush()
+        return self.remote.readline().strip()
+
+    def level_at(self, frequency):
+        """dBFS."""
+        require(self.ask(f"F {frequency:.0f}") == "RPRT 0", "it cannot be tuned")
+        time.sleep(2)  # for its meter
+        return float(self.ask("l STRENGTH"))
+
+
 def check_gqrx():
     with Room("gqrx") as room:
         room.server()
         room.display()
-        settings = room.folder / "gqrx.conf"
-        settings.write_text(GQRX)
-        room.start("gqrx", "gqrx", "-c", settings)
-        remote = Remote(7356)
-        wait_until(remote.connect, "for the remote control")
-        require(remote.ask("U DSP 1") == "RPRT 0", "it cannot be started")
-        remote.ask("M AM")
-
-        def level_at(frequency):
-            require(remote.ask(f"F {frequency:.0f}") == "RPRT 0", "it cannot be tuned")
-            time.sleep(2)  # for its meter
-            return float(remote.ask("l STRENGTH"))
-
-        wait_until(lambda: level_at(CARRIER) > LEVEL - 1.5, "for the carrier")
-        carrier, beside = level_at(CARRIER), level_at(CARRIER + 10e3)
+        gqrx = Gqrx(room, GQRX)
+        wait_until(lambda: gqrx.level_at(CARRIER) > LEVEL - 1.5, "for the carrier")
+        carrier, beside = gqrx.level_at(CARRIER), gqrx.level_at(CARRIER + 10e3)
         require(abs(carrier - LEVEL) < 1.5, f"{carrier} dBFS at the carrier")
         require(beside < carrier - 40, f"{beside} dBFS beside it")
-        level_at(7.2e6)
+        gqrx.level_at(7.2e6)
         room.screenshot("gqrx")
         return f"{carrier:.1f} dBFS at the carrier, {beside:.1f} beside it"
 
@@ -328,15 +318,13 @@ def judge_at(frequency, level, bin_width):
     return f"{frequency / 1e6:.4f} MHz {level:.1f} dBFS"
 
 
-def hear_with_gqrx(remote):
+def hear_with_gqrx(gqrx):
     """Its 8-bit samples come with a gain of the hub's, so only the difference is known."""
-    def level_at(frequency):
-        require(remote.ask(f"F {frequency:.0f}") == "RPRT 0", "it cannot be tuned")
-        time.sleep(2)  # for its meter
-        return float(remote.ask("l STRENGTH"))
+    def difference():
+        return gqrx.level_at(HUB_CARRIER) - gqrx.level_at(HUB_CARRIER + 40e3)
 
-    wait_until(lambda: level_at(HUB_CARRIER) > level_at(HUB_CARRIER + 40e3) + 25, "for gqrx to hear the carrier")
-    return f"gqrx {level_at(HUB_CARRIER) - level_at(HUB_CARRIER + 40e3):.0f} dB over what is beside it"
+    wait_until(lambda: difference() > 25, "for gqrx to hear the carrier")
+    return f"gqrx {difference():.0f} dB over what is beside it"
 
 
 def check_hub():
@@ -350,13 +338,7 @@ def check_hub():
         wait_until(lambda: subprocess.run([BUILD / "tools/hub/feedline-hub", "--status"], env=room.environment,
                                           check=False, capture_output=True).returncode == 0, "for the hub")
         room.display()
-        settings = room.folder / "gqrx.conf"
-        settings.write_text(GQRX_OVER_RTL_TCP)
-        room.start("gqrx", "gqrx", "-c", settings)
-        remote = Remote(7356)
-        wait_until(remote.connect, "for the remote control")
-        require(remote.ask("U DSP 1") == "RPRT 0", "it cannot be started")
-        remote.ask("M AM")
+        gqrx = Gqrx(room, GQRX_OVER_RTL_TCP)
         probes = {f"probe {at}": room.start(
             f"probe{at}", BUILD / "tools/probe/feedline-probe", "stream", "127.0.0.1:50001", f"--bind=127.0.0.{at}",
             f"--tune={HUB_CENTRE:.0f}", "--seconds=8", "--json") for at in (2, 3)}
@@ -368,7 +350,7 @@ def check_hub():
                                          "sc16"),
             "SoapySDR": room.start("soapy", PYTHON, CARRIER_PY, "driver=feedline,port=50001,bind=127.0.0.4",
                                    HUB_CENTRE)}
-        heard = [hear_with_gqrx(remote)]
+        heard = [hear_with_gqrx(gqrx)]
         room.screenshot("gqrx")
         for name, program in (probes | rest).items():
             require(program.wait(LIMIT) == 0, f"{name} ended with {program.returncode}")
