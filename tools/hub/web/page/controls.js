@@ -213,6 +213,7 @@ export class Controls {
         if (hertz === undefined || (!anyway && document.activeElement === $("frequency")))
             return;
         $("frequency").value = formatFrequency(hertz);
+        $("frequency").style.setProperty("--characters", $("frequency").value.length);
         $("frequency").removeAttribute("aria-invalid");
     }
 

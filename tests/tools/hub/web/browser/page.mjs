@@ -71,7 +71,10 @@ async function leave(page) {
 
 const text = (page, selector) => page.$eval(selector, element => (element.value ?? element.textContent).replace(/\s/g, ""));
 const shown = (page, selector) => page.$eval(selector, element => element.textContent);
-const frequencyIs = (page, words) => eventually(async () => await text(page, "#frequency") === words, `frequency ${words}`);
+async function frequencyIs(page, words) {
+    await eventually(async () => await text(page, "#frequency") === words, `frequency ${words}`);
+    assert.ok(await page.$eval("#frequency", field => field.scrollWidth <= field.clientWidth), `${words} fits`);
+}
 const heardAt = (page, hertz) => eventually(async () =>
     await page.evaluate(() => feedline.wanted.frequency) === hertz, `tuned to ${hertz}`);
 
@@ -308,6 +311,8 @@ const tests = {
 
     async "a frequency outside the band moves the receiver, or says why not"(context) {
         const page = await visit(context, "#f=7255&m=am");
+        await page.evaluate(() => feedline.tune(100e6));
+        await frequencyIs(page, "100000.000");
         await page.focus("#frequency");
         await page.keyboard.type("9.4M");
         await page.keyboard.press("Enter");
