@@ -55,16 +55,23 @@ std::function<void()> QtMainThread::takeTask() {
     return task;
 }
 
-void QtMainThread::performAfterDelay(std::chrono::milliseconds delay, std::function<void()> task) {
-    QTimer::singleShot(delay, Qt::PreciseTimer, &timers_, std::move(task));
-}
-
-void QtMainThread::performRepeatedly(std::chrono::milliseconds interval,
-                                     std::function<void()> task) {
+QTimer* QtMainThread::startTimer(std::chrono::milliseconds interval, std::function<void()> task) {
     auto* timer = new QTimer(&timers_);
     timer->setTimerType(Qt::PreciseTimer);
     QObject::connect(timer, &QTimer::timeout, std::move(task));
     timer->start(interval);
+    return timer;
+}
+
+void QtMainThread::performAfterDelay(std::chrono::milliseconds delay, std::function<void()> task) {
+    QTimer* timer = startTimer(delay, std::move(task));
+    timer->setSingleShot(true);
+    QObject::connect(timer, &QTimer::timeout, timer, &QObject::deleteLater);
+}
+
+void QtMainThread::performRepeatedly(std::chrono::milliseconds interval,
+                                     std::function<void()> task) {
+    startTimer(interval, std::move(task));
 }
 
 void QtMainThread::addWillTerminateObserver(std::function<void()> handler) {

@@ -12,6 +12,8 @@
 #include <mutex>
 #include <vector>
 
+class QTimer;
+
 namespace feedline {
 
 /// Made after the application object, on the main thread. Tasks and timers also run while a nested
@@ -45,6 +47,7 @@ public:
 private:
     void runOneTask();
     std::function<void()> takeTask();
+    QTimer* startTimer(std::chrono::milliseconds interval, std::function<void()> task);
 
     std::mutex mutex_;                        ///< held to put a task in, or to take one out
     std::deque<std::function<void()>> tasks_; ///< in the order they came

@@ -17,7 +17,7 @@ namespace {
 using namespace std::chrono_literals;
 
 class ServiceManager : public ::testing::Test {
-protected:
+public:
     /// In the name space without files, under a name that the system chooses.
     ServiceManager() : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)) {
         sockaddr_un address{};
@@ -34,6 +34,8 @@ protected:
         for (const char* variable : {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID"})
             unsetenv(variable);
     }
+
+protected:
     std::string told() const {
         std::array<char, 256> text{};
         const ssize_t length = recv(socket_, text.data(), text.size(), 0);
