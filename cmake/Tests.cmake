@@ -28,6 +28,9 @@ function(feedline_test name)
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 120)
   endif()
+  if(CMAKE_CROSSCOMPILING)
+    math(EXPR arg_TIMEOUT "${arg_TIMEOUT} * 10") # An emulated processor is as much slower.
+  endif()
   # What may take longest begins first, so that nothing waits for it at the end.
   set(properties LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT} COST ${arg_TIMEOUT})
   if(arg_SERIAL)
