@@ -3,6 +3,8 @@
 // addresses of its many listeners.
 #pragma once
 
+#include "TextPointers.h"
+
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
@@ -21,10 +23,7 @@ class MeasuredHub {
 public:
     /// @param words  the program and its arguments
     explicit MeasuredHub(std::vector<std::string> words) {
-        std::vector<char*> arguments;
-        for (std::string& word : words)
-            arguments.push_back(word.data());
-        arguments.push_back(nullptr);
+        const std::vector<char*> arguments = test::pointersTo(words);
         if (posix_spawn(&pid_, arguments[0], nullptr, nullptr, arguments.data(), environ) != 0)
             std::exit(1);
     }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "ServerProcess.h"
 
+#include "TextPointers.h"
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -33,15 +35,6 @@ std::array<int, 2> makePipe() {
     if (pipe2(ends.data(), O_CLOEXEC) != 0)
         std::abort();
     return ends;
-}
-
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (std::string& text : texts)
-        pointers.push_back(text.data());
-    pointers.push_back(nullptr);
-    return pointers;
 }
 
 sigset_t blockedSignals(const ServerProcess::Launch& launch) {

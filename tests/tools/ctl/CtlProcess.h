@@ -4,6 +4,7 @@
 
 #include "CapturedOutput.h"
 #include "Loopback.h"
+#include "TextPointers.h"
 
 #include <array>
 #include <csignal>
@@ -25,10 +26,7 @@ public:
 
     CtlProcess(const Buses& buses, std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), FEEDLINECTL);
-        std::vector<char*> argv;
-        for (std::string& argument : arguments)
-            argv.push_back(argument.data());
-        argv.push_back(nullptr);
+        const std::vector<char*> argv = pointersTo(arguments);
         std::array<int, 2> outEnds{};
         std::array<int, 2> errorEnds{};
         checked(pipe2(outEnds.data(), O_CLOEXEC), "pipe2");

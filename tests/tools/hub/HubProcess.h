@@ -5,6 +5,7 @@
 #include "CapturedOutput.h"
 #include "Loopback.h"
 #include "TemporaryFolder.h"
+#include "TextPointers.h"
 
 #include <array>
 #include <csignal>
@@ -62,7 +63,7 @@ public:
     }
 
 private:
-    void start(const std::vector<std::string>& words) {
+    void start(std::vector<std::string> words) {
         std::array<int, 2> out{};
         std::array<int, 2> err{};
         checked(pipe2(out.data(), O_CLOEXEC), "pipe2");
@@ -71,10 +72,7 @@ private:
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
         posix_spawn_file_actions_adddup2(&actions, err[1], STDERR_FILENO);
-        std::vector<char*> arguments;
-        for (const std::string& word : words)
-            arguments.push_back(const_cast<char*>(word.c_str()));
-        arguments.push_back(nullptr);
+        const std::vector<char*> arguments = pointersTo(words);
         // Nothing of the user's own configuration.
         std::string home = "XDG_CONFIG_HOME=" + folder_.path().string();
         std::string path = "PATH=/usr/bin:/bin";

@@ -2,6 +2,8 @@
 // feedline-probe as its user starts it, with what it printed and how it ended.
 #pragma once
 
+#include "TextPointers.h"
+
 #include <nlohmann/json.hpp>
 
 #include <array>
@@ -25,10 +27,7 @@ public:
     explicit ProbeProcess(std::vector<std::string> arguments, rlim_t fileLimit = RLIM_INFINITY,
                           bool nobodyReads = false) {
         arguments.insert(arguments.begin(), PROBE);
-        std::vector<char*> argv;
-        for (std::string& argument : arguments)
-            argv.push_back(argument.data());
-        argv.push_back(nullptr);
+        const std::vector<char*> argv = pointersTo(arguments);
         std::array<int, 2> out{};
         std::array<int, 2> error{};
         if (pipe2(out.data(), O_CLOEXEC) != 0 || pipe2(error.data(), O_CLOEXEC) != 0)
