@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <poll.h>
 #include <sys/eventfd.h>
 
@@ -21,7 +22,7 @@ int milliseconds(Seconds left) {
 }
 
 std::string inSeconds(Seconds seconds) {
-    return std::to_string(static_cast<int>(seconds.count() + 0.5)) + " s";
+    return std::to_string(std::lround(seconds.count())) + " s";
 }
 
 } // namespace
@@ -138,9 +139,10 @@ private:
     unsigned silences_ = 0; ///< in a row
 };
 
-ServerSession::ServerSession(const Settings& settings, Observer observer)
-    : settings_(settings), observer_(std::move(observer)), stop_(eventfd(0, EFD_CLOEXEC)),
-      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), thread_([this] { run(); }) {}
+ServerSession::ServerSession(Settings settings, Observer observer)
+    : settings_(std::move(settings)), observer_(std::move(observer)),
+      stop_(eventfd(0, EFD_CLOEXEC)), wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      thread_([this] { run(); }) {}
 
 ServerSession::~ServerSession() {
     eventfd_write(stop_.get(), 1);

@@ -60,7 +60,7 @@ public:
     /// and settle().
     using Observer = std::function<void(const Event& event)>;
 
-    explicit ServerSession(const Settings& settings, Observer observer = {});
+    explicit ServerSession(Settings settings, Observer observer = {});
     /// Stops the receiver if it was to run, and closes the connection.
     ~ServerSession();
     ServerSession(const ServerSession&) = delete;

@@ -73,6 +73,7 @@ std::vector<std::string> FeedlineDevice::listGains(int direction, size_t /*chann
     if (!hasGains())
         return {fixedGain};
     std::vector<std::string> names;
+    names.reserve(elements.size());
     for (const Element& element : elements)
         names.emplace_back(element.name);
     return names;

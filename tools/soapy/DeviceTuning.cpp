@@ -142,9 +142,8 @@ std::vector<double> FeedlineDevice::listSampleRates(int /*direction*/, size_t /*
     if (!isHub())
         return rates;
     rates.insert(rates.end(), hubRates.begin(), hubRates.end());
-    std::ranges::sort(rates);
-    const auto doubled = std::ranges::unique(rates);
-    rates.erase(doubled.begin(), doubled.end());
+    std::sort(rates.begin(), rates.end());
+    rates.erase(std::unique(rates.begin(), rates.end()), rates.end());
     return rates;
 }
 

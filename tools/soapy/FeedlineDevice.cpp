@@ -103,6 +103,7 @@ long long FeedlineDevice::getHardwareTime(const std::string& /*what*/) const {
 
 std::vector<std::string> FeedlineDevice::listSensors() const {
     std::vector<std::string> keys;
+    keys.reserve(sensors.size());
     for (const Sensor& sensor : sensors)
         keys.emplace_back(sensor.key);
     return keys;

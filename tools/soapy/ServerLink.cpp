@@ -4,6 +4,7 @@
 #include "tools/soapy/Log.h"
 
 #include <cmath>
+#include <utility>
 
 namespace feedline::soapy {
 
@@ -12,7 +13,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using client::Seconds;
 
-constexpr Seconds short_{1.0}; // for what a server that is there does at once
+constexpr Seconds promptLimit{1.0}; // for what a server that is there does at once
 
 Clock::time_point after(Seconds seconds) {
     return Clock::now() + std::chrono::duration_cast<Clock::duration>(seconds);
@@ -24,7 +25,7 @@ std::string hertz(double rate) {
 
 } // namespace
 
-ServerLink::ServerLink(const Arguments& arguments) : arguments_(arguments) {}
+ServerLink::ServerLink(Arguments arguments) : arguments_(std::move(arguments)) {}
 
 ServerLink::~ServerLink() {
     disconnect();
@@ -81,7 +82,7 @@ bool ServerLink::setRunning(bool running) {
     server.setRunning(running);
     if (!running) {
         if (server.connected())
-            server.settle(short_);
+            server.settle(promptLimit);
         return true;
     }
     const std::string trouble = server.settle(arguments_.wait);
@@ -97,7 +98,7 @@ void ServerLink::setFrequency(std::uint32_t hertz) {
     client::ServerSession& server = session();
     server.setFrequency(hertz);
     if (there)
-        server.settle(short_);
+        server.settle(promptLimit);
 }
 
 const client::ReceiverKind& ServerLink::kind() {
@@ -153,7 +154,7 @@ void ServerLink::setRate(double pairsPerSecond) {
     const auto known = facts();
     if (known && known->isHub() && pairsPerSecond >= 1 && pairsPerSecond < 4e9) {
         session().setSampleRate(static_cast<std::uint32_t>(std::llround(pairsPerSecond)));
-        session().settle(short_);
+        session().settle(promptLimit);
     }
     if (std::abs(rate() - pairsPerSecond) >= 1)
         log(SOAPY_SDR_WARNING, "the sample rate is " + hertz(rate()) + "; the " +

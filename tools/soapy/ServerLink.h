@@ -19,7 +19,7 @@ namespace feedline::soapy {
 /// that a program whose server is away is held up once.
 class ServerLink {
 public:
-    explicit ServerLink(const Arguments& arguments);
+    explicit ServerLink(Arguments arguments);
     ~ServerLink();
     ServerLink(const ServerLink&) = delete;
     ServerLink& operator=(const ServerLink&) = delete;

@@ -86,7 +86,7 @@ void Band::begin(Tuned tuned) {
     filling_->fresh = std::exchange(fresh_, false);
     filling_->frequency = tuned.frequency;
     filling_->rate = tuned.rate;
-    filling_->samples.reserve(2 * (tuned.rate / blocksPerSecond + 256));
+    filling_->samples.reserve(std::size_t{2} * (tuned.rate / blocksPerSecond + 256));
 }
 
 void Band::publish() {

@@ -56,7 +56,7 @@ bool inBand(std::uint32_t frequency, std::uint32_t received, std::uint32_t rate)
 // Both ways of hearing in one: which one it is, the next item out of a ring decides.
 class Channel::Body {
 public:
-    Body(Band& band, const ChannelRequest& request) : band_(band), request_(request) { skip(); }
+    Body(Band& heard, const ChannelRequest& wanted) : band(heard), request(wanted) { skip(); }
 
     template <typename Value>
     Reading read(Value* to, std::size_t room) {
@@ -77,21 +77,21 @@ public:
     }
 
     void skip() {
-        const Tuned received = band_.tuned();
+        const Tuned received = band.tuned();
         beginWay(received.rate == 0 || wantsExactly(received.frequency, received.rate));
     }
 
-    Band& band_;
-    ChannelRequest request_;
-    ChannelLosses losses_;
-    std::atomic<bool> exact_{true}; ///< hears blocks, not spectra
+    Band& band;
+    ChannelRequest request;
+    ChannelLosses losses;
+    std::atomic<bool> exact{true}; ///< hears blocks, not spectra
 
     std::uint32_t frequencyAt(std::uint32_t received) const {
-        return request_.wholeBand || request_.frequency == 0 ? received : request_.frequency;
+        return request.wholeBand || request.frequency == 0 ? received : request.frequency;
     }
     std::uint32_t rateAt(std::uint32_t received) const {
-        return request_.wholeBand || request_.rate == 0 ? received
-                                                        : channelRate(request_.rate, received);
+        return request.wholeBand || request.rate == 0 ? received
+                                                      : channelRate(request.rate, received);
     }
     bool wantsExactly(std::uint32_t frequency, std::uint32_t rate) const {
         return frequencyAt(frequency) == frequency && rateAt(rate) == rate;
@@ -99,28 +99,29 @@ public:
 
 private:
     // Goes on with what comes from now on, this way or that.
-    void beginWay(bool exact) {
+    void beginWay(bool exactly) {
         ready_ = {};
+        receivedRate_ = 0;
         at_ = 0;
         block_.reset();
         expected_.reset();
         fresh_ = true;
-        if (exact)
+        if (exactly)
             use_.reset();
         else if (!use_)
-            use_.emplace(band_);
-        serial_ = exact ? band_.blocks().end() : band_.spectra().end();
-        exact_ = exact;
+            use_.emplace(band);
+        serial_ = exactly ? band.blocks().end() : band.spectra().end();
+        exact = exactly;
     }
 
     bool next() {
         at_ = ready_.pairs = 0;
         block_.reset();
-        return exact_ ? nextBlock() : nextCut();
+        return exact ? nextBlock() : nextCut();
     }
 
     bool nextBlock() {
-        block_ = band_.blocks().take(serial_);
+        block_ = band.blocks().take(serial_);
         if (!block_)
             return false;
         if (!wantsExactly(block_->frequency, block_->rate)) {
@@ -133,7 +134,7 @@ private:
     }
 
     bool nextCut() {
-        const SpectrumPointer spectrum = band_.spectra().take(serial_);
+        const SpectrumPointer spectrum = band.spectra().take(serial_);
         if (!spectrum)
             return false;
         if (wantsExactly(spectrum->frequency, spectrum->rate)) {
@@ -158,17 +159,17 @@ private:
     // What is missing before the item, and whose loss it is.
     template <typename Item>
     void count(const Item& item, Position end, std::uint64_t zeros, std::uint32_t rate) {
-        losses_.upstream += scaled(zeros, item.rate, rate);
-        if (expected_ && item.position > *expected_ && item.rate == ready_.receivedRate) {
+        losses.upstream += scaled(zeros, item.rate, rate);
+        if (expected_ && item.position > *expected_ && item.rate == receivedRate_) {
             const auto missing = static_cast<std::uint64_t>(item.position - *expected_);
             const std::uint64_t upstream = std::min(missing, item.lost);
-            losses_.upstream += scaled(upstream, item.rate, rate);
-            losses_.own += scaled(missing - upstream, item.rate, rate);
+            losses.upstream += scaled(upstream, item.rate, rate);
+            losses.own += scaled(missing - upstream, item.rate, rate);
             lost_ += scaled(missing, item.rate, rate);
             position_ += static_cast<Position>(scaled(missing, item.rate, rate));
         }
         expected_ = end;
-        ready_.receivedRate = item.rate;
+        receivedRate_ = item.rate;
     }
 
     template <typename Item>
@@ -184,11 +185,8 @@ private:
         ready_.arrival = item.arrival;
     }
 
-    struct Ready : Reading {
-        std::uint32_t receivedRate = 0;
-    };
-
-    Ready ready_; ///< what waits, of which `at_` pairs have been read
+    Reading ready_; ///< what waits, of which `at_` pairs have been read
+    std::uint32_t receivedRate_ = 0;
     std::size_t at_ = 0;
     BlockPointer block_; ///< where it waits, when it is exact
     Floats cut_;         ///< where it waits, when it is not
@@ -209,11 +207,11 @@ Channel::Channel(Channel&&) noexcept = default;
 Channel& Channel::operator=(Channel&&) noexcept = default;
 
 void Channel::request(const ChannelRequest& request) {
-    body_->request_ = request;
+    body_->request = request;
 }
 
 const ChannelRequest& Channel::requested() const {
-    return body_->request_;
+    return body_->request;
 }
 
 Reading Channel::read(std::span<std::complex<float>> to) {
@@ -229,29 +227,29 @@ void Channel::skip() {
 }
 
 bool Channel::waitsFor(bool newBlocks, bool newSpectrum) const {
-    return body_->exact_ ? newBlocks : newSpectrum;
+    return body_->exact ? newBlocks : newSpectrum;
 }
 
 std::uint32_t Channel::frequency() const {
-    return body_->frequencyAt(body_->band_.tuned().frequency);
+    return body_->frequencyAt(body_->band.tuned().frequency);
 }
 
 std::uint32_t Channel::rate() const {
-    return body_->rateAt(body_->band_.tuned().rate);
+    return body_->rateAt(body_->band.tuned().rate);
 }
 
 bool Channel::exact() const {
-    const Tuned received = body_->band_.tuned();
+    const Tuned received = body_->band.tuned();
     return body_->wantsExactly(received.frequency, received.rate);
 }
 
 bool Channel::covered() const {
-    const Tuned received = body_->band_.tuned();
+    const Tuned received = body_->band.tuned();
     return inBand(body_->frequencyAt(received.frequency), received.frequency, received.rate);
 }
 
 const ChannelLosses& Channel::losses() const {
-    return body_->losses_;
+    return body_->losses;
 }
 
 } // namespace feedline::hub

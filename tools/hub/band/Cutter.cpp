@@ -74,7 +74,7 @@ void Cutter::set(const Settings& settings) {
         factors_ = filterFactors(shape_, static_cast<double>(transformsPerSecond) /
                                              static_cast<double>(settings.received));
     }
-    const double rest = static_cast<double>(settings.offset - bin_ * binWidth);
+    const auto rest = static_cast<double>(settings.offset - bin_ * binWidth);
     turns_.resize(rest == 0 ? 0 : bins_);
     for (std::size_t at = 0; at < turns_.size(); ++at)
         turns_[at] = std::complex<float>(std::polar(
@@ -109,7 +109,7 @@ void Cutter::slice(const Spectrum& spectrum) {
 
 void Cutter::addStretch(const Spectrum& spectrum, std::int64_t begin, std::int64_t end) {
     const auto all = static_cast<std::int64_t>(spectrum.bins.size());
-    const std::int64_t channel = static_cast<std::int64_t>(bins_);
+    const auto channel = static_cast<std::int64_t>(bins_);
     const auto* from = spectrum.bins.data() + wrapped(bin_ + begin, all);
     const auto* factor = factors_.data() + wrapped(begin, static_cast<std::int64_t>(wide_));
     auto* to = folded_.data() + wrapped(begin, channel);

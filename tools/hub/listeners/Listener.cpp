@@ -25,7 +25,7 @@ bool Listener::running() const {
 }
 
 TuneResult Listener::tune(std::uint32_t hertz) {
-    const TuneResult result = body_->receiver->tune(body_, hertz);
+    TuneResult result = body_->receiver->tune(body_, hertz);
     body_->channel.request({false, hertz, body_->wantedRate});
     return result;
 }

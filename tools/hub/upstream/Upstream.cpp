@@ -18,7 +18,6 @@ namespace feedline::hub {
 
 namespace {
 
-using client::ControlClient;
 using client::Failure;
 using client::Trouble;
 

@@ -62,7 +62,7 @@ void Publisher::takeSubscriptions() {
     bool news = false;
     zmq::message_t message;
     while (socket_.recv(message, zmq::recv_flags::dontwait)) {
-        if (message.size() == 0)
+        if (message.empty())
             continue;
         const bool begins = *message.data<unsigned char>() == 1;
         subscriptions_ = std::max(0, subscriptions_ + (begins ? 1 : -1));

@@ -9,6 +9,7 @@
 #include <boost/asio/strand.hpp>
 #include <chrono>
 #include <optional>
+#include <utility>
 
 namespace feedline::hub {
 
@@ -20,9 +21,9 @@ using boost::system::error_code;
 /// Two threads: 200 listeners take more than one processor has (docs/performance.md).
 class WebOutput : public Output {
 public:
-    WebOutput(const Configuration& configuration, Receiver& receiver)
-        : configuration_(configuration), context_(2), service_(context_, configuration_, receiver),
-          acceptor_(context_), pause_(context_) {
+    WebOutput(Configuration configuration, Receiver& receiver)
+        : configuration_(std::move(configuration)), context_(2),
+          service_(context_, configuration_, receiver), acceptor_(context_), pause_(context_) {
         open();
         accept();
         first_.emplace(context_, "web-1");
