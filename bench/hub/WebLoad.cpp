@@ -26,6 +26,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <deque>
+#include <exception>
 #include <map>
 #include <string>
 #include <thread>
@@ -242,15 +243,7 @@ std::string oneMore(asio::io_context& context, std::uint16_t port, const Load& l
     return page.farewell;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
-    if (argc != 6) {
-        std::fputs("usage: WebLoad HUB SERVER_PORT PAGES adpcm|opus SECONDS\n", stderr);
-        return 2;
-    }
-    const Load load{argv[1], argv[2], static_cast<unsigned>(std::strtoul(argv[3], nullptr, 10)),
-                    argv[4], std::strtod(argv[5], nullptr)};
+Json run(const Load& load) {
     const feedline::test::ReservedPort web;
     const MeasuredHub hub(hubWords(load, web.number()));
     awaitListening(web.number());
@@ -263,6 +256,24 @@ int main(int argc, char** argv) {
     }
     Json result = measure(load, context, pages, hub);
     result["oneMoreIsTold"] = oneMore(context, web.number(), load);
-    std::puts(result.dump().c_str());
+    return result;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 6) {
+        std::fputs("usage: WebLoad HUB SERVER_PORT PAGES adpcm|opus SECONDS\n", stderr);
+        return 2;
+    }
+    try {
+        std::puts(run({argv[1], argv[2], static_cast<unsigned>(std::strtoul(argv[3], nullptr, 10)),
+                       argv[4], std::strtod(argv[5], nullptr)})
+                      .dump()
+                      .c_str());
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "WebLoad: %s\n", failure.what());
+        return 1;
+    }
     return 0;
 }
