@@ -57,13 +57,13 @@ public:
     /// Restart cuts the client off; five seconds later there is a server again, and a client.
     void restart() {
         server.delegate.restartServer();
-        ASSERT_TRUE(client->waitForEnd());
+        ASSERT_TRUE(client_->waitForEnd());
         ASSERT_TRUE(server.mainThread.waitAndRunTasks());
         server.mainThread.advance(5s);
         connect();
     }
 
-    void ask(const Bytes& message) { EXPECT_EQ(client->ask(message), message); }
+    void ask(const Bytes& message) { EXPECT_EQ(client_->ask(message), message); }
     void run() { ask(setState(2)); }
     void stop() { ask(setState(1)); }
     void tune() { ask(setFrequency(100000000)); }
@@ -86,12 +86,12 @@ public:
 
 private:
     void connect() {
-        client = std::make_unique<ControlConnection>(datagrams.port());
-        ASSERT_FALSE(client->ask(askStatus()).empty());
+        client_ = std::make_unique<ControlConnection>(datagrams.port());
+        ASSERT_FALSE(client_->ask(askStatus()).empty());
     }
 
     TemporaryFolder folder_;
-    std::unique_ptr<ControlConnection> client;
+    std::unique_ptr<ControlConnection> client_;
 };
 
 TEST(Restart, FromOneReceiverToTheOther) {

@@ -125,8 +125,8 @@ protected:
         ASSERT_EQ(tcpStatus, tcpDisconnected);
         ASSERT_TRUE(waitForLine(printed("UDPThread exit\n")));
         const std::size_t bytes = recordedBytes(); // since the client before came to this point
-        mostOfAClient_ = std::max(mostOfAClient_, bytes);
-        ofAllClients_ += bytes;
+        mostOfAClient = std::max(mostOfAClient, bytes);
+        ofAllClients += bytes;
         clearRecordedLines();
         vendors().calls.clear();
         server.mainThread.advance(5s);
@@ -139,14 +139,14 @@ protected:
     /// A datagram socket for every set-up so far, and the listener with the TCP thread's own
     /// descriptor of it. Waits, since the newest sender makes its socket when it gets to it.
     bool holdsWhatItShould(std::uint64_t cycles) const {
-        return waitUntil([&] { return openDescriptors() == before_ + (cycles + 1) + 2; });
+        return waitUntil([&] { return openDescriptors() == descriptorsBefore + (cycles + 1) + 2; });
     }
 
     ReservedPort port;
     Server& server = Server::make();
-    const std::size_t before_ = openDescriptors();
-    std::size_t mostOfAClient_ = 0; ///< bytes of what was logged and printed
-    std::size_t ofAllClients_ = 0;
+    const std::size_t descriptorsBefore = openDescriptors();
+    std::size_t mostOfAClient = 0; ///< bytes of what was logged and printed
+    std::size_t ofAllClients = 0;
 
 private:
     bool listening_ = false;
@@ -160,18 +160,18 @@ TEST_F(LifeCycle, CostsOneDatagramSocketARunOfTheSenderAndNothingElse) {
         comeBack();
         ASSERT_FALSE(HasFatalFailure()) << "cycle " << n;
         if (n + 1 == warmUp) {
-            ASSERT_TRUE(holdsWhatItShould(warmUp)) << openDescriptors() - before_;
+            ASSERT_TRUE(holdsWhatItShould(warmUp)) << openDescriptors() - descriptorsBefore;
             bytes = heapInUse();
         }
     }
-    ASSERT_TRUE(holdsWhatItShould(warmUp + cycles)) << openDescriptors() - before_;
+    ASSERT_TRUE(holdsWhatItShould(warmUp + cycles)) << openDescriptors() - descriptorsBefore;
     const auto grown = static_cast<long long>(heapInUse()) - static_cast<long long>(bytes);
     std::printf("%llu cycles: as many descriptors, %lld bytes of heap, %llu bytes of log each, %zu "
                 "at most\n",
                 static_cast<unsigned long long>(cycles), grown,
-                static_cast<unsigned long long>(ofAllClients_ / (warmUp + cycles)), mostOfAClient_);
+                static_cast<unsigned long long>(ofAllClients / (warmUp + cycles)), mostOfAClient);
     EXPECT_LT(grown, static_cast<long long>(breath));
-    EXPECT_LT(mostOfAClient_, roomInTheLog);
+    EXPECT_LT(mostOfAClient, roomInTheLog);
     EXPECT_EQ(server.alert.shown().size(), 0U);
 }
 

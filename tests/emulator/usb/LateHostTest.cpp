@@ -27,47 +27,47 @@ constexpr auto late = 200ms;
 class LateHost : public testing::Test {
 protected:
     void open() {
-        setenv("FEEDLINE_EMULATOR_CONTROL", socket.c_str(), 1);
-        ASSERT_EQ(libusb_init(&context), 0);
+        setenv("FEEDLINE_EMULATOR_CONTROL", socket_.c_str(), 1);
+        ASSERT_EQ(libusb_init(&context_), 0);
         libusb_device** list = nullptr;
-        ASSERT_EQ(libusb_get_device_list(context, &list), 1);
-        ASSERT_EQ(libusb_open(list[0], &handle), 0);
+        ASSERT_EQ(libusb_get_device_list(context_, &list), 1);
+        ASSERT_EQ(libusb_open(list[0], &handle_), 0);
         libusb_free_device_list(list, 1);
-        ASSERT_EQ(libusb_claim_interface(handle, 0), 0);
-        ASSERT_GE(libusb_control_transfer(handle, 0x40, receiverMode, 1, 0, nullptr, 0, 500), 0);
-        for (std::size_t i = 0; i < transfers.size(); ++i) {
-            transfers[i] = libusb_alloc_transfer(0);
-            libusb_fill_bulk_transfer(transfers[i], handle, samples, buffers[i].data(),
+        ASSERT_EQ(libusb_claim_interface(handle_, 0), 0);
+        ASSERT_GE(libusb_control_transfer(handle_, 0x40, receiverMode, 1, 0, nullptr, 0, 500), 0);
+        for (std::size_t i = 0; i < transfers_.size(); ++i) {
+            transfers_[i] = libusb_alloc_transfer(0);
+            libusb_fill_bulk_transfer(transfers_[i], handle_, samples, buffers_[i].data(),
                                       transferBytes, queueAgain, this, 0);
-            ASSERT_EQ(libusb_submit_transfer(transfers[i]), 0);
+            ASSERT_EQ(libusb_submit_transfer(transfers_[i]), 0);
         }
     }
     void take(int count) {
-        while (taken < count) {
+        while (taken_ < count) {
             timeval atMost{1, 0};
-            libusb_handle_events_timeout_completed(context, &atMost, nullptr);
+            libusb_handle_events_timeout_completed(context_, &atMost, nullptr);
         }
     }
-    long long state(const char* name) { return EmulatorControl(socket).number("hf", name); }
+    long long state(const char* name) { return EmulatorControl(socket_).number("hf", name); }
 
     int sleepsAt = 0; ///< in the callback of the transfer of that number
 
 private:
     static void queueAgain(libusb_transfer* transfer) {
         auto& host = *static_cast<LateHost*>(transfer->user_data);
-        if (++host.taken == host.sleepsAt)
+        if (++host.taken_ == host.sleepsAt)
             std::this_thread::sleep_for(late);
         libusb_submit_transfer(transfer);
     }
 
-    const TemporaryFolder folder;
-    const std::string socket = folder.file("emulator");
-    libusb_context* context = nullptr;
-    libusb_device_handle* handle = nullptr;
-    std::array<libusb_transfer*, 2> transfers{};
-    std::array<std::vector<unsigned char>, 2> buffers{std::vector<unsigned char>(transferBytes),
-                                                      std::vector<unsigned char>(transferBytes)};
-    int taken = 0;
+    const TemporaryFolder folder_;
+    const std::string socket_ = folder_.file("emulator");
+    libusb_context* context_ = nullptr;
+    libusb_device_handle* handle_ = nullptr;
+    std::array<libusb_transfer*, 2> transfers_{};
+    std::array<std::vector<unsigned char>, 2> buffers_{std::vector<unsigned char>(transferBytes),
+                                                       std::vector<unsigned char>(transferBytes)};
+    int taken_ = 0;
 };
 
 } // namespace

@@ -20,40 +20,40 @@ class Listener {
 public:
     /// Samples that the library dropped before these make all the earlier ones worthless.
     void give(const float* pairs, std::size_t count, std::uint64_t dropped) {
-        const std::lock_guard<std::mutex> lock(mutex);
-        ++blocks;
+        const std::lock_guard<std::mutex> lock(mutex_);
+        ++blocks_;
         if (dropped > 0)
-            samples.clear();
-        for (std::size_t i = 0; i < count && samples.size() < wanted; ++i)
-            samples.emplace_back(pairs[2 * i], pairs[2 * i + 1]);
-        more.notify_all();
+            samples_.clear();
+        for (std::size_t i = 0; i < count && samples_.size() < wanted_; ++i)
+            samples_.emplace_back(pairs[2 * i], pairs[2 * i + 1]);
+        more_.notify_all();
     }
 
     /// The next `count` samples; fewer only if they do not come in a long time.
     Samples take(std::size_t count) {
-        std::unique_lock<std::mutex> lock(mutex);
-        samples.clear();
-        wanted = count;
-        more.wait_for(lock, waitLimit, [&] { return samples.size() >= wanted; });
-        wanted = 0;
-        return std::move(samples);
+        std::unique_lock<std::mutex> lock(mutex_);
+        samples_.clear();
+        wanted_ = count;
+        more_.wait_for(lock, waitLimit, [&] { return samples_.size() >= wanted_; });
+        wanted_ = 0;
+        return std::move(samples_);
     }
 
     /// Waits for so many more callbacks.
     bool hears(std::size_t count) {
-        std::unique_lock<std::mutex> lock(mutex);
-        const std::size_t enough = blocks + count;
-        return more.wait_for(lock, waitLimit, [&] { return blocks >= enough; });
+        std::unique_lock<std::mutex> lock(mutex_);
+        const std::size_t enough = blocks_ + count;
+        return more_.wait_for(lock, waitLimit, [&] { return blocks_ >= enough; });
     }
 
 private:
     static constexpr std::chrono::seconds waitLimit{60};
 
-    std::mutex mutex;
-    std::condition_variable more;
-    Samples samples;
-    std::size_t wanted = 0;
-    std::size_t blocks = 0;
+    std::mutex mutex_;
+    std::condition_variable more_;
+    Samples samples_;
+    std::size_t wanted_ = 0;
+    std::size_t blocks_ = 0;
 };
 
 /// Callbacks for the vendors' libraries, whose context is a Listener.

@@ -21,23 +21,23 @@ protected:
     void send(std::uint16_t number) {
         ScriptedServer::Samples samples;
         samples.fill(static_cast<std::int16_t>(number));
-        server_.sendDatagram(number, samples);
+        server.sendDatagram(number, samples);
     }
     void sendJunk(std::size_t length) {
         const std::vector<std::uint8_t> junk(length, 0x55);
-        server_.sendBytes(junk.data(), junk.size());
+        server.sendBytes(junk.data(), junk.size());
     }
     // On loopback what has been sent has arrived.
-    std::size_t receive() { return socket_.receive(block_); }
+    std::size_t receive() { return socket.receive(block); }
 
-    ScriptedServer server_;
-    DatagramSocket socket_{"127.0.0.1", server_.port(), 1 << 20};
-    DatagramBlock block_;
+    ScriptedServer server;
+    DatagramSocket socket{"127.0.0.1", server.port(), 1 << 20};
+    DatagramBlock block;
 };
 
 TEST_F(DatagramSocketTest, NothingHasCome) {
     EXPECT_EQ(receive(), 0U);
-    EXPECT_FALSE(block_.full());
+    EXPECT_FALSE(block.full());
 }
 
 TEST_F(DatagramSocketTest, SamplesOfSeveralLieBackToBack) {
@@ -45,16 +45,16 @@ TEST_F(DatagramSocketTest, SamplesOfSeveralLieBackToBack) {
         send(number);
     const std::int64_t now = std::time(nullptr);
     ASSERT_EQ(receive(), 5U);
-    EXPECT_EQ(block_.number(0), 65533);
-    EXPECT_EQ(block_.number(4), 1);
-    const auto all = block_.samples(0, 5);
+    EXPECT_EQ(block.number(0), 65533);
+    EXPECT_EQ(block.number(4), 1);
+    const auto all = block.samples(0, 5);
     ASSERT_EQ(all.size(), 5 * datagram::entries);
     for (std::size_t at = 0; at < 5; ++at) {
-        EXPECT_EQ(block_.samples(at).data(), &all[at * datagram::entries]);
-        EXPECT_TRUE(std::ranges::all_of(block_.samples(at), [&](std::int16_t sample) {
-            return sample == static_cast<std::int16_t>(block_.number(at));
+        EXPECT_EQ(block.samples(at).data(), &all[at * datagram::entries]);
+        EXPECT_TRUE(std::ranges::all_of(block.samples(at), [&](std::int16_t sample) {
+            return sample == static_cast<std::int16_t>(block.number(at));
         }));
-        EXPECT_NEAR(static_cast<double>(block_.nanoseconds(at)) * 1e-9, static_cast<double>(now),
+        EXPECT_NEAR(static_cast<double>(block.nanoseconds(at)) * 1e-9, static_cast<double>(now),
                     600);
     }
 }
@@ -68,11 +68,11 @@ TEST_F(DatagramSocketTest, LeavesOutWhatIsNoDatagramOfAServer) {
     sendJunk(datagram::size - 1);
     send(3);
     ASSERT_EQ(receive(), 3U);
-    EXPECT_EQ(block_.malformed(), 4U);
+    EXPECT_EQ(block.malformed(), 4U);
     for (std::size_t at = 0; at < 3; ++at) {
-        EXPECT_EQ(block_.number(at), at + 1);
-        EXPECT_EQ(block_.samples(at).front(), static_cast<int>(at) + 1);
-        EXPECT_EQ(block_.samples(at).back(), static_cast<int>(at) + 1);
+        EXPECT_EQ(block.number(at), at + 1);
+        EXPECT_EQ(block.samples(at).front(), static_cast<int>(at) + 1);
+        EXPECT_EQ(block.samples(at).back(), static_cast<int>(at) + 1);
     }
 }
 
@@ -82,23 +82,23 @@ TEST_F(DatagramSocketTest, TakesAsMuchAsTheBlockHolds) {
     for (std::uint16_t number = 0; number < capacity + 3; ++number)
         send(number);
     ASSERT_EQ(receive(), capacity);
-    EXPECT_TRUE(block_.full());
+    EXPECT_TRUE(block.full());
     ASSERT_EQ(receive(), 3U);
-    EXPECT_FALSE(block_.full());
-    EXPECT_EQ(block_.number(0), capacity);
-    EXPECT_EQ(block_.samples(2).back(), capacity + 2);
+    EXPECT_FALSE(block.full());
+    EXPECT_EQ(block.number(0), capacity);
+    EXPECT_EQ(block.samples(2).back(), capacity + 2);
 }
 
 TEST_F(DatagramSocketTest, TellsOfTheBufferAndItsOverflow) {
-    const std::uint16_t port = server_.port();
-    EXPECT_GE(socket_.grantedBuffer(), 64 << 10);
+    const std::uint16_t port = server.port();
+    EXPECT_GE(socket.grantedBuffer(), 64 << 10);
     for (std::uint16_t number = 0; number < 6000; ++number)
         send(number);
     while (receive() != 0) {
     }
     send(6000); // carries the count
     receive();
-    EXPECT_GT(socket_.overflowed(), 0U);
+    EXPECT_GT(socket.overflowed(), 0U);
     try {
         const DatagramSocket second("127.0.0.1", port);
         FAIL() << "two sockets on one port";

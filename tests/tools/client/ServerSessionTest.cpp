@@ -64,7 +64,7 @@ protected:
     }
     ServerSession::Observer observer() {
         return [this](const ServerSession::Event& event) {
-            events_.add(event);
+            events.add(event);
         };
     }
     static std::ptrdiff_t countOf(ScriptedServer& server, const Bytes& message) {
@@ -72,7 +72,7 @@ protected:
         return std::ranges::count(messages, message);
     }
 
-    Events events_;
+    Events events;
 };
 
 TEST_F(ServerSessionTest, ConnectsAndTellsWhoIsThere) {
@@ -86,7 +86,7 @@ TEST_F(ServerSessionTest, ConnectsAndTellsWhoIsThere) {
     EXPECT_TRUE(session.connected());
     EXPECT_EQ(session.connections(), 1U);
     EXPECT_EQ(session.apart().count(), 0);
-    EXPECT_TRUE(events_.wait(Kind::connected, 1));
+    EXPECT_TRUE(events.wait(Kind::connected, 1));
 }
 
 TEST_F(ServerSessionTest, BringsInForceWhatIsWanted) {
@@ -149,7 +149,7 @@ TEST_F(ServerSessionTest, WaitsForAServerThatIsNotThereYet) {
         port = server.port();
     }
     ServerSession session(settings(port), observer());
-    EXPECT_TRUE(events_.wait(Kind::apart, 3));
+    EXPECT_TRUE(events.wait(Kind::apart, 3));
     EXPECT_NE(session.settle(Seconds(0.01)).find("refused"), std::string::npos);
     EXPECT_FALSE(session.connected());
     EXPECT_GT(session.apart().count(), 0);
@@ -164,13 +164,13 @@ TEST_F(ServerSessionTest, DoesItAllAgainAfterAReconnection) {
     ServerSession session(settings(server.port()), observer());
     session.setFrequency(7100000);
     session.setRunning(true);
-    EXPECT_TRUE(events_.wait(Kind::connected, 2));
+    EXPECT_TRUE(events.wait(Kind::connected, 2));
     EXPECT_EQ(session.settle(longLimit), "");
     ASSERT_TRUE(server.waitForRun());
     EXPECT_EQ(countOf(server, {10, 0, 0x20, 0, 0, 0x60, 0x56, 0x6C, 0, 0}), 2);
     EXPECT_GE(countOf(server, run), 1);
     EXPECT_EQ(session.connections(), 2U);
-    EXPECT_NE(events_.line(Kind::apart).find("closed the connection"), std::string::npos);
+    EXPECT_NE(events.line(Kind::apart).find("closed the connection"), std::string::npos);
 }
 
 TEST_F(ServerSessionTest, TheEndInterruptsAnAnswerThatDoesNotCome) {
@@ -206,7 +206,7 @@ TEST_F(ServerSessionTest, StopsAndRunsAReceiverThatFallsSilent) {
     settings.longestSilence = Seconds(0.1);
     ServerSession session(settings, observer());
     session.setRunning(true);
-    EXPECT_TRUE(events_.wait(Kind::silent, 3));
+    EXPECT_TRUE(events.wait(Kind::silent, 3));
     EXPECT_GE(countOf(server, stop), 1);
     EXPECT_GE(countOf(server, run), 2);
     std::atomic<bool> over = false;
@@ -216,7 +216,7 @@ TEST_F(ServerSessionTest, StopsAndRunsAReceiverThatFallsSilent) {
             std::this_thread::yield();
         }
     });
-    EXPECT_TRUE(events_.wait(Kind::resumed, 1));
+    EXPECT_TRUE(events.wait(Kind::resumed, 1));
     over = true;
     samples.join();
 }

@@ -17,15 +17,15 @@ class StreamAssemblerTest : public testing::Test {
 protected:
     void add(std::initializer_list<std::int64_t> positions) {
         for (const std::int64_t position : positions)
-            assembler_.add(datagramAt(position));
+            assembler.add(datagramAt(position));
     }
-    std::string out() const { return out_.str(); }
+    std::string out() const { return written.str(); }
 
-    std::ostringstream out_;
-    StreamAssembler assembler_{
-        {[this](const ReceivedDatagram& datagram) { out_ << datagram.verdict.position << ' '; },
+    std::ostringstream written;
+    StreamAssembler assembler{
+        {[this](const ReceivedDatagram& datagram) { written << datagram.verdict.position << ' '; },
          [this](std::int64_t from, std::int64_t to) {
-             out_ << '(' << from << '-' << to - 1 << ") ";
+             written << '(' << from << '-' << to - 1 << ") ";
          }}};
 };
 
@@ -47,7 +47,7 @@ TEST_F(StreamAssemblerTest, PutsLateOnesInTheirPlace) {
 TEST_F(StreamAssemblerTest, WaitsForMissingOnesUntilTheEnd) {
     add({0, 3, 4, 7});
     EXPECT_EQ(out(), "0 ");
-    assembler_.finish();
+    assembler.finish();
     EXPECT_EQ(out(), "0 (1-2) 3 4 (5-6) 7 ");
 }
 
@@ -60,14 +60,14 @@ TEST_F(StreamAssemblerTest, GivesAMissingOneUpForEnoughLaterOnes) {
     add({500});
     EXPECT_TRUE(out().starts_with("0 (1-1) 2 3 4 ")) << out();
     add({1});
-    assembler_.finish();
+    assembler.finish();
     EXPECT_TRUE(out().ends_with(" 257 (258-499) 500 ")) << out();
 }
 
 TEST_F(StreamAssemblerTest, LeavesOutDuplicates) {
     add({0, 1, 1, 3, 3});
-    assembler_.add(datagramAt(4, Arrival::duplicate));
-    assembler_.finish();
+    assembler.add(datagramAt(4, Arrival::duplicate));
+    assembler.finish();
     EXPECT_EQ(out(), "0 1 (2-2) 3 ");
 }
 

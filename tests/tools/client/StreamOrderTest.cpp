@@ -19,21 +19,21 @@ constexpr std::size_t memoryDatagrams = 400;
 // of three, "|9" for a new beginning. Every sample holds the number of its datagram.
 class StreamOrderTest : public testing::Test, protected StreamSink {
 protected:
-    StreamOrderTest() : memory_(memoryDatagrams * datagram::entries) {
-        for (std::size_t at = 0; at < memory_.size(); ++at)
-            memory_[at] = static_cast<std::int16_t>(at / datagram::entries);
+    StreamOrderTest() : memory(memoryDatagrams * datagram::entries) {
+        for (std::size_t at = 0; at < memory.size(); ++at)
+            memory[at] = static_cast<std::int16_t>(at / datagram::entries);
     }
 
     void add(std::int64_t position, Arrival arrival = Arrival::inOrder) {
-        order_.add(
+        order.add(
             {arrival, position}, 1000 * position,
-            {&memory_[static_cast<std::size_t>(position) * datagram::entries], datagram::entries});
+            {&memory[static_cast<std::size_t>(position) * datagram::entries], datagram::entries});
     }
     // A block of its own each.
     void add(std::initializer_list<std::int64_t> positions) {
         for (const std::int64_t position : positions) {
             add(position);
-            order_.flush();
+            order.flush();
         }
     }
 
@@ -44,26 +44,26 @@ protected:
         for (std::int64_t at = 0; at < count; ++at)
             EXPECT_EQ(samples[static_cast<std::size_t>(at) * datagram::entries], position + at);
         if (count == 1)
-            out_ << position << ' ';
+            written << position << ' ';
         else
-            out_ << '[' << position << ".." << position + count - 1 << "] ";
+            written << '[' << position << ".." << position + count - 1 << "] ";
     }
     void gap(std::int64_t from, std::int64_t to) override {
-        out_ << '(' << from << '-' << to - 1 << ") ";
+        written << '(' << from << '-' << to - 1 << ") ";
     }
-    void restart(std::int64_t position) override { out_ << '|' << position << ' '; }
-    std::string out() const { return out_.str(); }
+    void restart(std::int64_t position) override { written << '|' << position << ' '; }
+    std::string out() const { return written.str(); }
 
-    std::vector<std::int16_t> memory_;
-    std::ostringstream out_;
-    StreamOrder order_{*this};
+    std::vector<std::int16_t> memory;
+    std::ostringstream written;
+    StreamOrder order{*this};
 };
 
 TEST_F(StreamOrderTest, PassesOnARunInOneCall) {
     for (int position = 0; position < 5; ++position)
         add(position);
     EXPECT_EQ(out(), "");
-    order_.flush();
+    order.flush();
     EXPECT_EQ(out(), "[0..4] ");
 }
 
@@ -110,7 +110,7 @@ TEST_F(StreamOrderTest, TheSecondGapWaitsAnew) {
 
 TEST_F(StreamOrderTest, FinishGivesOutWhatIsHeldBack) {
     add({0, 2, 5});
-    order_.finish();
+    order.finish();
     EXPECT_EQ(out(), "0 (1-1) 2 (3-4) 5 ");
 }
 

@@ -20,39 +20,39 @@ using testing::HasSubstr;
 
 class HubProgram : public testing::Test {
 protected:
-    HubProgram() { server_.streamWhenRun({}); }
+    HubProgram() { server.streamWhenRun({}); }
 
     client::ControlClient connect(const HubProcess& hub) {
         return client::ControlClient({.host = "127.0.0.1", .port = hub.native.number(), .bind = {}},
                                      {.timeout = client::Seconds(20), .wait = client::Seconds(20)});
     }
 
-    ScriptedServer server_;
+    ScriptedServer server;
 };
 
 TEST_F(HubProgram, EndsWithZeroOnASignalAndStopsTheReceiver) {
     for (const int signal : {SIGTERM, SIGINT}) {
-        HubProcess hub(server_.port());
+        HubProcess hub(server.port());
         auto client = connect(hub);
         client.setRunning(true);
         ASSERT_TRUE(hub.log.waitFor("IQ pairs a second"));
-        ASSERT_TRUE(server_.waitForRun());
+        ASSERT_TRUE(server.waitForRun());
         EXPECT_EQ(hub.end(signal), 0);
         const Bytes stop{8, 0, 0x18, 0, 0x80, 1};
         EXPECT_TRUE(waitUntil([&] {
-            const Bytes last = server_.messages().back();
+            const Bytes last = server.messages().back();
             return std::equal(stop.begin(), stop.end(), last.begin());
         }));
     }
 }
 
 TEST_F(HubProgram, LeavesItsPortsToBeUsedAgainAtOnce) {
-    HubProcess hub(server_.port());
+    HubProcess hub(server.port());
     auto client = connect(hub);
     client.setRunning(true);
     EXPECT_EQ(hub.end(), 0);
-    HubProcess again(server_.port(), {"--native", hub.native.text(), "--web", hub.web.text(),
-                                      "--rtl-tcp", hub.rtlTcp.text()});
+    HubProcess again(server.port(), {"--native", hub.native.text(), "--web", hub.web.text(),
+                                     "--rtl-tcp", hub.rtlTcp.text()});
     EXPECT_TRUE(again.log.waitFor("native on 127.0.0.1:" + hub.native.text()));
     EXPECT_TRUE(again.log.waitFor("connected to")); // Only then it knows the name.
     EXPECT_NO_THROW(connect(hub).targetName());
@@ -62,7 +62,7 @@ TEST_F(HubProgram, LeavesItsPortsToBeUsedAgainAtOnce) {
 TEST_F(HubProgram, SaysInOneLineThatAPortIsTaken) {
     const ReservedPort port;
     const OwnedDescriptor other = listenOn(port.number());
-    HubProcess hub(server_.port(), {"--native", port.text()});
+    HubProcess hub(server.port(), {"--native", port.text()});
     EXPECT_EQ(hub.waitForExit(), 1);
     ASSERT_TRUE(hub.log.waitForEnd());
     EXPECT_EQ(occurrences("\n", hub.log.text()), 1) << hub.log.text();
@@ -70,17 +70,17 @@ TEST_F(HubProgram, SaysInOneLineThatAPortIsTaken) {
 }
 
 TEST_F(HubProgram, SaysWhatIsOpenToWhomWhenOthersCanReachIt) {
-    HubProcess closed(server_.port());
+    HubProcess closed(server.port());
     EXPECT_TRUE(closed.log.waitFor("connected to"));
     EXPECT_EQ(closed.log.text().find("every machine"), std::string::npos);
     EXPECT_EQ(closed.end(), 0);
-    HubProcess open(server_.port(), {"--listen", "0.0.0.0"});
+    HubProcess open(server.port(), {"--listen", "0.0.0.0"});
     EXPECT_TRUE(open.log.waitFor("open to every machine that can reach 0.0.0.0"));
     EXPECT_EQ(open.end(), 0);
 }
 
 TEST_F(HubProgram, PrintsALineOfJsonEverySecond) {
-    HubProcess hub(server_.port(), {"--json"});
+    HubProcess hub(server.port(), {"--json"});
     ASSERT_TRUE(hub.output.waitFor("\n", 2));
     const std::string text = hub.output.text();
     const auto json = nlohmann::json::parse(text.substr(0, text.find('\n')));
@@ -99,13 +99,13 @@ TEST_F(HubProgram, WaitsForAServerThatIsNotThereYet) {
 
 // Everything is set again as it was, and the listener hears on without doing anything.
 TEST_F(HubProgram, ServesOnAfterTheServerHasDroppedIt) {
-    HubProcess hub(server_.port());
+    HubProcess hub(server.port());
     auto client = connect(hub);
     client.setFrequency(21000000);
     client.setRunning(true);
-    ASSERT_TRUE(server_.waitForRun());
+    ASSERT_TRUE(server.waitForRun());
     const auto runs = [&] {
-        const auto messages = server_.messages();
+        const auto messages = server.messages();
         const Bytes run{8, 0, 0x18, 0, 0x80, 2};
         return std::count_if(messages.begin(), messages.end(), [&](const Bytes& message) {
             return std::equal(run.begin(), run.begin() + std::min(run.size(), message.size()),
@@ -113,7 +113,7 @@ TEST_F(HubProgram, ServesOnAfterTheServerHasDroppedIt) {
         });
     };
     const auto before = runs();
-    server_.dropClient();
+    server.dropClient();
     EXPECT_TRUE(hub.log.waitFor("connected to", 2));
     EXPECT_TRUE(waitUntil([&] {
         return runs() > before || hub.log.text().find("again after") != std::string::npos;
@@ -124,12 +124,12 @@ TEST_F(HubProgram, ServesOnAfterTheServerHasDroppedIt) {
 }
 
 TEST_F(HubProgram, EndsWithTwoWhenTheCommandLineMakesNoSense) {
-    HubProcess hub(server_.port(), {"--tuning", "me"});
+    HubProcess hub(server.port(), {"--tuning", "me"});
     EXPECT_EQ(hub.waitForExit(), 2);
 }
 
 TEST_F(HubProgram, SaysThatNoHubAnswersTheQuestionForStatus) {
-    HubProcess hub(server_.port(), {"--status"});
+    HubProcess hub(server.port(), {"--status"});
     EXPECT_EQ(hub.waitForExit(), 1);
     ASSERT_TRUE(hub.log.waitForEnd());
     EXPECT_THAT(hub.log.text(), HasSubstr("no hub answers"));

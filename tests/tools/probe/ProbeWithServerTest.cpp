@@ -45,19 +45,19 @@ protected:
     ProbeWithServer() {
         {
             const ReservedPort free;
-            port_ = free.number();
+            port = free.number();
         }
-        std::ofstream(folder_.file("scene"))
+        std::ofstream(folder.file("scene"))
             << "carrier 100.050M -20\ncarrier 99.9M -45\nnoise -129\n";
-        server_.emplace(ServerProcess::Launch{
-            .settings = {port_, GetParam().type, "127.0.0.1"},
+        server.emplace(ServerProcess::Launch{
+            .settings = {port, GetParam().type, "127.0.0.1"},
             .environment = {{"FEEDLINE_EMULATOR_DEVICES", GetParam().device},
-                            {"FEEDLINE_EMULATOR_SCENE", folder_.file("scene")},
+                            {"FEEDLINE_EMULATOR_SCENE", folder.file("scene")},
                             // Slow enough to be followed when every access is checked.
                             {"FEEDLINE_EMULATOR_SPEED", "0.1"}}});
     }
 
-    std::string address() const { return "127.0.0.1:" + std::to_string(port_); }
+    std::string address() const { return "127.0.0.1:" + std::to_string(port); }
 
     // The summary of a run of two seconds, tuned 50 kHz below the carrier.
     Json stream(std::vector<std::string> more) {
@@ -73,9 +73,9 @@ protected:
         return summary;
     }
 
-    TemporaryFolder folder_;
-    std::uint16_t port_ = 0;
-    std::optional<ServerProcess> server_;
+    TemporaryFolder folder;
+    std::uint16_t port = 0;
+    std::optional<ServerProcess> server;
 };
 
 TEST_P(ProbeWithServer, Info) {
@@ -103,8 +103,8 @@ TEST_P(ProbeWithServer, FindsTheCarrierAndStopsTheReceiver) {
 
 TEST_P(ProbeWithServer, RecordingsHoldTheCarrier) {
     for (const char* name : {"a.sigmf-meta", "a.wav"}) {
-        const Json summary = stream({"--record", folder_.file(name)});
-        const Json read = carrierOf(folder_.file(name));
+        const Json summary = stream({"--record", folder.file(name)});
+        const Json read = carrierOf(folder.file(name));
         ASSERT_TRUE(read.is_object());
         EXPECT_EQ(read["pairs"], summary["recording"]["pairs"]);
         EXPECT_EQ(read["sample_rate"], GetParam().rate);

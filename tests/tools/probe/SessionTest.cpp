@@ -31,13 +31,13 @@ struct Recorded : Presenter {
 class SessionTest : public testing::Test {
 protected:
     void begin() {
-        options_.host = "127.0.0.1";
-        options_.port = server_.port();
-        options_.bind = "127.0.0.1";
-        options_.timeout = 60;
-        session_ = std::make_unique<Session>(options_, recorded_, notes_);
+        options.host = "127.0.0.1";
+        options.port = server.port();
+        options.bind = "127.0.0.1";
+        options.timeout = 60;
+        session_ = std::make_unique<Session>(options, recorded, notes);
         thread_ = std::thread([this] { status_ = session_->run(); });
-        ASSERT_TRUE(server_.waitForRun());
+        ASSERT_TRUE(server.waitForRun());
     }
 
     ExitStatus end() {
@@ -57,13 +57,13 @@ protected:
 
     // Sends, and waits until the session has seen it: no buffer can overflow.
     void send(std::uint16_t number) {
-        server_.sendDatagram(number, samples_);
+        server.sendDatagram(number, samples);
         waitFor(++sent_);
     }
 
     void sendJunk(std::size_t length) {
         const std::vector<std::uint8_t> junk(length, 0x55);
-        server_.sendBytes(junk.data(), junk.size());
+        server.sendBytes(junk.data(), junk.size());
         waitFor(++sent_);
     }
 
@@ -79,14 +79,14 @@ protected:
     }
 
     const feedline::client::SequenceCounts& counts() const {
-        return recorded_.figures.reception.counts;
+        return recorded.figures.reception.counts;
     }
 
-    ScriptedServer server_;
-    Options options_;
-    Recorded recorded_;
-    std::ostringstream notes_;
-    ScriptedServer::Samples samples_{};
+    ScriptedServer server;
+    Options options;
+    Recorded recorded;
+    std::ostringstream notes;
+    ScriptedServer::Samples samples{};
 
 private:
     std::unique_ptr<Session> session_;
@@ -102,8 +102,8 @@ TEST_F(SessionTest, NothingLost) {
     EXPECT_EQ(end(), ExitStatus::success);
     EXPECT_EQ(counts().received, 200U);
     EXPECT_EQ(counts().lost, 0U);
-    EXPECT_TRUE(server_.waitForStop());
-    EXPECT_EQ(recorded_.facts.target, "AirSpyHF+");
+    EXPECT_TRUE(server.waitForStop());
+    EXPECT_EQ(recorded.facts.target, "AirSpyHF+");
 }
 
 TEST_F(SessionTest, LossReorderingAndDuplicates) {
@@ -115,7 +115,7 @@ TEST_F(SessionTest, LossReorderingAndDuplicates) {
     EXPECT_EQ(counts().lost, 3U); // 65535, 3, 4
     EXPECT_EQ(counts().reordered, 1U);
     EXPECT_EQ(counts().duplicated, 1U);
-    EXPECT_NE(notes_.str().find("lost 3 datagrams"), std::string::npos) << notes_.str();
+    EXPECT_NE(notes.str().find("lost 3 datagrams"), std::string::npos) << notes.str();
 }
 
 TEST_F(SessionTest, DatagramsOfAnotherFormAreOnlyCounted) {
@@ -128,62 +128,62 @@ TEST_F(SessionTest, DatagramsOfAnotherFormAreOnlyCounted) {
     sendJunk(0);
     send(8);
     EXPECT_EQ(end(), ExitStatus::success);
-    EXPECT_EQ(recorded_.figures.reception.malformed, 5U);
+    EXPECT_EQ(recorded.figures.reception.malformed, 5U);
     EXPECT_EQ(counts().received, 2U);
 }
 
 TEST_F(SessionTest, MeasuresLevelAndCarrier) {
-    options_.tune = 7100000;
-    options_.rate = 768000;
+    options.tune = 7100000;
+    options.rate = 768000;
     begin();
     double phase = 0;
     for (std::uint16_t number = 0; number < 64; ++number) {
         for (std::size_t pair = 0; pair < datagram::pairs; ++pair) {
-            samples_[2 * pair] = static_cast<std::int16_t>(std::lround(3276.7 * std::cos(phase)));
-            samples_[2 * pair + 1] =
+            samples[2 * pair] = static_cast<std::int16_t>(std::lround(3276.7 * std::cos(phase)));
+            samples[2 * pair + 1] =
                 static_cast<std::int16_t>(std::lround(3276.7 * std::sin(phase)));
             phase += 2 * std::numbers::pi * 50000 / 768000;
         }
         send(number);
     }
     EXPECT_EQ(end(), ExitStatus::success);
-    const Figures& figures = recorded_.figures;
+    const Figures& figures = recorded.figures;
     EXPECT_NEAR(figures.levels[0].dBFS, -20, 0.05);
     EXPECT_NEAR(figures.levels[1].dBFS, -20, 0.05);
     ASSERT_TRUE(figures.carrier);
     EXPECT_NEAR(figures.carrier->offset, 50000, 10);
     EXPECT_NEAR(figures.carrier->dBFS, -20, 0.1);
-    EXPECT_EQ(recorded_.facts.frequency, 7100000U);
-    EXPECT_TRUE(server_.waitForMessage({10, 0, 0x20, 0, 0, 0x60, 0x56, 0x6C, 0, 0}));
+    EXPECT_EQ(recorded.facts.frequency, 7100000U);
+    EXPECT_TRUE(server.waitForMessage({10, 0, 0x20, 0, 0, 0x60, 0x56, 0x6C, 0, 0}));
 }
 
 TEST_F(SessionTest, ServerThatGoesAway) {
     begin();
     send(0);
-    server_.hangUp();
+    server.hangUp();
     EXPECT_EQ(join(), ExitStatus::connectionLost);
     EXPECT_EQ(counts().received, 1U);
-    EXPECT_NE(notes_.str().find("closed the connection"), std::string::npos) << notes_.str();
+    EXPECT_NE(notes.str().find("closed the connection"), std::string::npos) << notes.str();
 }
 
 TEST_F(SessionTest, NothingComes) {
     begin();
     EXPECT_EQ(end(), ExitStatus::nothingReceived);
-    EXPECT_NE(notes_.str().find("no datagrams came"), std::string::npos) << notes_.str();
+    EXPECT_NE(notes.str().find("no datagrams came"), std::string::npos) << notes.str();
 }
 
 TEST_F(SessionTest, EndsByItselfAfterTheTimeAskedFor) {
-    options_.seconds = 0.05;
+    options.seconds = 0.05;
     begin();
     EXPECT_EQ(join(), ExitStatus::nothingReceived);
-    EXPECT_TRUE(server_.waitForStop());
+    EXPECT_TRUE(server.waitForStop());
 }
 
 TEST_F(SessionTest, TwoOnOnePort) {
     begin();
     Recorded recorded;
     try {
-        const Session second(options_, recorded, notes_);
+        const Session second(options, recorded, notes);
         FAIL() << "was not refused";
     } catch (const feedline::client::Failure& failure) {
         EXPECT_EQ(failure.trouble, feedline::client::Trouble::portInUse);

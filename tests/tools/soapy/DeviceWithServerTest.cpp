@@ -29,19 +29,19 @@ protected:
         SoapyLog::clear();
     }
     void TearDown() override {
-        if (stream_ != nullptr)
-            device_->closeStream(stream_);
+        if (opened != nullptr)
+            device->closeStream(opened);
     }
 
     void make(std::uint16_t port, SoapySDR::Kwargs more = {}) {
         more["port"] = std::to_string(port);
-        device_ = makeDevice(more);
+        device = makeDevice(more);
     }
     void stream(double frequency) {
-        stream_ = device_->setupStream(SOAPY_SDR_RX, SOAPY_SDR_CF32);
-        ASSERT_NE(stream_, nullptr);
-        device_->setFrequency(SOAPY_SDR_RX, 0, frequency);
-        ASSERT_EQ(device_->activateStream(stream_), 0);
+        opened = device->setupStream(SOAPY_SDR_RX, SOAPY_SDR_CF32);
+        ASSERT_NE(opened, nullptr);
+        device->setFrequency(SOAPY_SDR_RX, 0, frequency);
+        ASSERT_EQ(device->activateStream(opened), 0);
     }
 
     // So many pairs without a loss between them. What the network loses on a busy machine is not
@@ -55,7 +55,7 @@ protected:
             int flags = 0;
             long long time = 0;
             const int result =
-                device_->readStream(stream_, buffers, pairs - have, flags, time, longLimit);
+                device->readStream(opened, buffers, pairs - have, flags, time, longLimit);
             have = result > 0 ? have + static_cast<std::size_t>(result) : 0;
         }
         EXPECT_EQ(have, pairs);
@@ -69,17 +69,17 @@ protected:
     }
     // Right as far as a busy machine, which holds up the emulated receiver, lets it be.
     void expectRateNear(double rate) const {
-        EXPECT_NEAR(device_->getSampleRate(SOAPY_SDR_RX, 0), rate, rate / 3);
+        EXPECT_NEAR(device->getSampleRate(SOAPY_SDR_RX, 0), rate, rate / 3);
     }
 
-    DevicePointer device_;
-    SoapySDR::Stream* stream_ = nullptr;
+    DevicePointer device;
+    SoapySDR::Stream* opened = nullptr;
 };
 
 TEST_F(DeviceWithServer, HearsWhatAnHfHears) {
     const EmulatedServer server(receiverHf);
     make(server.port());
-    EXPECT_EQ(device_->getSampleRate(SOAPY_SDR_RX, 0), hfRate);
+    EXPECT_EQ(device->getSampleRate(SOAPY_SDR_RX, 0), hfRate);
     stream(hfCentre);
     expectRateNear(hfRate);
     EXPECT_NEAR(carrier(hfRate), 50000, hfRate / 65536);
@@ -88,7 +88,7 @@ TEST_F(DeviceWithServer, HearsWhatAnHfHears) {
 TEST_F(DeviceWithServer, HearsWhatAnAirspyHears) {
     const EmulatedServer server(receiverAirspy, {.devices = "airspy"});
     make(server.port());
-    EXPECT_EQ(device_->getSampleRate(SOAPY_SDR_RX, 0), airspyRate);
+    EXPECT_EQ(device->getSampleRate(SOAPY_SDR_RX, 0), airspyRate);
     stream(airspyCentre);
     expectRateNear(airspyRate);
     EXPECT_NEAR(carrier(airspyRate), 50000, airspyRate / 65536 * 2);
@@ -102,18 +102,18 @@ TEST_F(DeviceWithServer, SetsAnAirspysGainsOverTheBus) {
                                            .more = {{"DBUS_SESSION_BUS_ADDRESS", bus.address()}}});
     ASSERT_TRUE(BusCaller(bus.address()).awaitServer());
     make(server.port());
-    EXPECT_EQ(device_->listGains(SOAPY_SDR_RX, 0), (std::vector<std::string>{"LNA", "MIX", "VGA"}));
-    EXPECT_EQ(device_->getGainRange(SOAPY_SDR_RX, 0, "LNA").maximum(), 14);
-    EXPECT_EQ(device_->getGainRange(SOAPY_SDR_RX, 0).maximum(), 44);
-    device_->setGain(SOAPY_SDR_RX, 0, "MIX", 6);
-    EXPECT_EQ(device_->getGain(SOAPY_SDR_RX, 0, "MIX"), 6);
+    EXPECT_EQ(device->listGains(SOAPY_SDR_RX, 0), (std::vector<std::string>{"LNA", "MIX", "VGA"}));
+    EXPECT_EQ(device->getGainRange(SOAPY_SDR_RX, 0, "LNA").maximum(), 14);
+    EXPECT_EQ(device->getGainRange(SOAPY_SDR_RX, 0).maximum(), 44);
+    device->setGain(SOAPY_SDR_RX, 0, "MIX", 6);
+    EXPECT_EQ(device->getGain(SOAPY_SDR_RX, 0, "MIX"), 6);
     EXPECT_EQ(server.receiver.value("airspy", "mixer-gain"), "6");
-    device_->setGain(SOAPY_SDR_RX, 0, 20);
-    EXPECT_EQ(device_->getGain(SOAPY_SDR_RX, 0), 20);
+    device->setGain(SOAPY_SDR_RX, 0, 20);
+    EXPECT_EQ(device->getGain(SOAPY_SDR_RX, 0), 20);
     EXPECT_EQ(server.receiver.value("airspy", "lna-gain"), "14");
-    EXPECT_FALSE(device_->getGainMode(SOAPY_SDR_RX, 0));
-    device_->setGainMode(SOAPY_SDR_RX, 0, true);
-    EXPECT_TRUE(device_->getGainMode(SOAPY_SDR_RX, 0));
+    EXPECT_FALSE(device->getGainMode(SOAPY_SDR_RX, 0));
+    device->setGainMode(SOAPY_SDR_RX, 0, true);
+    EXPECT_TRUE(device->getGainMode(SOAPY_SDR_RX, 0));
     EXPECT_EQ(server.receiver.value("airspy", "lna-agc"), "1");
     EXPECT_EQ(server.receiver.value("airspy", "mixer-agc"), "1");
 }
@@ -123,17 +123,17 @@ TEST_F(DeviceWithServer, HasOneFixedGainWithoutABus) {
     setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent", 1);
     const EmulatedServer server(receiverAirspy, {.devices = "airspy"});
     make(server.port());
-    EXPECT_EQ(device_->listGains(SOAPY_SDR_RX, 0), std::vector<std::string>{"GAIN"});
-    EXPECT_FALSE(device_->hasGainMode(SOAPY_SDR_RX, 0));
-    device_->setGain(SOAPY_SDR_RX, 0, 20);
-    EXPECT_EQ(device_->getGain(SOAPY_SDR_RX, 0), 0);
+    EXPECT_EQ(device->listGains(SOAPY_SDR_RX, 0), std::vector<std::string>{"GAIN"});
+    EXPECT_FALSE(device->hasGainMode(SOAPY_SDR_RX, 0));
+    device->setGain(SOAPY_SDR_RX, 0, 20);
+    EXPECT_EQ(device->getGain(SOAPY_SDR_RX, 0), 0);
 }
 
 TEST_F(DeviceWithServer, FindsAnotherRateOut) {
     constexpr double rate = 192000;
     const EmulatedServer server(receiverHf, {.more = {{"FEEDLINE_EMULATOR_RATES_HF", "192000"}}});
     make(server.port());
-    EXPECT_EQ(device_->getSampleRate(SOAPY_SDR_RX, 0), 768000);
+    EXPECT_EQ(device->getSampleRate(SOAPY_SDR_RX, 0), 768000);
     stream(hfCentre);
     // On a machine that stands still at times it may take longer than the activation waits.
     std::vector<std::complex<float>> block(8192);
@@ -141,11 +141,11 @@ TEST_F(DeviceWithServer, FindsAnotherRateOut) {
         void* const buffers[] = {block.data()};
         int flags = 0;
         long long time = 0;
-        device_->readStream(stream_, buffers, block.size(), flags, time, 100'000);
-        return device_->getSampleRate(SOAPY_SDR_RX, 0) != 768000;
+        device->readStream(opened, buffers, block.size(), flags, time, 100'000);
+        return device->getSampleRate(SOAPY_SDR_RX, 0) != 768000;
     }));
     expectRateNear(rate);
-    const auto found = std::llround(device_->getSampleRate(SOAPY_SDR_RX, 0));
+    const auto found = std::llround(device->getSampleRate(SOAPY_SDR_RX, 0));
     EXPECT_TRUE(
         SoapyLog::has("the receiver's sample rate is " + std::to_string(found) + ", not 768000"));
     EXPECT_NEAR(carrier(rate), 50000, rate / 65536);
@@ -155,8 +155,8 @@ TEST_F(DeviceWithServer, FindsAnotherRateOut) {
 TEST_F(DeviceWithServer, WaitsForAServerThatHasJustLostAClient) {
     const EmulatedServer server(receiverHf);
     make(server.port(), {{"wait", "60"}});
-    EXPECT_EQ(device_->getHardwareKey(), "AirSpyHF+");
-    device_.reset();
+    EXPECT_EQ(device->getHardwareKey(), "AirSpyHF+");
+    device.reset();
     make(server.port(), {{"wait", "60"}});
     stream(hfCentre);
     EXPECT_NEAR(carrier(hfRate), 50000, hfRate / 65536);
@@ -174,18 +174,18 @@ TEST_F(DeviceWithServer, GoesOnWhenTheServerHasBeenRestarted) {
     long long time = 0;
     // What had arrived is still read, then nothing more comes.
     EXPECT_TRUE(waitUntil([&] {
-        return device_->readStream(stream_, buffers, block.size(), flags, time, 100'000) ==
+        return device->readStream(opened, buffers, block.size(), flags, time, 100'000) ==
                SOAPY_SDR_TIMEOUT;
     }));
     const long long gone = time;
     // The emulator's own scene has the same carrier.
     const ServerProcess restarted({.settings = server.settings});
     EXPECT_TRUE(waitUntil([&] {
-        return device_->readStream(stream_, buffers, block.size(), flags, time, 100'000) ==
+        return device->readStream(opened, buffers, block.size(), flags, time, 100'000) ==
                SOAPY_SDR_OVERFLOW;
     }));
     EXPECT_GT(time, gone);
-    EXPECT_EQ(device_->readSensor("reconnects"), "1");
+    EXPECT_EQ(device->readSensor("reconnects"), "1");
     EXPECT_NEAR(carrier(hfRate), 50000, hfRate / 65536);
 }
 

@@ -20,19 +20,19 @@ constexpr auto longest = 60s;
 
 class SampleQueueTest : public testing::Test {
 protected:
-    SampleQueueTest() { queue_.open(); }
+    SampleQueueTest() { queue.open(); }
 
     // Every pair holds its own number.
     std::size_t write(std::size_t pairs, std::int64_t time = 0, bool broken = false) {
         std::vector<std::int16_t> samples(2 * pairs);
         for (std::int16_t& sample : samples)
-            sample = static_cast<std::int16_t>(entry_++ / 2);
-        return queue_.write(samples, time, period, broken);
+            sample = static_cast<std::int16_t>(entry++ / 2);
+        return queue.write(samples, time, period, broken);
     }
     SampleQueue::Piece read(std::size_t wanted, Clock::duration wait = 0s) {
-        const auto piece = queue_.acquire(wanted, Clock::now() + wait);
+        const auto piece = queue.acquire(wanted, Clock::now() + wait);
         if (piece.outcome == Outcome::samples)
-            queue_.release(piece.handle);
+            queue.release(piece.handle);
         return piece;
     }
     void expectPairs(const SampleQueue::Piece& piece, std::size_t first, std::size_t count) {
@@ -42,9 +42,9 @@ protected:
             ASSERT_EQ(piece.samples[at], static_cast<std::int16_t>(first + at / 2));
     }
 
-    SampleQueue queue_;
-    std::size_t entry_ = 0;
-    std::atomic<std::size_t> read_ = 0;
+    SampleQueue queue;
+    std::size_t entry = 0;
+    std::atomic<std::size_t> pairsRead = 0;
 };
 
 TEST_F(SampleQueueTest, GivesWhatWasWrittenWithItsTime) {
@@ -105,7 +105,7 @@ TEST_F(SampleQueueTest, AReaderThatIsTooSlowLosesWhatComesLast) {
     for (std::size_t written = 0; written < SampleQueue::capacity; written += part)
         EXPECT_EQ(write(part), 0U);
     EXPECT_EQ(write(part), part);
-    EXPECT_EQ(queue_.dropped(), part);
+    EXPECT_EQ(queue.dropped(), part);
     expectPairs(read(part), 0, part);
     EXPECT_EQ(write(part, 77), 0U);
     for (std::size_t at = part; at < SampleQueue::capacity; at += part)
@@ -118,33 +118,33 @@ TEST_F(SampleQueueTest, AReaderThatIsTooSlowLosesWhatComesLast) {
 
 TEST_F(SampleQueueTest, WhatIsAcquiredStaysUntilItIsReleased) {
     write(200);
-    const auto first = queue_.acquire(100, Clock::now());
-    const auto second = queue_.acquire(100, Clock::now());
+    const auto first = queue.acquire(100, Clock::now());
+    const auto second = queue.acquire(100, Clock::now());
     EXPECT_NE(first.handle, second.handle);
-    queue_.release(second.handle);
-    queue_.release(second.handle);
-    queue_.release(99);
+    queue.release(second.handle);
+    queue.release(second.handle);
+    queue.release(99);
     // Nothing is free before the first one is.
     while (write(4096) == 0) {
     }
     expectPairs(first, 0, 100);
-    queue_.release(first.handle);
+    queue.release(first.handle);
     EXPECT_EQ(write(200), 0U);
 }
 
 TEST_F(SampleQueueTest, OnlySoManyCanBeAcquired) {
     write(100);
     for (std::size_t handle = 0; handle < SampleQueue::handles; ++handle)
-        EXPECT_EQ(queue_.acquire(1, Clock::now()).outcome, Outcome::samples);
+        EXPECT_EQ(queue.acquire(1, Clock::now()).outcome, Outcome::samples);
     const auto begin = Clock::now();
-    EXPECT_EQ(queue_.acquire(1, begin + 20ms).outcome, Outcome::timeOut);
+    EXPECT_EQ(queue.acquire(1, begin + 20ms).outcome, Outcome::timeOut);
     EXPECT_GE(Clock::now() - begin, 20ms);
-    queue_.release(0);
-    EXPECT_EQ(queue_.acquire(1, Clock::now()).outcome, Outcome::samples);
+    queue.release(0);
+    EXPECT_EQ(queue.acquire(1, Clock::now()).outcome, Outcome::samples);
 }
 
 TEST_F(SampleQueueTest, WhatIsHeldComesWhenItsTimeHasCome) {
-    queue_.holdUntil(Clock::now() + 50ms);
+    queue.holdUntil(Clock::now() + 50ms);
     write(100);
     EXPECT_EQ(read(100).outcome, Outcome::timeOut);
     expectPairs(read(100, longest), 0, 100);
@@ -152,10 +152,10 @@ TEST_F(SampleQueueTest, WhatIsHeldComesWhenItsTimeHasCome) {
 
 TEST_F(SampleQueueTest, WhatIsHeldCanBeTakenBack) {
     write(100, 1000);
-    queue_.holdUntil(Clock::now() + 1h);
+    queue.holdUntil(Clock::now() + 1h);
     write(100, 2000, true);
-    queue_.discardHeld();
-    queue_.holdUntil(Clock::now());
+    queue.discardHeld();
+    queue.holdUntil(Clock::now());
     write(100, 3000, true);
     expectPairs(read(100), 0, 100);
     EXPECT_EQ(read(100).outcome, Outcome::lost);
@@ -167,7 +167,7 @@ TEST_F(SampleQueueTest, WhatIsHeldCanBeTakenBack) {
 TEST_F(SampleQueueTest, ClosingWakesTheReader) {
     std::thread closer([this] {
         std::this_thread::sleep_for(20ms);
-        queue_.close();
+        queue.close();
     });
     EXPECT_EQ(read(1, longest).outcome, Outcome::timeOut);
     closer.join();
@@ -176,10 +176,10 @@ TEST_F(SampleQueueTest, ClosingWakesTheReader) {
 }
 
 TEST_F(SampleQueueTest, AReaderMayWaitForTheOpening) {
-    queue_.close();
+    queue.close();
     std::thread opener([this] {
         std::this_thread::sleep_for(20ms);
-        queue_.open();
+        queue.open();
         write(100);
     });
     expectPairs(read(100, longest), 0, 100);
@@ -187,7 +187,7 @@ TEST_F(SampleQueueTest, AReaderMayWaitForTheOpening) {
 }
 
 TEST_F(SampleQueueTest, GivesUpAfterTheLimitAndThenWithoutHaste) {
-    queue_.setGiveUp(50ms);
+    queue.setGiveUp(50ms);
     EXPECT_EQ(read(1, longest).outcome, Outcome::gaveUp);
     const auto begin = Clock::now();
     EXPECT_EQ(read(1, longest).outcome, Outcome::gaveUp);
@@ -201,19 +201,19 @@ TEST_F(SampleQueueTest, NothingIsMixedUpBetweenTwoThreads) {
     constexpr std::size_t total = 3 * SampleQueue::capacity;
     std::thread writer([this] {
         for (std::size_t written = 0; written < total; written += 1024) {
-            while (queue_.dropped() == 0 && written >= read_ + SampleQueue::capacity)
+            while (queue.dropped() == 0 && written >= pairsRead + SampleQueue::capacity)
                 std::this_thread::yield();
             write(1024);
         }
     });
-    while (read_ < total) {
+    while (pairsRead < total) {
         const auto piece =
-            queue_.acquire(std::min<std::size_t>(1000, total - read_), Clock::now() + longest);
+            queue.acquire(std::min<std::size_t>(1000, total - pairsRead), Clock::now() + longest);
         ASSERT_EQ(piece.outcome, Outcome::samples);
         for (std::size_t at = 0; at < piece.samples.size(); at += 97)
-            ASSERT_EQ(piece.samples[at], static_cast<std::int16_t>(read_ + at / 2));
-        queue_.release(piece.handle);
-        read_ += piece.samples.size() / 2;
+            ASSERT_EQ(piece.samples[at], static_cast<std::int16_t>(pairsRead + at / 2));
+        queue.release(piece.handle);
+        pairsRead += piece.samples.size() / 2;
     }
     writer.join();
 }

@@ -18,13 +18,13 @@ std::int64_t after(std::int64_t datagrams) {
 
 class StreamTimesTest : public testing::Test {
 protected:
-    StreamTimesTest() { times_.stamp(0, 8, begin); }
+    StreamTimesTest() { times.stamp(0, 8, begin); }
 
-    StreamTimes times_{768000};
+    StreamTimes times{768000};
 };
 
 TEST_F(StreamTimesTest, SamplesCountAndNotArrivals) {
-    const auto stamp = times_.stamp(8, 8, after(8) + 12'345);
+    const auto stamp = times.stamp(8, 8, after(8) + 12'345);
     EXPECT_NEAR(stamp.nanoseconds, after(8), 1);
     EXPECT_FALSE(stamp.broken);
 }
@@ -39,25 +39,25 @@ TEST_F(StreamTimesTest, RoundingsDoNotAddUp) {
 }
 
 TEST_F(StreamTimesTest, ALossIsAsLongAsTheNumbersSay) {
-    const auto stamp = times_.stamp(108, 8, after(108) + second / 2);
+    const auto stamp = times.stamp(108, 8, after(108) + second / 2);
     EXPECT_NEAR(stamp.nanoseconds, after(108), 1);
     EXPECT_TRUE(stamp.broken);
-    EXPECT_FALSE(times_.stamp(116, 8, after(116)).broken);
+    EXPECT_FALSE(times.stamp(116, 8, after(116)).broken);
 }
 
 // By its numbers 30 s are 8 s.
 TEST_F(StreamTimesTest, ALossBeyondTheWrapGoesByTheClock) {
-    const auto stamp = times_.stamp(90000 % wrap, 8, after(90000));
+    const auto stamp = times.stamp(90000 % wrap, 8, after(90000));
     EXPECT_NEAR(stamp.nanoseconds, after(90000), 1);
     EXPECT_TRUE(stamp.broken);
 }
 
 TEST_F(StreamTimesTest, ANewBeginningGoesByTheClock) {
-    times_.restart();
-    const auto stamp = times_.stamp(8, 8, after(3000));
+    times.restart();
+    const auto stamp = times.stamp(8, 8, after(3000));
     EXPECT_NEAR(stamp.nanoseconds, after(3000), 1);
     EXPECT_TRUE(stamp.broken);
-    EXPECT_NEAR(times_.stamp(16, 8, after(3008)).nanoseconds, after(3008), 1);
+    EXPECT_NEAR(times.stamp(16, 8, after(3008)).nanoseconds, after(3008), 1);
 }
 
 TEST_F(StreamTimesTest, ABeginningBeforeTheFirstIsNoLoss) {
@@ -68,26 +68,26 @@ TEST_F(StreamTimesTest, ABeginningBeforeTheFirstIsNoLoss) {
 
 // A receiver that stood still uses no numbers up.
 TEST_F(StreamTimesTest, SilenceIsALoss) {
-    const auto stamp = times_.stamp(8, 8, begin + 10 * second);
+    const auto stamp = times.stamp(8, 8, begin + 10 * second);
     EXPECT_EQ(stamp.nanoseconds, begin + 10 * second);
     EXPECT_TRUE(stamp.broken);
 }
 
 TEST_F(StreamTimesTest, AStallOfTheNetworkIsNone) {
-    EXPECT_FALSE(times_.stamp(8, 8, begin + second).broken);
+    EXPECT_FALSE(times.stamp(8, 8, begin + second).broken);
 }
 
 TEST_F(StreamTimesTest, TimeNeverRunsBackwards) {
-    times_.restart();
-    const auto stamp = times_.stamp(8, 8, begin - 5 * second);
+    times.restart();
+    const auto stamp = times.stamp(8, 8, begin - 5 * second);
     EXPECT_NEAR(stamp.nanoseconds, after(8), 1);
     EXPECT_TRUE(stamp.broken);
 }
 
 TEST_F(StreamTimesTest, AnotherRateHoldsFromThereOn) {
-    times_.setRate(384000);
-    EXPECT_NEAR(times_.stamp(8, 8, after(16)).nanoseconds, after(16), 1);
-    EXPECT_NEAR(times_.stamp(16, 8, after(32)).nanoseconds, after(32), 1);
+    times.setRate(384000);
+    EXPECT_NEAR(times.stamp(8, 8, after(16)).nanoseconds, after(16), 1);
+    EXPECT_NEAR(times.stamp(16, 8, after(32)).nanoseconds, after(32), 1);
 }
 
 // Ten million pairs a second: the numbers wrap after 1.7 s.

@@ -18,14 +18,14 @@ std::vector<std::int16_t> pairs(std::size_t count) {
 class BandTest : public testing::Test {
 protected:
     BandTest() {
-        band_.setFrequency(7100000);
-        band_.setRate(768000);
+        band.setFrequency(7100000);
+        band.setRate(768000);
     }
-    void write(std::size_t count) { band_.write(pairs(count), Clock::now()); }
-    BlockPointer next() { return band_.blocks().take(reader_); }
+    void write(std::size_t count) { band.write(pairs(count), Clock::now()); }
+    BlockPointer next() { return band.blocks().take(reader); }
 
-    Band band_;
-    std::uint64_t reader_ = 0;
+    Band band;
+    std::uint64_t reader = 0;
 };
 
 TEST_F(BandTest, GivesOutBlocksOfTwoMilliseconds) {
@@ -44,7 +44,7 @@ TEST_F(BandTest, GivesOutBlocksOfTwoMilliseconds) {
 
 TEST_F(BandTest, TellsWhatIsMissingBeforeABlock) {
     write(256);
-    band_.lose(512);
+    band.lose(512);
     write(1536);
     EXPECT_EQ(next()->pairs(), 256U);
     const BlockPointer after = next();
@@ -55,7 +55,7 @@ TEST_F(BandTest, TellsWhatIsMissingBeforeABlock) {
 
 TEST_F(BandTest, NeverMixesTwoFrequenciesInABlock) {
     write(256);
-    band_.setFrequency(7200000);
+    band.setFrequency(7200000);
     write(1536);
     EXPECT_EQ(next()->frequency, 7100000U);
     const BlockPointer after = next();
@@ -65,9 +65,9 @@ TEST_F(BandTest, NeverMixesTwoFrequenciesInABlock) {
 
 TEST_F(BandTest, BeginsAnewWithAnotherRateAndWithARestart) {
     write(1536);
-    band_.setRate(912000);
+    band.setRate(912000);
     write(2048);
-    band_.restart();
+    band.restart();
     write(2048);
     next();
     EXPECT_TRUE(next()->fresh);
@@ -77,35 +77,35 @@ TEST_F(BandTest, BeginsAnewWithAnotherRateAndWithARestart) {
 TEST_F(BandTest, MakesTheTransformOnlyWhileItIsUsed) {
     write(30720);
     std::uint64_t reader = 0;
-    band_.settle();
-    EXPECT_EQ(band_.spectra().take(reader), nullptr);
+    band.settle();
+    EXPECT_EQ(band.spectra().take(reader), nullptr);
     {
-        const Band::TransformUse use(band_);
+        const Band::TransformUse use(band);
         for (int at = 0; at < 11; ++at)
             write(1536);
-        band_.settle();
-        const SpectrumPointer spectrum = band_.spectra().take(reader);
+        band.settle();
+        const SpectrumPointer spectrum = band.spectra().take(reader);
         ASSERT_NE(spectrum, nullptr);
         EXPECT_EQ(spectrum->position, 30720);
         EXPECT_EQ(spectrum->bins.size(), 19200U);
     }
     for (int at = 0; at < 11; ++at)
         write(1536);
-    band_.settle();
-    EXPECT_EQ(band_.spectra().take(reader), nullptr);
+    band.settle();
+    EXPECT_EQ(band.spectra().take(reader), nullptr);
 }
 
 TEST_F(BandTest, SaysWhatIsNew) {
     std::atomic<int> blocks{0};
     std::atomic<int> spectra{0};
-    band_.onWritten([&](bool newBlocks, bool newSpectrum) {
+    band.onWritten([&](bool newBlocks, bool newSpectrum) {
         blocks += newBlocks ? 1 : 0;
         spectra += newSpectrum ? 1 : 0;
     });
-    const Band::TransformUse use(band_);
+    const Band::TransformUse use(band);
     for (int at = 0; at < 20; ++at)
         write(1536);
-    band_.settle();
+    band.settle();
     EXPECT_EQ(blocks, 20);
     EXPECT_EQ(spectra, 2);
 }

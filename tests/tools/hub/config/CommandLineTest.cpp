@@ -20,12 +20,12 @@ ParsedCommandLine parse(std::vector<const char*> arguments, const std::string& u
 class CommandLineTest : public testing::Test {
 protected:
     std::string file(const std::string& content) {
-        const std::string name = folder_.path() / "hub.conf";
+        std::string name = folder.path() / "hub.conf";
         std::ofstream(name) << content;
         return name;
     }
 
-    test::TemporaryFolder folder_;
+    test::TemporaryFolder folder;
 };
 
 TEST_F(CommandLineTest, HasDefaults) {

@@ -22,19 +22,19 @@ using testing::HasSubstr;
 class StatusTest : public testing::Test {
 protected:
     StatusTest() {
-        listener_->setRate(48000);
-        listener_->run(true);
-        listener_->sent(100, 400);
-        listener_->dropped(3);
-        hub_.receiver.setFigures({.received = 1000, .lostOnNetwork = 20, .lostInHub = 1});
+        listener->setRate(48000);
+        listener->run(true);
+        listener->sent(100, 400);
+        listener->dropped(3);
+        parts.receiver.setFigures({.received = 1000, .lostOnNetwork = 20, .lostInHub = 1});
     }
 
-    test::HubParts hub_;
-    std::unique_ptr<Listener> listener_ = hub_.join("192.0.2.\"7\n");
+    test::HubParts parts;
+    std::unique_ptr<Listener> listener = parts.join("192.0.2.\"7\n");
 };
 
 TEST_F(StatusTest, IsOneLineOfJson) {
-    const std::string text = statusJson(hub_.receiver);
+    const std::string text = statusJson(parts.receiver);
     EXPECT_EQ(text.find('\n'), std::string::npos);
     const auto json = nlohmann::json::parse(text);
     EXPECT_EQ(json["receiver"]["name"], "AirSpyHF+");
@@ -47,7 +47,7 @@ TEST_F(StatusTest, IsOneLineOfJson) {
 }
 
 TEST_F(StatusTest, IsWhatPrometheusReads) {
-    const std::string text = statusMetrics(hub_.receiver);
+    const std::string text = statusMetrics(parts.receiver);
     EXPECT_THAT(text, HasSubstr("# TYPE feedline_hub_lost_pairs_total counter\n"
                                 "feedline_hub_lost_pairs_total{place=\"network\"} 20\n"));
     EXPECT_THAT(text, HasSubstr("\nfeedline_hub_frequency_hertz 7100000\n"));
@@ -57,12 +57,12 @@ TEST_F(StatusTest, IsWhatPrometheusReads) {
 }
 
 TEST_F(StatusTest, IsPutIntoWordsForPeople) {
-    const std::string text = statusText(statusJson(hub_.receiver));
+    const std::string text = statusText(statusJson(parts.receiver));
     EXPECT_THAT(text, HasSubstr("AirSpyHF+, running, 7.100000 MHz, 768000 IQ pairs a second\n"));
     EXPECT_THAT(text, HasSubstr("1 listener\n"));
     EXPECT_THAT(text, HasSubstr("48000/s  lost 3"));
-    hub_.receiver.setState({});
-    EXPECT_THAT(statusText(statusJson(hub_.receiver)), HasSubstr("The server is not there.\n"));
+    parts.receiver.setState({});
+    EXPECT_THAT(statusText(statusJson(parts.receiver)), HasSubstr("The server is not there.\n"));
     EXPECT_ANY_THROW(statusText("{}"));
     EXPECT_ANY_THROW(statusText("no json"));
 }

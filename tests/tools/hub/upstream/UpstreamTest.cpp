@@ -36,22 +36,22 @@ Bytes frequencyMessage(std::uint32_t hertz) {
 class UpstreamTest : public testing::Test {
 protected:
     UpstreamTest() {
-        configuration_.serverPort = server_.port();
-        configuration_.rate = 768000;
-        configuration_.linger = 0;
+        configuration.serverPort = server.port();
+        configuration.rate = 768000;
+        configuration.linger = 0;
     }
 
     void begin() {
-        receiver_.emplace(band_, configuration_);
-        upstream_.emplace(band_, *receiver_, configuration_);
+        receiver.emplace(band, configuration);
+        upstream.emplace(band, *receiver, configuration);
     }
     std::unique_ptr<Listener> join() {
-        return receiver_->join(
+        return receiver->join(
             {.output = "native", .address = "127.0.0.1", .detail = {}, .channel = {}, .wake = {}});
     }
     std::size_t countOf(const Bytes& beginning) {
         std::size_t count = 0;
-        for (const Bytes& message : server_.messages())
+        for (const Bytes& message : server.messages())
             count += std::ranges::mismatch(beginning, message).in1 == beginning.end() ? 1 : 0;
         return count;
     }
@@ -59,61 +59,61 @@ protected:
     void sendSamples(std::chrono::milliseconds length) {
         const auto begin = Clock::now();
         for (std::uint16_t number = 0; Clock::now() - begin < length; ++number) {
-            server_.sendDatagram(number);
+            server.sendDatagram(number);
             std::this_thread::sleep_until(begin + (number + 1) * std::chrono::nanoseconds(333333));
         }
     }
 
-    test::TemporaryFolder folder_;
-    ScriptedServer server_;
-    Configuration configuration_;
-    Band band_;
-    std::optional<Receiver> receiver_;
-    std::optional<Upstream> upstream_;
+    test::TemporaryFolder folder;
+    ScriptedServer server;
+    Configuration configuration;
+    Band band;
+    std::optional<Receiver> receiver;
+    std::optional<Upstream> upstream;
 };
 
 TEST_F(UpstreamTest, SaysWhoTheServerIs) {
     begin();
-    ASSERT_TRUE(waitUntil([&] { return receiver_->state().connected; }));
-    EXPECT_EQ(receiver_->state().name, "AirSpyHF+");
-    EXPECT_EQ(receiver_->state().serial, "123456789");
-    EXPECT_EQ(receiver_->state().rate, 768000U);
+    ASSERT_TRUE(waitUntil([&] { return receiver->state().connected; }));
+    EXPECT_EQ(receiver->state().name, "AirSpyHF+");
+    EXPECT_EQ(receiver->state().serial, "123456789");
+    EXPECT_EQ(receiver->state().rate, 768000U);
 }
 
 TEST_F(UpstreamTest, TunesAtTheStartSoThatTheFrequencyIsKnown) {
     begin();
-    EXPECT_TRUE(server_.waitForMessage(frequencyMessage(7100000)));
-    ASSERT_TRUE(waitUntil([&] { return receiver_->state().frequency == 7100000; }));
-    EXPECT_EQ(band_.tuned().frequency, 7100000U);
+    EXPECT_TRUE(server.waitForMessage(frequencyMessage(7100000)));
+    ASSERT_TRUE(waitUntil([&] { return receiver->state().frequency == 7100000; }));
+    EXPECT_EQ(band.tuned().frequency, 7100000U);
 }
 
 TEST_F(UpstreamTest, TunesToTheConfiguredFrequency) {
-    configuration_.frequency = 14100000;
+    configuration.frequency = 14100000;
     begin();
-    EXPECT_TRUE(server_.waitForMessage(frequencyMessage(14100000)));
+    EXPECT_TRUE(server.waitForMessage(frequencyMessage(14100000)));
 }
 
 TEST_F(UpstreamTest, RunsTheReceiverWhileAnybodyListens) {
     begin();
-    ASSERT_TRUE(waitUntil([&] { return receiver_->state().connected; }));
+    ASSERT_TRUE(waitUntil([&] { return receiver->state().connected; }));
     EXPECT_EQ(countOf(run), 0U);
     auto listener = join();
     listener->run(true);
-    EXPECT_TRUE(server_.waitForRun());
+    EXPECT_TRUE(server.waitForRun());
     listener.reset();
-    EXPECT_TRUE(server_.waitForStop());
+    EXPECT_TRUE(server.waitForStop());
 }
 
 TEST_F(UpstreamTest, LetsItLinger) {
-    configuration_.linger = 1000;
+    configuration.linger = 1000;
     begin();
     auto listener = join();
     listener->run(true);
-    EXPECT_TRUE(server_.waitForRun());
+    EXPECT_TRUE(server.waitForRun());
     listener.reset();
     listener = join();
     listener->tune(20000000); // Something that is done after the stop would have been.
-    EXPECT_TRUE(server_.waitForMessage(frequencyMessage(20000000)));
+    EXPECT_TRUE(server.waitForMessage(frequencyMessage(20000000)));
     EXPECT_EQ(countOf(stop), 0U);
 }
 
@@ -121,29 +121,29 @@ TEST_F(UpstreamTest, StopsTheReceiverAtTheEnd) {
     begin();
     const auto listener = join();
     listener->run(true);
-    EXPECT_TRUE(server_.waitForRun());
-    upstream_.reset();
+    EXPECT_TRUE(server.waitForRun());
+    upstream.reset();
     EXPECT_TRUE(waitUntil([&] { return countOf(stop) == 1U; }));
 }
 
 TEST_F(UpstreamTest, FollowsTheTuningRule) {
     begin();
-    ASSERT_TRUE(waitUntil([&] { return receiver_->state().connected; }));
+    ASSERT_TRUE(waitUntil([&] { return receiver->state().connected; }));
     const auto listener = join();
     listener->tune(21000000);
-    EXPECT_TRUE(server_.waitForMessage(frequencyMessage(21000000)));
-    EXPECT_TRUE(waitUntil([&] { return band_.tuned().frequency == 21000000; }));
+    EXPECT_TRUE(server.waitForMessage(frequencyMessage(21000000)));
+    EXPECT_TRUE(waitUntil([&] { return band.tuned().frequency == 21000000; }));
 }
 
 TEST_F(UpstreamTest, PassesOnWhatIsReceivedWithItsGaps) {
     begin();
     const auto listener = join();
     listener->run(true);
-    ASSERT_TRUE(server_.waitForRun());
+    ASSERT_TRUE(server.waitForRun());
     for (std::uint16_t number = 0; number < 6; ++number)
-        server_.sendDatagram(number, ScriptedServer::Samples{1, 2, 3});
+        server.sendDatagram(number, ScriptedServer::Samples{1, 2, 3});
     for (std::uint16_t number = 8; number < 100; ++number) // more than is waited for the missing
-        server_.sendDatagram(number);
+        server.sendDatagram(number);
     std::vector<std::int16_t> buffer(200000);
     std::size_t heard = 0;
     std::uint64_t lost = 0;
@@ -151,52 +151,52 @@ TEST_F(UpstreamTest, PassesOnWhatIsReceivedWithItsGaps) {
         const Reading reading = listener->read(std::span(buffer).subspan(2 * heard));
         heard += reading.pairs;
         lost += reading.lost;
-        return heard >= 80 * 256;
+        return heard >= std::size_t{80} * 256;
     }));
     EXPECT_EQ(lost, 2U * 256);
     EXPECT_EQ(std::vector(buffer.begin(), buffer.begin() + 3),
               (std::vector<std::int16_t>{1, 2, 3}));
-    EXPECT_TRUE(waitUntil([&] { return receiver_->figures().lostOnNetwork == 512; }));
+    EXPECT_TRUE(waitUntil([&] { return receiver->figures().lostOnNetwork == 512; }));
 }
 
 TEST_F(UpstreamTest, MeasuresTheRateBeforeAnybodyComes) {
-    configuration_.rate.reset();
+    configuration.rate.reset();
     begin();
-    ASSERT_TRUE(server_.waitForRun());
+    ASSERT_TRUE(server.waitForRun());
     sendSamples(std::chrono::milliseconds(1500));
-    ASSERT_TRUE(waitUntil([&] { return receiver_->state().rate != 0; }));
-    EXPECT_EQ(receiver_->state().rate, 768000U);
-    EXPECT_EQ(band_.tuned().rate, 768000U);
-    EXPECT_TRUE(server_.waitForStop());
+    ASSERT_TRUE(waitUntil([&] { return receiver->state().rate != 0; }));
+    EXPECT_EQ(receiver->state().rate, 768000U);
+    EXPECT_EQ(band.tuned().rate, 768000U);
+    EXPECT_TRUE(server.waitForStop());
 }
 
 TEST_F(UpstreamTest, TriesStopAndRunAndThenTheCommandWhenTheStreamIsSilent) {
-    configuration_.onSilence = "echo silent >> " + folder_.file("said");
+    configuration.onSilence = "echo silent >> " + folder.file("said");
     begin();
     const auto listener = join();
     listener->run(true);
-    ASSERT_TRUE(server_.waitForRun());
-    EXPECT_TRUE(server_.waitForStop());
-    EXPECT_TRUE(receiver_->state().silent);
-    EXPECT_FALSE(folder_.has("said"));
-    ASSERT_TRUE(waitUntil([&] { return folder_.has("said"); }));
+    ASSERT_TRUE(server.waitForRun());
+    EXPECT_TRUE(server.waitForStop());
+    EXPECT_TRUE(receiver->state().silent);
+    EXPECT_FALSE(folder.has("said"));
+    ASSERT_TRUE(waitUntil([&] { return folder.has("said"); }));
     EXPECT_EQ(countOf(run), 2U);
-    ASSERT_TRUE(waitUntil([&] { return receiver_->figures().silences == 1; }));
-    server_.sendDatagram(0);
-    EXPECT_TRUE(waitUntil([&] { return !receiver_->state().silent; }));
-    EXPECT_TRUE(waitUntil([&] { return receiver_->figures().longestSilence > 3; }));
+    ASSERT_TRUE(waitUntil([&] { return receiver->figures().silences == 1; }));
+    server.sendDatagram(0);
+    EXPECT_TRUE(waitUntil([&] { return !receiver->state().silent; }));
+    EXPECT_TRUE(waitUntil([&] { return receiver->figures().longestSilence > 3; }));
 }
 
 TEST_F(UpstreamTest, SaysThatTheServerHasGone) {
     begin();
-    ASSERT_TRUE(waitUntil([&] { return receiver_->state().connected; }));
-    server_.hangUp();
-    EXPECT_TRUE(waitUntil([&] { return !receiver_->state().connected; }));
+    ASSERT_TRUE(waitUntil([&] { return receiver->state().connected; }));
+    server.hangUp();
+    EXPECT_TRUE(waitUntil([&] { return !receiver->state().connected; }));
 }
 
 TEST_F(UpstreamTest, SaysWhenItsPortIsTaken) {
     begin();
-    EXPECT_THROW(Upstream(band_, *receiver_, configuration_), client::Failure);
+    EXPECT_THROW(Upstream(band, *receiver, configuration), client::Failure);
 }
 
 // The answer to the first question never comes.

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cairo.h>
+#include <cstddef>
 
 using namespace feedline::probe;
 using feedline::test::TemporaryFolder;
@@ -30,8 +31,8 @@ public:
     int width() const { return cairo_image_surface_get_width(surface_); }
     int height() const { return cairo_image_surface_get_height(surface_); }
     std::uint32_t pixel(int x, int y) const {
-        const unsigned char* row =
-            cairo_image_surface_get_data(surface_) + y * cairo_image_surface_get_stride(surface_);
+        const unsigned char* row = cairo_image_surface_get_data(surface_) +
+                                   std::ptrdiff_t{y} * cairo_image_surface_get_stride(surface_);
         return reinterpret_cast<const std::uint32_t*>(row)[x] & 0xFFFFFFU;
     }
     int brightness(int x, int y) const {
@@ -46,28 +47,28 @@ private:
 class PlotTest : public testing::Test {
 protected:
     PlotTest() {
-        facts_.target = "AirSpyHF+";
-        facts_.frequency = 7100000;
-        total_.axisRate = rate;
-        power_.power.assign(bins, 1e-10);
-        power_.power[carrierBin] = 1e-2;
-        power_.frames = 1;
+        facts.target = "AirSpyHF+";
+        facts.frequency = 7100000;
+        total.axisRate = rate;
+        power.power.assign(bins, 1e-10);
+        power.power[carrierBin] = 1e-2;
+        power.frames = 1;
         for (std::int64_t row = 0; row < 400; ++row)
             if (row < 100 || row >= 200)
-                history_.add(row * history_.pairsPerRow(), power_);
-        total_.carrier = strongestCarrier(power_.average(), rate);
+                history.add(row * history.pairsPerRow(), power);
+        total.carrier = strongestCarrier(power.average(), rate);
     }
 
-    StreamFacts facts_;
-    Figures total_;
-    PowerSum power_;
-    WaterfallHistory history_;
-    TemporaryFolder folder_;
+    StreamFacts facts;
+    Figures total;
+    PowerSum power;
+    WaterfallHistory history;
+    TemporaryFolder folder;
 };
 
 TEST_F(PlotTest, ShowsTheCarrierWhereItIs) {
-    const std::string name = folder_.file("a.png");
-    PlotOutput(name, false).write(facts_, total_, power_.average(), history_);
+    const std::string name = folder.file("a.png");
+    PlotOutput(name, false).write(facts, total, power.average(), history);
     const Picture picture(name);
     EXPECT_EQ(picture.width(), plot::width);
     EXPECT_EQ(picture.height(), plot::height);
@@ -79,8 +80,8 @@ TEST_F(PlotTest, ShowsTheCarrierWhereItIs) {
 }
 
 TEST_F(PlotTest, WhatWasNotReceivedIsGrey) {
-    const std::string name = folder_.file("a.png");
-    PlotOutput(name, false).write(facts_, total_, power_.average(), history_);
+    const std::string name = folder.file("a.png");
+    PlotOutput(name, false).write(facts, total, power.average(), history);
     const Picture picture(name);
     const int x = plot::waterfall.x + 40;
     const int height = plot::waterfall.height;
@@ -90,25 +91,25 @@ TEST_F(PlotTest, WhatWasNotReceivedIsGrey) {
 }
 
 TEST_F(PlotTest, NeverDrawnLeavesNoFile) {
-    { const PlotOutput output(folder_.file("a.png"), false); }
-    EXPECT_TRUE(folder_.empty());
+    { const PlotOutput output(folder.file("a.png"), false); }
+    EXPECT_TRUE(folder.empty());
 }
 
 TEST_F(PlotTest, AnExistingFileIsKeptUnlessForced) {
-    const std::string name = folder_.file("a.png");
-    PlotOutput(name, false).write(facts_, total_, power_.average(), history_);
+    const std::string name = folder.file("a.png");
+    PlotOutput(name, false).write(facts, total, power.average(), history);
     EXPECT_THROW(PlotOutput(name, false), Failure);
-    const auto before = folder_.size("a.png");
+    const auto before = folder.size("a.png");
     { const PlotOutput output(name, true); }
-    EXPECT_EQ(folder_.size("a.png"), before);
-    facts_.frequency.reset();
-    PlotOutput(name, true).write(facts_, total_, power_.average(), history_);
-    EXPECT_TRUE(folder_.has("a.png"));
+    EXPECT_EQ(folder.size("a.png"), before);
+    facts.frequency.reset();
+    PlotOutput(name, true).write(facts, total, power.average(), history);
+    EXPECT_TRUE(folder.has("a.png"));
 }
 
 TEST_F(PlotTest, NoSuchFolder) {
-    EXPECT_THROW(PlotOutput(folder_.file("nowhere/a.png"), false), Failure);
-    EXPECT_THROW(PlotOutput(folder_.file("nowhere/a.png"), true), Failure);
+    EXPECT_THROW(PlotOutput(folder.file("nowhere/a.png"), false), Failure);
+    EXPECT_THROW(PlotOutput(folder.file("nowhere/a.png"), true), Failure);
 }
 
 } // namespace

@@ -49,16 +49,16 @@ std::size_t firstMark(const std::string& line) {
 class TerminalViewTest : public testing::TestWithParam<ColourDepth> {
 protected:
     TerminalViewTest() {
-        facts_.frequency = 7100000;
-        figures_.axisRate = 768000;
+        facts.frequency = 7100000;
+        figures.axisRate = 768000;
     }
     std::vector<std::string> frame(int width, int height, std::size_t bin = bins / 2) {
-        return lines(view_.frame(facts_, figures_, spectrumWithCarrier(bin), width, height));
+        return lines(view.frame(facts, figures, spectrumWithCarrier(bin), width, height));
     }
-    StreamFacts facts_;
-    Figures figures_;
-    std::ostringstream out_;
-    TerminalView view_{out_, GetParam()};
+    StreamFacts facts;
+    Figures figures;
+    std::ostringstream out;
+    TerminalView view{out, GetParam()};
 };
 
 TEST_P(TerminalViewTest, FillsTheTerminalExactly) {

@@ -13,7 +13,6 @@
 
 using namespace feedline::probe;
 using feedline::test::batchOf;
-using feedline::test::datagramAt;
 using feedline::test::FileSizeLimit;
 using feedline::test::TemporaryFolder;
 using Json = nlohmann::json;
@@ -26,7 +25,7 @@ protected:
     make(const char* name, std::optional<double> rate = 768000,
          std::size_t queueLimit = feedline::client::BatchQueue::usualLimit) {
         return std::make_unique<Recorder>(
-            folder_.file(name), false, rate, [this] { ++failures_; }, queueLimit);
+            folder.file(name), false, rate, [this] { ++failures; }, queueLimit);
     }
     static RecordingOutcome finish(Recorder& recorder) {
         recorder.queue().close();
@@ -34,7 +33,7 @@ protected:
     }
     // The value that all samples of each recorded datagram have.
     std::vector<int> recorded() const {
-        const std::string bytes = folder_.content("a.sigmf-data");
+        const std::string bytes = folder.content("a.sigmf-data");
         std::vector<int> values;
         for (std::size_t at = 0; at + feedline::datagram::sampleBytes <= bytes.size();
              at += feedline::datagram::sampleBytes)
@@ -42,10 +41,10 @@ protected:
                              (static_cast<std::uint8_t>(bytes[at + 1]) << 8));
         return values;
     }
-    Json annotations() const { return Json::parse(folder_.content("a.sigmf-meta"))["annotations"]; }
+    Json annotations() const { return Json::parse(folder.content("a.sigmf-meta"))["annotations"]; }
 
-    TemporaryFolder folder_;
-    std::atomic<int> failures_ = 0;
+    TemporaryFolder folder;
+    std::atomic<int> failures = 0;
 };
 
 TEST_F(RecorderTest, GapsAreZerosAndRemarkedOn) {
@@ -85,7 +84,7 @@ TEST_F(RecorderTest, MeasuresTheRateWhenItIsNotGiven) {
     for (std::int64_t position = 1; position < 8000; ++position)
         recorder->queue().push(batchOf({position}));
     EXPECT_EQ(finish(*recorder).pairs, 7999U * 256);
-    const Json meta = Json::parse(folder_.content("a.sigmf-meta"));
+    const Json meta = Json::parse(folder.content("a.sigmf-meta"));
     EXPECT_EQ(meta["global"]["core:sample_rate"], 768000);
     EXPECT_EQ(meta["captures"][0]["core:datetime"], "2025-11-21T10:00:00.250333Z");
     EXPECT_EQ(meta["captures"][0].count("core:frequency"), 0U);
@@ -105,13 +104,13 @@ TEST_F(RecorderTest, NothingReceivedLeavesNoFile) {
         recorder->start("AirSpyHF+", {});
         EXPECT_EQ(finish(*recorder).pairs, 0U);
     }
-    EXPECT_TRUE(folder_.empty());
+    EXPECT_TRUE(folder.empty());
 }
 
 TEST_F(RecorderTest, NeverStartedLeavesNoFile) {
     make("a.sigmf");
     make("a.wav");
-    EXPECT_TRUE(folder_.empty());
+    EXPECT_TRUE(folder.empty());
 }
 
 TEST_F(RecorderTest, FullDiskEndsTheRecordingOnceAndClearly) {
@@ -127,8 +126,8 @@ TEST_F(RecorderTest, FullDiskEndsTheRecordingOnceAndClearly) {
     ASSERT_TRUE(outcome.failure);
     EXPECT_NE(outcome.failure->find("a.sigmf-data': File too large"), std::string::npos);
     EXPECT_EQ(outcome.pairs, 10U * 256);
-    EXPECT_EQ(failures_, 1);
-    EXPECT_EQ(folder_.size("a.sigmf-data"), 10U * 1024);
+    EXPECT_EQ(failures, 1);
+    EXPECT_EQ(folder.size("a.sigmf-data"), 10U * 1024);
     EXPECT_EQ(annotations().size(), 0U);
 }
 

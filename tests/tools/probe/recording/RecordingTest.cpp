@@ -69,10 +69,10 @@ ExitStatus fillDisk(Recording& recording) {
 class RecordingTest : public testing::Test {
 protected:
     std::unique_ptr<Recording> create(const std::string& name, bool force = false) const {
-        return Recording::create(folder_.file(name), force);
+        return Recording::create(folder.file(name), force);
     }
-    Json meta() const { return Json::parse(folder_.content("a.sigmf-meta")); }
-    TemporaryFolder folder_;
+    Json meta() const { return Json::parse(folder.content("a.sigmf-meta")); }
+    TemporaryFolder folder;
 };
 
 TEST_F(RecordingTest, KnowsItsNames) {
@@ -88,7 +88,7 @@ TEST_F(RecordingTest, SigmfHoldsTheSamplesAndWhatTheyMean) {
     recording->write(ramp(512));
     recording->annotate(128, 256, "datagrams lost");
     recording->finish();
-    EXPECT_EQ(littleEndianEntries(folder_.content("a.sigmf-data")), ramp(512));
+    EXPECT_EQ(littleEndianEntries(folder.content("a.sigmf-data")), ramp(512));
     EXPECT_EQ(meta()["global"]["core:datatype"], "ci16_le");
     EXPECT_EQ(meta()["global"]["core:version"], "1.0.0");
     EXPECT_EQ(meta()["global"]["core:sample_rate"], 768000);
@@ -100,7 +100,7 @@ TEST_F(RecordingTest, SigmfHoldsTheSamplesAndWhatTheyMean) {
     EXPECT_EQ(meta()["annotations"][0]["core:sample_start"], 128);
     EXPECT_EQ(meta()["annotations"][0]["core:sample_count"], 256);
     EXPECT_EQ(meta()["annotations"][0]["core:label"], "datagrams lost");
-    EXPECT_FALSE(folder_.has("a.sigmf-meta.part"));
+    EXPECT_FALSE(folder.has("a.sigmf-meta.part"));
 }
 
 TEST_F(RecordingTest, SigmfCanBeReadBeforeItIsFinished) {
@@ -116,13 +116,13 @@ TEST_F(RecordingTest, WavHoldsTheSamples) {
     recording->write(ramp(512));
     recording->write(ramp(512));
     recording->finish();
-    const Wav wav(folder_.file("a.wav"));
+    const Wav wav(folder.file("a.wav"));
     EXPECT_EQ(wav.info.samplerate, 768000);
     EXPECT_EQ(wav.info.channels, 2);
     EXPECT_EQ(wav.info.format, SF_FORMAT_WAVEX | SF_FORMAT_PCM_16);
     EXPECT_EQ(wav.info.frames, 512);
     EXPECT_TRUE(std::equal(wav.entries.begin(), wav.entries.begin() + 512, ramp(512).begin()));
-    EXPECT_TRUE(folder_.content("a.wav").starts_with("RIFF"));
+    EXPECT_TRUE(folder.content("a.wav").starts_with("RIFF"));
 }
 
 TEST_F(RecordingTest, ExistingFilesAreKept) {
@@ -140,10 +140,10 @@ TEST_F(RecordingTest, ExistingFilesAreKept) {
 
 TEST_F(RecordingTest, ExistingDescriptionIsKeptAndNoDataFileLeft) {
     create("a.sigmf");
-    std::filesystem::remove(folder_.file("a.sigmf-data"));
+    std::filesystem::remove(folder.file("a.sigmf-data"));
     EXPECT_THROW(create("a.sigmf"), Failure);
-    EXPECT_FALSE(folder_.has("a.sigmf-data"));
-    EXPECT_TRUE(folder_.has("a.sigmf-meta"));
+    EXPECT_FALSE(folder.has("a.sigmf-data"));
+    EXPECT_TRUE(folder.has("a.sigmf-meta"));
 }
 
 TEST_F(RecordingTest, ForceOverwrites) {
@@ -153,7 +153,7 @@ TEST_F(RecordingTest, ForceOverwrites) {
         recording->write(ramp(static_cast<std::size_t>(length)));
         recording->finish();
     }
-    EXPECT_EQ(folder_.size("a.sigmf-data"), 512U);
+    EXPECT_EQ(folder.size("a.sigmf-data"), 512U);
 }
 
 TEST_F(RecordingTest, NoSuchFolder) {
@@ -164,7 +164,7 @@ TEST_F(RecordingTest, NoSuchFolder) {
 TEST_F(RecordingTest, DiscardLeavesNothing) {
     create("a.wav")->discard();
     create("b.sigmf")->discard();
-    EXPECT_TRUE(folder_.empty());
+    EXPECT_TRUE(folder.empty());
 }
 
 // A limit that cuts a sample in two.
@@ -176,7 +176,7 @@ TEST_F(RecordingTest, FullDiskLeavesAValidSigmf) {
         EXPECT_EQ(fillDisk(*recording), ExitStatus::outputFailed);
         recording->finish();
     }
-    EXPECT_EQ(folder_.size("a.sigmf-data"), 100000U);
+    EXPECT_EQ(folder.size("a.sigmf-data"), 100000U);
     EXPECT_EQ(meta()["global"]["core:sample_rate"], 768000);
 }
 
@@ -188,7 +188,7 @@ TEST_F(RecordingTest, FullDiskLeavesAValidWav) {
         EXPECT_EQ(fillDisk(*recording), ExitStatus::outputFailed);
         recording->finish();
     }
-    const Wav wav(folder_.file("a.wav"));
+    const Wav wav(folder.file("a.wav"));
     EXPECT_EQ(wav.info.channels, 2);
     EXPECT_GT(wav.info.frames, (100000 - 512) / 4);
     EXPECT_LE(wav.info.frames, 25000);

@@ -21,10 +21,10 @@ Asking from(const std::string& peer, const std::string& forwardedFor = {}) {
 
 class AccessTest : public testing::Test {
 protected:
-    Access access() const { return Access(configuration_); }
+    Access access() const { return Access(configuration); }
     std::string addressOf(const Asking& asking) const { return access().addressOf(asking); }
 
-    Configuration configuration_;
+    Configuration configuration;
 };
 
 TEST_F(AccessTest, AnAddressCanBeNoOtherSitesName) {
@@ -37,7 +37,7 @@ TEST_F(AccessTest, NamesMustBeOnTheList) {
     for (const char* const host : {"", ":50080", "evil.example", "localhost.evil.example",
                                    "127.0.0.1.evil.example", "[::1", "127.1"})
         EXPECT_FALSE(access().isHostOurs(host)) << host;
-    configuration_.webHosts = {"Radio.example"};
+    configuration.webHosts = {"Radio.example"};
     EXPECT_TRUE(access().isHostOurs("radio.example"));
     EXPECT_TRUE(access().isHostOurs("RADIO.example:443"));
     EXPECT_FALSE(access().isHostOurs("other.example"));
@@ -68,7 +68,7 @@ TEST_F(AccessTest, WithoutATokenThisMachineSteers) {
 }
 
 TEST_F(AccessTest, WithATokenOnlyItsOwnersSteer) {
-    configuration_.webToken = "secret";
+    configuration.webToken = "secret";
     EXPECT_FALSE(access().maySteer(from("127.0.0.1"), ""));
     EXPECT_FALSE(access().maySteer(from("127.0.0.1"), "wrong"));
     EXPECT_TRUE(access().maySteer(from("192.0.2.7"), "secret"));
@@ -80,13 +80,13 @@ TEST_F(AccessTest, WhatAProxyForwardsIsNeverThisMachine) {
     Asking named = from("127.0.0.1");
     named.forwarded = true;
     EXPECT_FALSE(access().isOwnMachine(named));
-    configuration_.webProxies = {"127.0.0.1"};
+    configuration.webProxies = {"127.0.0.1"};
     EXPECT_FALSE(access().isOwnMachine(from("127.0.0.1")));
     EXPECT_FALSE(access().maySteer(from("127.0.0.1", "127.0.0.1"), ""));
 }
 
 TEST_F(AccessTest, StatusIsForThisMachineAndForTheToken) {
-    configuration_.webToken = "secret";
+    configuration.webToken = "secret";
     EXPECT_TRUE(access().mayReadStatus(from("127.0.0.1"), ""));
     EXPECT_FALSE(access().mayReadStatus(from("127.0.0.1", "192.0.2.7"), ""));
     EXPECT_FALSE(access().mayReadStatus(from("192.0.2.7"), ""));
@@ -95,14 +95,14 @@ TEST_F(AccessTest, StatusIsForThisMachineAndForTheToken) {
 
 TEST_F(AccessTest, ANamedProxyNamesWhomItForwardsFor) {
     EXPECT_EQ(addressOf(from("192.0.2.1", "198.51.100.9")), "192.0.2.1");
-    configuration_.webProxies = {"192.0.2.1", "192.0.2.2"};
+    configuration.webProxies = {"192.0.2.1", "192.0.2.2"};
     EXPECT_EQ(addressOf(from("192.0.2.1", "198.51.100.9")), "198.51.100.9");
     EXPECT_EQ(addressOf(from("192.0.2.3", "198.51.100.9")), "192.0.2.3");
 }
 
 // Whatever a client writes there itself stands before what the first proxy of ours has seen.
 TEST_F(AccessTest, AForwardedAddressCannotBeMadeUp) {
-    configuration_.webProxies = {"192.0.2.1", "192.0.2.2"};
+    configuration.webProxies = {"192.0.2.1", "192.0.2.2"};
     EXPECT_EQ(addressOf(from("192.0.2.1", "203.0.113.1, 198.51.100.9 ,192.0.2.2")), "198.51.100.9");
     EXPECT_EQ(addressOf(from("192.0.2.1", "nonsense")), "192.0.2.1");
     EXPECT_EQ(addressOf(from("192.0.2.1", "203.0.113.1,")), "192.0.2.1");
@@ -110,7 +110,7 @@ TEST_F(AccessTest, AForwardedAddressCannotBeMadeUp) {
 }
 
 TEST_F(AccessTest, AHouseholdsIPv6AddressesCountAsOne) {
-    configuration_.webProxies = {"::1"};
+    configuration.webProxies = {"::1"};
     EXPECT_EQ(addressOf(from("::1", "2001:db8:1:2:3:4:5:6")), "2001:db8:1:2::/64");
     EXPECT_EQ(addressOf(from("::ffff:192.0.2.7")), "192.0.2.7");
 }

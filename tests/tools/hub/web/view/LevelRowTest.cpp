@@ -17,20 +17,20 @@ constexpr double bin = band.span / bins;
 class LevelRowTest : public testing::Test {
 protected:
     void put(std::size_t at, std::uint8_t level, float power = 0) {
-        levels_[at] = level;
-        powers_[at] = power;
+        levels[at] = level;
+        powers[at] = power;
     }
     std::array<std::uint8_t, rowPoints> cut(const View& view) {
         std::array<std::uint8_t, rowPoints> points{};
-        LevelRow(band, levels_, powers_).cut(view, points);
+        LevelRow(band, levels, powers).cut(view, points);
         return points;
     }
     static double frequencyOf(std::size_t at) {
         return band.low + (static_cast<double>(at) + 0.5) * bin;
     }
 
-    std::vector<std::uint8_t> levels_ = std::vector<std::uint8_t>(bins, 10);
-    std::vector<float> powers_ = std::vector<float>(bins);
+    std::vector<std::uint8_t> levels = std::vector<std::uint8_t>(bins, 10);
+    std::vector<float> powers = std::vector<float>(bins);
 };
 
 TEST_F(LevelRowTest, ACarrierKeepsItsLevelAndItsPlaceInTheWholeBand) {
@@ -78,7 +78,7 @@ TEST_F(LevelRowTest, ViewsOfAnySizeAreSafe) {
 TEST_F(LevelRowTest, LevelBetweenIsTheSumOfThePowers) {
     put(40000, 200, 0.001F);
     put(40010, 200, 0.001F);
-    const LevelRow row(band, levels_, powers_);
+    const LevelRow row(band, levels, powers);
     EXPECT_NEAR(row.levelBetween(frequencyOf(39990), frequencyOf(40020)), -26.99, 0.01);
     EXPECT_NEAR(row.levelBetween(frequencyOf(39990), frequencyOf(40005)), -30, 0.01);
     EXPECT_EQ(row.levelBetween(100e6, 101e6), -200);
