@@ -300,7 +300,7 @@ TEST_P(ReceiverFault, PulledOutWhileStarting) {
     command("forget");
     command("hang", "request:1");
     ASSERT_TRUE(client.send(setState(runState)));
-    server.receiver.until([&] { return server.receiver.calls(device, 1) == 1; }, "the request");
+    EmulatorControl::until([&] { return server.receiver.calls(device, 1) == 1; }, "the request");
     command("unplug");
     EXPECT_EQ(client.receive(), setState(runState));
     EXPECT_EQ(tail(server.process, 1).front(), fault.startError);

@@ -26,7 +26,6 @@ namespace {
 using namespace std::chrono_literals;
 using ::testing::Contains;
 using ::testing::ElementsAre;
-using ::testing::Not;
 
 /// The socket that a service reports to.
 class Reports {

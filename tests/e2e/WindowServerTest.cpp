@@ -251,7 +251,7 @@ TEST(WindowServer, StaysAliveWhileTheReceiverIsPulledOutAndWhileARequestHangs) {
     emulator.tell("forget hf");
     emulator.tell("hang hf request:2");
     client.send(setFrequency(7100000));
-    emulator.until([&] { return emulator.calls("hf", 2) == 1; }, "the request");
+    EmulatorControl::until([&] { return emulator.calls("hf", 2) == 1; }, "the request");
     desktop.server.window->status.serverRunning.setStringValue("");
     EXPECT_TRUE(desktop.shows("serverRunning", "AirSpyHF+ IDLE")) << "no tick meanwhile";
     EXPECT_FALSE(client.hasInput(std::chrono::milliseconds(0)));

@@ -119,7 +119,7 @@ std::string textOf(const std::vector<Fault>& faults) {
 
 /// Runs with the faults, and expects all to be as the scenario says.
 Verdict runWith(const Receiver& receiver, const std::vector<Fault>& faults) {
-    const Verdict verdict = verdictOf(receiver, faults);
+    Verdict verdict = verdictOf(receiver, faults);
     EXPECT_EQ(verdict.discrepancy, "") << textOf(faults);
     EXPECT_EQ(verdict.end, "") << textOf(faults);
     EXPECT_GE(verdict.injected, 0) << textOf(faults) << "no verdict";

@@ -44,7 +44,7 @@ bool ToneCheck::take(const Pairs& pairs, bool afterGap) {
         tone += pairs[n] * std::conj(rotation_[n]);
     tone /= static_cast<double>(pairs.size());
 
-    const double length = static_cast<double>(pairs.size());
+    const auto length = static_cast<double>(pairs.size());
     const double error = wrapped(std::arg(tone) - phase_ - advance_ * length);
     phase_ = std::arg(tone);
     amplitude_ = std::abs(tone);

@@ -64,7 +64,6 @@ using test::Sending;
 using test::wire;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-using ::testing::SizeIs;
 
 const auto failed = printed("sendto failed\n");
 

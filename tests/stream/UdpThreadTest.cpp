@@ -44,7 +44,6 @@ using test::logged;
 using test::printed;
 using test::Sending;
 using test::wire;
-using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::SizeIs;
 

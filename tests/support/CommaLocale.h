@@ -4,9 +4,9 @@
 
 #include "TemporaryFolder.h"
 
+#include <clocale>
 #include <cstdlib>
 #include <langinfo.h>
-#include <locale.h>
 #include <map>
 #include <stdexcept>
 #include <string>

@@ -74,7 +74,7 @@ void PrintTo(const Line& line, std::ostream* out) {
     *out << streams.at(line.stream) << " \"" << line.text << '"';
 }
 
-void note(std::string text) {
+void note(const std::string& text) {
     keep(Line::noted, text);
 }
 

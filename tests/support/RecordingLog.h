@@ -30,7 +30,7 @@ void PrintTo(const Line& line, std::ostream* out);
 
 /// Puts a line of the test's own among the others, e.g. a call to a stand-in, so that one sequence
 /// shows in which order everything happened. Any thread.
-void note(std::string text);
+void note(const std::string& text);
 
 /// Everything so far, in the order of the calls. Any thread.
 std::vector<Line> recordedLines();

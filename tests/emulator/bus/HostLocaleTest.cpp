@@ -12,7 +12,6 @@
 
 using namespace feedline::emulator;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 namespace {
 

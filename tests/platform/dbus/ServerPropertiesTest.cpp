@@ -29,7 +29,6 @@ namespace {
 using dbus::Property;
 using dbus::Value;
 using ::testing::ElementsAre;
-using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 struct ServerPropertiesTest : ::testing::Test {

@@ -63,8 +63,8 @@ TEST(RateFinderTest, ARateThatNoReceiverHasIsMeasured) {
 TEST(RateFinderTest, BacklogIsNotTheRate) {
     RateFinder finder(hf);
     for (int position = 0; position < 40000; ++position) {
-        const double time =
-            position < 30000 ? position / 500e3 : 0.06 + (position - 30000) / 8 * 8 * 256 / 768e3;
+        const int blockBegin = (position - 30000) / 8 * 8;
+        const double time = position < 30000 ? position / 500e3 : 0.06 + blockBegin * 256 / 768e3;
         if (const auto found = finder.add(position, std::llround(time * 1e9))) {
             EXPECT_EQ(*found, 768000);
             return;
@@ -77,8 +77,8 @@ TEST(RateFinderTest, BacklogIsNotTheRate) {
 TEST(RateFinderTest, SlowBacklogIsNotTheRateEither) {
     RateFinder finder(hf);
     for (int position = 0; position < 60000; ++position) {
-        const double time =
-            position < 30000 ? position / 12e3 : 2.5 + (position - 30000) / 8 * 8 * 256 / 768e3;
+        const int blockBegin = (position - 30000) / 8 * 8;
+        const double time = position < 30000 ? position / 12e3 : 2.5 + blockBegin * 256 / 768e3;
         if (const auto found = finder.add(position, std::llround(time * 1e9))) {
             EXPECT_EQ(*found, 768000);
             EXPECT_GT(position, 30000);

@@ -41,7 +41,7 @@ TEST(RateMeterTest, BlocksBackToBackDoNotDisturbIt) {
 TEST(RateMeterTest, ABacklogAtTheStartDoesNotDisturbIt) {
     RateMeter meter;
     constexpr int backlog = 20000;
-    for (int position = 0; position < backlog; ++position)
+    for (std::int64_t position = 0; position < backlog; ++position)
         meter.add(position, position * 2000);
     for (int position = 0; position < 15000; ++position)
         meter.add(backlog + position,
@@ -61,8 +61,9 @@ TEST(RateMeterTest, LostDatagramsDoNotLowerIt) {
 TEST(RateMeterTest, KeepsTheLatestHour) {
     RateMeter meter;
     constexpr std::int64_t second = 1'000'000'000;
-    for (std::int64_t half = 0; half < 2 * 3 * 3600; ++half)
-        meter.add(half < 2 * 3600 ? half * 750 : half * 1500, half * second / 2);
+    constexpr std::int64_t hour = 7200; // halves of a second
+    for (std::int64_t half = 0; half < 3 * hour; ++half)
+        meter.add(half < hour ? half * 750 : half * 1500, half * second / 2);
     EXPECT_EQ(meter.windows(), RateMeter::mostWindows);
     EXPECT_NEAR(meter.current(), 768000, 1);
     EXPECT_NEAR(meter.overall(), 768000, 1);

@@ -231,9 +231,9 @@ TEST_F(CtlProgram, WaitsForAServerAsLongAsItIsTold) {
 TEST_F(CtlProgram, GivesUpOnAServerAndABusThatKeepSilent) {
     startServer();
     kill(server->process.pid(), SIGSTOP);
-    const Outcome server_silent = run({"status"});
-    EXPECT_EQ(server_silent.status, 4);
-    EXPECT_EQ(server_silent.error, "feedlinectl: the server does not answer\n");
+    const Outcome silent = run({"status"});
+    EXPECT_EQ(silent.status, 4);
+    EXPECT_EQ(silent.error, "feedlinectl: the server does not answer\n");
     kill(server->process.pid(), SIGCONT);
     kill(bus.pid(), SIGSTOP);
     EXPECT_EQ(run({"status"}).status, 3);

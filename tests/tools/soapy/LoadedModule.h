@@ -19,26 +19,26 @@ namespace feedline::test {
 class SoapyLog {
 public:
     static std::string lines() {
-        const std::lock_guard lock(mutex_);
-        return lines_;
+        const std::lock_guard lock(guard);
+        return text;
     }
     static bool has(const std::string& words) { return lines().find(words) != std::string::npos; }
     static std::size_t count() {
-        const std::lock_guard lock(mutex_);
-        return static_cast<std::size_t>(std::count(lines_.begin(), lines_.end(), '\n'));
+        const std::lock_guard lock(guard);
+        return static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n'));
     }
     static void clear() {
-        const std::lock_guard lock(mutex_);
-        lines_.clear();
+        const std::lock_guard lock(guard);
+        text.clear();
     }
     static void take(SoapySDR::LogLevel, const char* line) {
-        const std::lock_guard lock(mutex_);
-        lines_ += std::string(line) + '\n';
+        const std::lock_guard lock(guard);
+        text += std::string(line) + '\n';
     }
 
 private:
-    static inline std::mutex mutex_;
-    static inline std::string lines_;
+    static inline std::mutex guard;
+    static inline std::string text;
 };
 
 inline void loadModule(const char* file) {

@@ -47,6 +47,7 @@ TEST(SharedRing, IsReadByManyThreadsWhileOneWrites) {
     Ring ring(64);
     constexpr int items = 20000;
     std::vector<std::thread> readers;
+    readers.reserve(4);
     for (int reader = 0; reader < 4; ++reader)
         readers.emplace_back([&] {
             int last = -1;

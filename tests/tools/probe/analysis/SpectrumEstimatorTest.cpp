@@ -52,7 +52,7 @@ TEST(SpectrumEstimatorTest, LowerEdgeComesFirst) {
 
 TEST(SpectrumEstimatorTest, AStrongCarrierHidesNothingFarAway) {
     const Spectrum spectrum = spectrumOf(carrier(50000, -6, 4 * frame));
-    const auto bin = static_cast<std::size_t>(frame / 2 - 100000 / rate * frame);
+    const auto bin = static_cast<std::size_t>((0.5 - 100000 / rate) * frame);
     EXPECT_LT(spectrum[bin], -95);
 }
 

@@ -63,7 +63,7 @@ TEST(StatusLineTest, SummaryTellsWhatMatters) {
     Figures figures = someFigures();
     figures.reception.overflowed = 2;
     figures.reception.counts.restarts = 1;
-    figures.recording = RecordingOutcome{15003 * 256, 3 * 256, 0, {}};
+    figures.recording = RecordingOutcome{3840768, 768, 0, {}};
     const std::string text = summaryText(facts, figures);
     for (const char* part :
          {"15000 received, 3 lost (0.0200 %), 2 reordered, 1 duplicated", "count anew 1 times",

@@ -49,7 +49,8 @@ TEST(FramesTest, ARowIsItsViewAndItsPoints) {
 
 TEST(FramesTest, ARowAndItsFramingTakeLessThanAHundredKilobitsASecond) {
     constexpr std::size_t framing = 4 + 20 + 20 + 12; // WebSocket, IP, TCP with time stamps
-    EXPECT_LT(10 * 8 * (RowHeader::bytes + rowPoints + framing), 100000U);
+    constexpr std::size_t bits = 8;
+    EXPECT_LT(10 * bits * (RowHeader::bytes + rowPoints + framing), 100000U);
 }
 
 TEST(FramesTest, AgeGrowsByWhatIsAddedUpToItsEnd) {

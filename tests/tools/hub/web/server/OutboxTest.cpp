@@ -19,7 +19,7 @@ Frame frameNumbered(std::uint16_t number) {
 }
 
 int numberOf(const std::optional<Outbox::Message>& message) {
-    const Frame& frame = std::get<Frame>(message.value());
+    const auto& frame = std::get<Frame>(message.value());
     return frame[2] | frame[3] << 8;
 }
 

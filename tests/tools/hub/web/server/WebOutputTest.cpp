@@ -26,15 +26,17 @@ constexpr std::uint8_t soundType = 1;
 constexpr std::uint8_t rowType = 2;
 
 class WebOutput : public OutputRoom {
-protected:
-    WebOutput() {
-        configuration.web = reserved.number();
-        tell(running_);
-    }
+public:
     ~WebOutput() override {
         stop_ = true;
         if (feeder_.joinable())
             feeder_.join();
+    }
+
+protected:
+    WebOutput() {
+        configuration.web = reserved.number();
+        tell(running_);
     }
 
     /// With what the test has put into the configuration. A limit among it needs a receiver that
@@ -349,12 +351,14 @@ TEST_F(WebOutput, TooManyMessagesEndTheConnection) {
 }
 
 class WebOutputLimits : public WebOutput {
+public:
+    ~WebOutputLimits() override { close(); }
+
 protected:
     hub::Receiver& shared() override {
         limited_ = std::make_unique<hub::Receiver>(band, configuration);
         return *limited_;
     }
-    ~WebOutputLimits() override { close(); }
 
 private:
     std::unique_ptr<hub::Receiver> limited_;
