@@ -224,6 +224,13 @@ TEST_F(Log, ADestinationThatTakesNothingMoreHoldsNobodyUp) {
     EXPECT_EQ(withoutPrefix(lines[0]), "kept");
 }
 
+// What interrupted an earlier write says nothing about this one.
+TEST_F(Log, ADestinationThatTakesNothingAfterASignalHoldsNobodyUpEither) {
+    scriptedWrites = {-EINTR, 0, -EAGAIN};
+    logLine("lost");
+    EXPECT_THAT(scriptedWrites, testing::ElementsAre(-EAGAIN));
+}
+
 TEST_F(Log, AClosedStandardErrorIsHarmless) {
     const int original = ::dup(STDERR_FILENO);
     ::close(STDERR_FILENO);

@@ -8,13 +8,16 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <chrono>
 #include <pthread.h>
 #include <string>
+#include <thread>
 #include <unistd.h>
 
 namespace feedline {
 namespace {
 
+using namespace std::chrono_literals;
 using ::testing::ExitedWithCode;
 
 int argumentCount = 1;
@@ -33,12 +36,17 @@ std::string threadName() {
 
 /// A program whose first task is `launch`; ends as the programs do. Says on which thread it saved,
 /// and a brackets count that shows a save begun and completed.
-[[noreturn]] void runProgram(const std::function<void(feedline::QtMainThread&)>& launch) {
+[[noreturn]] void runProgram(const std::function<void(feedline::QtMainThread&)>& launch,
+                             std::chrono::milliseconds saveTakes = {}) {
     prepareProcess();
     pthread_setname_np(pthread_self(), "main");
     const QCoreApplication application(argumentCount, arguments);
     feedline::QtMainThread mainThread;
-    ProgramEnd end(mainThread, [] { say("[saved on " + threadName() + "]"); });
+    ProgramEnd end(mainThread, [saveTakes] {
+        say("[saved on " + threadName());
+        std::this_thread::sleep_for(saveTakes);
+        say("]");
+    });
     mainThread.perform([&] { launch(mainThread); });
     mainThread.addWillTerminateObserver([] { say("[observed]"); });
     QCoreApplication::exec();
@@ -86,6 +94,12 @@ TEST_P(ProgramEnd, ASecondSignalChangesNothing) {
 
 TEST_P(ProgramEnd, ClosingTheWindowEndsAsASignalDoes) {
     EXPECT_EXIT(runProgram([](auto& mainThread) { mainThread.end(); }), ExitedWithCode(0),
+                "^\\[saved on main\\]\\[observed\\]$");
+}
+
+// Longer than the signal's thread waits for the main thread.
+TEST_P(ProgramEnd, ASaveThatTakesLongIsTheOnlyOne) {
+    EXPECT_EXIT(runProgram([](auto&) { kill(getpid(), GetParam()); }, 900ms), ExitedWithCode(0),
                 "^\\[saved on main\\]\\[observed\\]$");
 }
 
