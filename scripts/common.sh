@@ -57,6 +57,17 @@ configure_and_build() {
     cmake --build --preset "$preset" "${build[@]}"
 }
 
+# unit_targets FOLDER: what to make in a configured build for the programs and their unit tests alone.
+unit_targets() {
+    local folder
+    for folder in programs emulator tools tests/*/; do
+        folder=${folder%/}
+        case $folder in tests/e2e | tests/packaging | tests/performance | tests/reliability) continue ;; esac
+        [ ! -d "$1/$folder" ] || echo "$folder/all"
+    done
+    echo reliability_ToneCheckTest
+}
+
 # stage NAME COMMAND...: runs it, and says how long it took.
 stage() {
     local name=$1 start=$SECONDS
