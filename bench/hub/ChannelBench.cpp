@@ -22,7 +22,7 @@ void cut(benchmark::State& state) {
     spectrum.rate = received;
     spectrum.bins.assign(received / transformsPerSecond, {1.0F, 0.5F});
     Cutter cutter;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         benchmark::DoNotOptimize(cutter.cut(spectrum, centre + 12345, rate).data());
         spectrum.position += received / hopsPerSecond;
     }
@@ -43,7 +43,7 @@ void transform(benchmark::State& state) {
     std::vector<std::complex<float>> pairs(received / transformsPerSecond, {0.25F, -0.125F});
     std::vector<std::complex<float>> bins(pairs.size());
     Transform forward(pairs.size(), Transform::Direction::forward);
-    for (auto _ : state)
+    while (state.KeepRunning())
         forward.run(pairs, bins);
 }
 BENCHMARK(transform)

@@ -44,7 +44,7 @@ void callback(benchmark::State& state) {
     airspyhf_transfer_t transfer{};
     transfer.samples = samples.data();
     transfer.sample_count = blockPairs;
-    for (auto _ : state)
+    while (state.KeepRunning())
         airspyHfSampleCallback(&transfer);
     state.SetItemsProcessed(state.iterations() * blockPairs);
 }
@@ -72,7 +72,7 @@ void vectorised(benchmark::State& state) {
     const std::vector<airspyhf_complex_float_t> samples = block();
     const auto* from = &samples[0].re;
     std::int32_t w = 0;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         for (int i = 0; i < 2 * blockPairs; i += 4)
             convertFour(from + i, sampleRing + w + i);
         w = (w + 2 * blockPairs) % ringEntries;
