@@ -42,6 +42,7 @@ std::int64_t ComboPopUp::indexOfSelectedItem() const {
 
 std::vector<std::string> ComboPopUp::titles() const {
     std::vector<std::string> titles;
+    titles.reserve(static_cast<std::size_t>(combo_.count()));
     for (int i = 0; i < combo_.count(); ++i)
         titles.push_back(combo_.itemText(i).toStdString());
     return titles;
