@@ -126,7 +126,8 @@ Band::TransformUse::TransformUse(Band& band) : band_(band) {
 
 Band::TransformUse::~TransformUse() {
     const std::lock_guard lock(band_.mutex_);
-    --band_.transformUses_;
+    if (--band_.transformUses_ == 0)
+        band_.changed_.notify_all(); // Nobody waits for a transform that is no longer made.
 }
 
 void Band::transform() {
@@ -162,7 +163,9 @@ bool Band::waitForBlocks(Transformer& transformer, std::uint64_t& next) {
 
 void Band::settle() {
     std::unique_lock lock(mutex_);
-    changed_.wait(lock, [&] { return transformUses_ == 0 || transformed_ >= blocks_.end(); });
+    changed_.wait(lock, [&] {
+        return transformUses_ == 0 || std::max(transformed_, transformFrom_) >= blocks_.end();
+    });
 }
 
 } // namespace feedline::hub
