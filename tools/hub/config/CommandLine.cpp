@@ -8,6 +8,9 @@
 #include <array>
 #include <cstdlib>
 #include <filesystem>
+#include <istream>
+#include <memory>
+#include <vector>
 
 namespace feedline::hub {
 
@@ -94,7 +97,21 @@ void addRules(CLI::App& app, Configuration& configuration, Texts& texts) {
         ->check(CLI::Range(1, 10000));
 }
 
+/// A list that is empty is a line without a value; the parser hands it on as one, and reads it
+/// later.
+class ConfigurationFile : public CLI::ConfigTOML {
+public:
+    std::vector<CLI::ConfigItem> from_config(std::istream& input) const override {
+        auto items = CLI::ConfigTOML::from_config(input);
+        for (const CLI::ConfigItem& item : items)
+            if (item.inputs.empty() && item.name != "++" && item.name != "--") // Sections' ends.
+                throw CLI::ConfigError(item.name + " has no value");
+        return items;
+    }
+};
+
 void addFace(CLI::App& app, Configuration& configuration, const std::string& usualFile) {
+    app.config_formatter(std::make_shared<ConfigurationFile>());
     app.set_config("--config", usualFile,
                    "Configuration file: option names without dashes = value");
     app.add_flag("--json", configuration.json, "JSON lines on standard output")
