@@ -108,8 +108,8 @@ TEST_F(CommandLineTest, ReadsTheFileAndLetsTheCommandLineHaveTheLastWord) {
 }
 
 TEST_F(CommandLineTest, RefusesAFileThatMakesNoSense) {
-    for (const char* content :
-         {"natvie=7\n", "native=many\n", "tuning=me\n", "json=true\n", "[section]\nnative=7\n"}) {
+    for (const char* content : {"natvie=7\n", "native=many\n", "tuning=me\n", "json=true\n",
+                                "[section]\nnative=7\n", "listen=[,\n"}) {
         testing::internal::CaptureStderr();
         const std::string name = file(content);
         EXPECT_EQ(parse({"--config", name.c_str()}).exit, 2) << content;
