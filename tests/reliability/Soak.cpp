@@ -30,6 +30,7 @@
 #include <fstream>
 #include <pthread.h>
 #include <sched.h>
+#include <sys/sysinfo.h>
 #include <thread>
 
 namespace feedline::test {
@@ -59,20 +60,38 @@ struct Counts {
     double amplitude = 0;
 };
 
-/// The calling thread, and what it starts, runs on these processors alone, as far as there are any.
-void moveToProcessors(int first, int end) {
+/// The processor of a fast receiver's server: of two soaks at a time each has one.
+int processorOf(bool airspy) {
+    return airspy ? 1 % std::max(1, get_nprocs()) : 0;
+}
+
+void moveTo(const cpu_set_t& processors) {
+    sched_setaffinity(0, sizeof processors, &processors); // Where there is no other, it stays.
+}
+
+/// The calling thread, and what it starts.
+void moveToProcessor(int processor) {
     cpu_set_t set;
     CPU_ZERO(&set);
-    for (int n = first; n < end; ++n)
-        CPU_SET(n, &set);
-    sched_setaffinity(0, sizeof set, &set);
+    CPU_SET(processor, &set);
+    moveTo(set);
+}
+
+void moveToProcessorsBut(int processor) {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    for (int n = 0; n < get_nprocs(); ++n)
+        if (n != processor)
+            CPU_SET(n, &set);
+    moveTo(set);
 }
 
 /// Takes datagrams until told to stop, on a thread of its own.
 class Listener {
 public:
     /// Whoever stops and starts the receiver leaves jumps in the content: `judges` none of it then.
-    Listener(DatagramReceiver& receiver, bool judges) : receiver_(receiver), judges_(judges) {
+    Listener(DatagramReceiver& receiver, pid_t server, bool judges)
+        : receiver_(receiver), server_(server), judges_(judges) {
         thread_ = std::thread([this] { listen(); });
     }
     ~Listener() {
@@ -89,8 +108,7 @@ public:
 
 private:
     void listen() {
-        letTheServerGoFirst();
-        moveToProcessors(1, CPU_SETSIZE);
+        followTheServer();
         DatagramReceiver::Datagram datagram;
         while (!stop_)
             if (readable(receiver_.descriptor(), 100))
@@ -98,10 +116,10 @@ private:
                     take(DatagramView(datagram.bytes()));
     }
 
-    /// Whoever started the soak in real time wants that for the server. The receive buffer has room
-    /// for what comes while this thread waits.
-    static void letTheServerGoFirst() {
-        const int policy = sched_getscheduler(0);
+    /// In real time when the server is, and after it: the receive buffer has room for what comes
+    /// while this thread waits.
+    void followTheServer() const {
+        const int policy = sched_getscheduler(server_);
         if (policy != SCHED_RR && policy != SCHED_FIFO)
             return;
         const sched_param least{.sched_priority = sched_get_priority_min(policy)};
@@ -125,11 +143,12 @@ private:
             judge(datagram, gap);
     }
 
-    void judge(const DatagramView& datagram, bool gap) {
+    void judge(const DatagramView& view, bool gap) {
         ToneCheck::Pairs pairs;
-        for (std::size_t n = 0; n < pairs.size(); ++n)
-            pairs[n] = {static_cast<double>(datagram.entry(2 * n)),
-                        static_cast<double>(datagram.entry(2 * n + 1))};
+        for (std::size_t n = 0; n < datagram::pairs; ++n) {
+            pairs.re[n] = view.entry(2 * n);
+            pairs.im[n] = view.entry(2 * n + 1);
+        }
         tone_.take(pairs, gap);
         counts_.checked = tone_.checked();
         counts_.contentErrors = tone_.errors();
@@ -139,6 +158,7 @@ private:
     }
 
     DatagramReceiver& receiver_;
+    pid_t server_;
     bool judges_;
     std::uint16_t due_ = 0; ///< every stream of this program's begins with 0
     ToneCheck tone_;
@@ -169,7 +189,9 @@ public:
                     {"FEEDLINE_EMULATOR_SPEED", std::to_string(speed)},
                     {"FEEDLINE_EMULATOR_PATIENCE", std::to_string(patienceOfTheClock / speed)},
                     {"FEEDLINE_EMULATOR_CONTROL", emulatorSocket()}}}),
-          emulator_(emulatorSocket()) {}
+          emulator_(emulatorSocket()) {
+        leaveTheServersPlace();
+    }
 
     bool stream(double minutes);
     bool cycle(int number);
@@ -180,6 +202,14 @@ private:
         std::string file = folder_.path() / "scene";
         std::ofstream(file) << "carrier " << carrierAt << " -12\nnoise -200\n";
         return file;
+    }
+    /// This program began as the server was to run. Its own work needs neither that processor nor
+    /// real time; and in real time the end of a process, which takes what is known of it out of
+    /// /proc, can wait without end for somebody of lower priority who reads it there.
+    void leaveTheServersPlace() const {
+        moveToProcessorsBut(processorOf(airspy_));
+        const sched_param none{};
+        sched_setscheduler(0, SCHED_OTHER, &none);
     }
     void check(bool good, const char* what) {
         if (!good)
@@ -267,7 +297,7 @@ void Soak::holdBackTheUsbThread() const {
 bool Soak::stream(double minutes) {
     ControlConnection client(socket_.port());
     check(client.ask(setFrequency(tunedTo)) == setFrequency(tunedTo), "tuning");
-    listener_.emplace(socket_, true);
+    listener_.emplace(socket_, server_.pid(), true);
     check(client.ask(setState(2)) == setState(2), "start");
     check(waitUntil([this] { return listener_->counts().datagrams > 0; }), "datagrams");
     if (!realTime_)
@@ -319,7 +349,7 @@ bool Soak::runOnce(std::size_t datagrams) {
 /// behind, and nothing else grows. A run ends with the client, so a listening server holds as many
 /// as it has been set up times.
 bool Soak::cycle(int number) {
-    listener_.emplace(socket_, false);
+    listener_.emplace(socket_, server_.pid(), false);
     const auto begin = Clock::now();
     for (int n = 1; n <= number && good_; ++n) {
         check(runOnce(200), "cycle");
@@ -366,7 +396,7 @@ int main(int argc, char* argv[]) { // NOLINT(bugprone-exception-escape): ends th
     // processor that stands still for a millisecond must hold up all of the server, its emulated
     // receiver too.
     if (speed > 1)
-        feedline::test::moveToProcessors(0, 1);
+        feedline::test::moveToProcessor(feedline::test::processorOf(receiver == "airspy"));
     feedline::test::Soak soak(receiver == "airspy", speed);
     const bool good = cycles ? soak.cycle(static_cast<int>(amount)) : soak.stream(amount);
     std::printf("%s: %s\n", receiver.c_str(), good ? "passed" : "FAILED");

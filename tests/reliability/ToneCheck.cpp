@@ -18,33 +18,59 @@ double wrapped(double angle) {
 /// From pair to pair, by the mean angle between neighbours.
 void ToneCheck::learnFrequency(const Pairs& pairs) {
     std::complex<double> sum = 0;
-    for (std::size_t n = 1; n < pairs.size(); ++n)
-        sum += pairs[n] * std::conj(pairs[n - 1]);
+    for (std::size_t n = 1; n < datagram::pairs; ++n)
+        sum += std::complex<double>(pairs.re[n], pairs.im[n]) *
+               std::complex<double>(pairs.re[n - 1], -pairs.im[n - 1]);
     setFrequency(std::arg(sum));
 }
 
+/// Each round turns all that there is by its own length, so that there is twice as much: a sine and
+/// a cosine for every pair would cost more than all the rest.
 void ToneCheck::setFrequency(double radians) {
     advance_ = radians;
-    for (std::size_t n = 0; n < rotation_.size(); ++n)
-        rotation_[n] = std::polar(1.0, advance_ * static_cast<double>(n));
+    rotation_.re[0] = 1;
+    rotation_.im[0] = 0;
+    std::complex<double> turn = std::polar(1.0, advance_);
+    for (std::size_t length = 1; length < datagram::pairs; length *= 2, turn *= turn) {
+        const auto re = static_cast<float>(turn.real());
+        const auto im = static_cast<float>(turn.imag());
+        for (std::size_t n = 0; n < length; ++n) {
+            rotation_.re[length + n] = rotation_.re[n] * re - rotation_.im[n] * im;
+            rotation_.im[length + n] = rotation_.re[n] * im + rotation_.im[n] * re;
+        }
+    }
+}
+
+std::complex<double> ToneCheck::toneOf(const Pairs& pairs) const {
+    float re = 0;
+    float im = 0;
+#pragma omp simd reduction(+ : re, im)
+    for (std::size_t n = 0; n < datagram::pairs; ++n) {
+        re += pairs.re[n] * rotation_.re[n] + pairs.im[n] * rotation_.im[n];
+        im += pairs.im[n] * rotation_.re[n] - pairs.re[n] * rotation_.im[n];
+    }
+    return std::complex<double>(re, im) / static_cast<double>(datagram::pairs);
 }
 
 double ToneCheck::residue(const Pairs& pairs, std::complex<double> tone) const {
-    double worst = 0;
-    for (std::size_t n = 0; n < pairs.size(); ++n)
-        worst = std::max(worst, std::norm(pairs[n] - tone * rotation_[n]));
+    const auto toneRe = static_cast<float>(tone.real());
+    const auto toneIm = static_cast<float>(tone.imag());
+    float worst = 0;
+#pragma omp simd reduction(max : worst)
+    for (std::size_t n = 0; n < datagram::pairs; ++n) {
+        const float re = pairs.re[n] - toneRe * rotation_.re[n] + toneIm * rotation_.im[n];
+        const float im = pairs.im[n] - toneRe * rotation_.im[n] - toneIm * rotation_.re[n];
+        const float square = re * re + im * im;
+        worst = square > worst ? square : worst;
+    }
     return std::sqrt(worst) / std::abs(tone);
 }
 
 bool ToneCheck::take(const Pairs& pairs, bool afterGap) {
     if (seen_ == 0)
         learnFrequency(pairs);
-    std::complex<double> tone = 0;
-    for (std::size_t n = 0; n < pairs.size(); ++n)
-        tone += pairs[n] * std::conj(rotation_[n]);
-    tone /= static_cast<double>(pairs.size());
-
-    const auto length = static_cast<double>(pairs.size());
+    const std::complex<double> tone = toneOf(pairs);
+    constexpr auto length = static_cast<double>(datagram::pairs);
     const double error = wrapped(std::arg(tone) - phase_ - advance_ * length);
     phase_ = std::arg(tone);
     amplitude_ = std::abs(tone);

@@ -19,7 +19,11 @@ public:
     static constexpr double phaseBound = 0.1;       ///< radians
     static constexpr double residueBound = 0.1;     ///< of the tone's amplitude, a sample
 
-    using Pairs = std::array<std::complex<double>, datagram::pairs>;
+    /// The parts of one datagram's pairs: apart, the processor takes several at a time.
+    struct Pairs {
+        std::array<float, datagram::pairs> re;
+        std::array<float, datagram::pairs> im;
+    };
 
     /// False when the datagram does not continue the tone. One that follows a known gap starts
     /// anew.
@@ -34,6 +38,7 @@ public:
 private:
     void learnFrequency(const Pairs& pairs);
     void setFrequency(double radians);
+    std::complex<double> toneOf(const Pairs& pairs) const;
     double residue(const Pairs& pairs, std::complex<double> tone) const;
 
     std::uint64_t seen_ = 0;
@@ -43,7 +48,7 @@ private:
     double worstPhase_ = 0;
     double worstResidue_ = 0;
     double amplitude_ = 0;
-    Pairs rotation_{}; ///< the tone over one datagram
+    Pairs rotation_{}; ///< a tone of amplitude 1 over one datagram
 };
 
 } // namespace feedline::test

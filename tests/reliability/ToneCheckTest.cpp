@@ -18,10 +18,11 @@ struct Stream {
 
     ToneCheck::Pairs next() {
         ToneCheck::Pairs pairs;
-        for (auto& pair : pairs) {
+        for (std::size_t n = 0; n < datagram::pairs; ++n) {
             const double angle =
                 2 * M_PI * std::fmod(turnsPerPair * static_cast<double>(position++), 1);
-            pair = {std::round(3000 * std::cos(angle)), std::round(3000 * std::sin(angle))};
+            pairs.re[n] = static_cast<float>(std::round(3000 * std::cos(angle)));
+            pairs.im[n] = static_cast<float>(std::round(3000 * std::sin(angle)));
         }
         return pairs;
     }
@@ -52,7 +53,7 @@ TEST(ToneCheck, FindsOneWrongEntry) {
     Stream stream;
     stream.settle();
     auto pairs = stream.next();
-    pairs[17] = {pairs[17].real() + 400, pairs[17].imag()};
+    pairs.re[17] += 400;
     EXPECT_FALSE(stream.check.take(pairs, false));
 }
 
