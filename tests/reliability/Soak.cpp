@@ -4,10 +4,13 @@
 // memory, descriptors and threads. `scripts/soak` builds and runs it.
 //
 //   feedline_soak hf|airspy MINUTES [SPEED]    one stream, uninterrupted; the emulated receiver at
-//                                              SPEED times its rate
+//                                              SPEED times its rate, or as near to it as the
+//                                              machine comes, until the samples of so many minutes
+//                                              at that speed have come
 //   feedline_soak hf|airspy cycles NUMBER      connect, run, stop, leave, and again
 //
-// Exit status 0 when every count that has to be 0 is.
+// SIGINT and SIGTERM end a stream early, with its report. Exit status 0 when every count that has
+// to be 0 is.
 #include "ControlConnection.h"
 #include "ControlMessages.h"
 #include "DatagramReceiver.h"
@@ -23,6 +26,7 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -41,6 +45,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::uint32_t tunedTo = 7100000;
 constexpr std::uint32_t carrierAt = 7170456; ///< an offset that no block length is a multiple of
+volatile std::sig_atomic_t endEarly = 0;
+
 /// How late the receiver's clock lets its host be before it waits, in milliseconds. A virtual
 /// machine stands still now and then, for longer than the 21 ms that libairspyhf has room for; what
 /// it throws away then says nothing about the server.
@@ -186,7 +192,7 @@ struct Holdings {
 class Soak {
 public:
     explicit Soak(bool airspy, double speed = 1)
-        : airspy_(airspy), realTime_(speed == 1), scene_(writeScene()),
+        : airspy_(airspy), speed_(speed), scene_(writeScene()),
           server_({Program::feedlined,
                    {socket_.port(), airspy ? 1 : 0, "127.0.0.1"},
                    {{"FEEDLINE_EMULATOR_DEVICES", airspy ? "airspy" : "hf"},
@@ -225,7 +231,7 @@ private:
         ++asked_;
         check(client.ask(test::askStatus()) == Bytes{5, 0, 5, 0, 12}, "status while running");
     }
-    void watch(const ControlConnection& client, Clock::time_point begin, Clock::time_point end);
+    void watch(const ControlConnection& client, Clock::time_point begin, double minutes);
     void report(const char* when, const Counts& counts, Holdings holdings, double seconds) const;
     long long receiver(const char* name) const {
         return emulator_.number(airspy_ ? "airspy" : "hf", name);
@@ -234,7 +240,7 @@ private:
     bool runOnce(std::size_t datagrams);
 
     bool airspy_;
-    bool realTime_;
+    double speed_;
     bool good_ = true;
     std::uint64_t asked_ = 0;
     TemporaryFolder folder_;
@@ -264,9 +270,12 @@ void Soak::report(const char* when, const Counts& c, Holdings h, double seconds)
     std::fflush(stdout);
 }
 
-void Soak::watch(const ControlConnection& client, Clock::time_point begin, Clock::time_point end) {
+void Soak::watch(const ControlConnection& client, Clock::time_point begin, double minutes) {
+    // Each server of these sends at the one rate that its receiver begins with.
+    const double rate = airspy_ ? 2.5e6 : 768e3;
+    const double due = minutes * 60 * speed_ * rate / datagram::pairs;
     auto nextReport = begin + 60s;
-    while (Clock::now() < end && good_) {
+    while (static_cast<double>(listener_->counts().datagrams) < due && good_ && !endEarly) {
         std::this_thread::sleep_for(1s);
         askStatus(client);
         if (Clock::now() < nextReport && first_)
@@ -305,17 +314,15 @@ bool Soak::stream(double minutes) {
     listener_.emplace(socket_, server_.pid(), true);
     check(client.ask(setState(2)) == setState(2), "start");
     check(waitUntil([this] { return listener_->counts().datagrams > 0; }), "datagrams");
-    if (!realTime_)
+    if (speed_ != 1)
         holdBackTheUsbThread();
     const auto begin = Clock::now();
-    watch(client, begin,
-          begin + std::chrono::duration_cast<Clock::duration>(
-                      std::chrono::duration<double>(minutes * 60)));
+    watch(client, begin, minutes);
     const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
     const Counts c = listener_->counts();
     const Holdings last = Holdings::of(server_);
     report("in all", c, last, seconds);
-    if (realTime_) // A multiple of it is as much as the machine can do, and the report says it.
+    if (speed_ == 1) // A multiple of it is as much as the machine can do, and the report says it.
         check(receiver("waited-ms") <=
                   static_cast<long long>(60 + seconds), // one in a thousand, and a pause or two
               "the receiver's clock hardly waited");
@@ -402,6 +409,11 @@ int main(int argc, char* argv[]) { // NOLINT(bugprone-exception-escape): ends th
     // receiver too.
     if (speed > 1)
         feedline::test::moveToProcessor(feedline::test::processorOf(receiver == "airspy"));
+    const auto end = [](int) {
+        feedline::test::endEarly = 1;
+    };
+    std::signal(SIGINT, end);
+    std::signal(SIGTERM, end);
     feedline::test::Soak soak(receiver == "airspy", speed);
     const bool good = cycles ? soak.cycle(static_cast<int>(amount)) : soak.stream(amount);
     std::printf("%s: %s\n", receiver.c_str(), good ? "passed" : "FAILED");
