@@ -129,7 +129,12 @@ void Bus::schedule(Device& device, std::deque<Pending>& queued, Pending& pending
         device.clock.emplace(now, settings.view.rate * speed_);
         device.clockBase = device.nextPosition;
     }
-    device.waitForHost(queued, device.clock->due(device.nextPosition - device.clockBase), now);
+    // A host that is behind is as late as with the transfer that it should have taken first.
+    const bool behind = !queued.empty() && queued.front().scheduled;
+    device.waitForHost(queued,
+                       behind ? queued.front().due
+                              : device.clock->due(device.nextPosition - device.clockBase),
+                       now);
     const std::uint64_t present = device.clockBase + device.clock->positionAt(now);
     if (present > device.nextPosition) {
         device.dropped += present - device.nextPosition;

@@ -47,15 +47,10 @@ constexpr std::uint32_t tunedTo = 7100000;
 constexpr std::uint32_t carrierAt = 7170456; ///< an offset that no block length is a multiple of
 volatile std::sig_atomic_t endEarly = 0;
 
-/// How late the receiver's clock lets its host be before it waits, in milliseconds. A virtual
-/// machine stands still now and then, for longer than the 21 ms that libairspyhf has room for; what
-/// it throws away then says nothing about the server.
-double patienceOfTheClock(double speed) {
-    // At a multiple of the rate all buffers together hold a few milliseconds, and a host that is
-    // late at all is one that stood still.
-    return speed == 1 ? 8 : 0;
-}
-
+/// Milliseconds. A virtual machine stands still now and then, for longer than the 21 ms that
+/// libairspyhf has room for; what it throws away then says nothing about the server. At a multiple
+/// of the receiver's rate there is so much less room.
+constexpr double patienceOfTheClock = 8;
 constexpr long breath = 64; ///< kilobytes: pages that a late first call of something touches
 
 struct Counts {
@@ -198,7 +193,7 @@ public:
                    {{"FEEDLINE_EMULATOR_DEVICES", airspy ? "airspy" : "hf"},
                     {"FEEDLINE_EMULATOR_SCENE", scene_},
                     {"FEEDLINE_EMULATOR_SPEED", std::to_string(speed)},
-                    {"FEEDLINE_EMULATOR_PATIENCE", std::to_string(patienceOfTheClock(speed))},
+                    {"FEEDLINE_EMULATOR_PATIENCE", std::to_string(patienceOfTheClock / speed)},
                     {"FEEDLINE_EMULATOR_CONTROL", emulatorSocket()}}}),
           emulator_(emulatorSocket()) {
         leaveTheServersPlace();
