@@ -3,7 +3,10 @@
 
 #include "stream/DataDatagram.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
+#include <iterator>
 #include <numeric>
 
 namespace feedline::client {
@@ -14,7 +17,8 @@ constexpr std::int64_t windowLength = 250'000'000; // ns
 constexpr std::int64_t pause = 1'000'000;          // ns between bursts, at least
 constexpr unsigned enoughBursts = 5;               // in a window
 constexpr double agreement = 0.03;
-constexpr std::size_t enoughWindows = 8;
+constexpr double sameRate = 0.01;
+constexpr std::size_t mostWindows = 8;
 
 } // namespace
 
@@ -29,7 +33,7 @@ void RateFinder::Line::add(const Point& point) {
 std::optional<double> RateFinder::add(std::int64_t position, std::int64_t nanoseconds) {
     const Point point{position, nanoseconds};
     const bool first = all_.points() == 0;
-    const bool begins = first || nanoseconds - lastNanoseconds_ >= pause;
+    const bool begins = lastNanoseconds_ != 0 && nanoseconds - lastNanoseconds_ >= pause;
     lastNanoseconds_ = nanoseconds;
     if (first)
         windowStart_ = nanoseconds;
@@ -38,30 +42,48 @@ std::optional<double> RateFinder::add(std::int64_t position, std::int64_t nanose
         begins_.add(point);
     if (nanoseconds - windowStart_ < windowLength)
         return std::nullopt;
-    const auto rate = endWindow();
+    endWindow();
     begins_ = {};
     all_ = {};
+    const auto rate = steadyRate();
+    if (!rate || std::abs(*rate - known_) <= sameRate * known_)
+        return std::nullopt;
+    known_ = *rate;
     return rate;
 }
 
-std::optional<double> RateFinder::endWindow() {
+void RateFinder::endWindow() {
     const Line& line = begins_.points() >= enoughBursts ? begins_ : all_;
     const double rate = datagram::pairs * line.slope();
-    if (!steady_.empty() && std::abs(rate - steady_.back()) > agreement * rate)
+    const auto differs = [rate](double earlier) {
+        return std::abs(rate - earlier) > agreement * rate;
+    };
+    if (std::ranges::any_of(steady_, differs))
         steady_.clear();
     // What is faster than the receiver can be has piled up.
-    if (rate <= 0 || rate > 1.01 * kind_->rates.front()) {
+    if (rate <= 0 || rate > (1 + sameRate) * kind_->rates.front()) {
         steady_.clear();
-        return std::nullopt;
+        return;
     }
     steady_.push_back(rate);
+    if (steady_.size() > mostWindows)
+        steady_.pop_front();
+}
+
+// A pace that changes crosses one of the receiver's rates, so that two windows have to be near it.
+std::optional<double> RateFinder::steadyRate() const {
     if (steady_.size() < 2)
         return std::nullopt;
-    const double measured =
-        std::accumulate(steady_.begin(), steady_.end(), 0.0) / static_cast<double>(steady_.size());
-    const double nearest = nearestRate(*kind_, measured);
-    const bool known = nearest != std::round(measured);
-    return known || steady_.size() >= enoughWindows ? std::optional(nearest) : std::nullopt;
+    const std::array latest{*std::prev(steady_.end(), 2), steady_.back()};
+    const double nearest = nearestRate(*kind_, std::midpoint(latest.front(), latest.back()));
+    const bool received = std::ranges::find(kind_->rates, nearest) != kind_->rates.end();
+    if (received && std::ranges::all_of(latest, [nearest](double rate) {
+            return std::abs(rate - nearest) <= sameRate * nearest;
+        }))
+        return nearest;
+    if (steady_.size() < mostWindows)
+        return std::nullopt;
+    return nearestRate(*kind_, std::accumulate(steady_.begin(), steady_.end(), 0.0) / mostWindows);
 }
 
 } // namespace feedline::client

@@ -233,7 +233,6 @@ void RxStream::findRate(std::int64_t position, std::int64_t nanoseconds) {
     const auto rate = finder_->add(position, nanoseconds);
     if (!rate)
         return;
-    finder_.reset();
     link_.setMeasuredRate(*rate);
     times_.setRate(*rate);
     measuringFirst_ = false;

@@ -88,7 +88,7 @@ private:
     std::mutex
         mutex_; ///< guards what the receive thread and activate() share, down to the receiver
     std::condition_variable rateFound_;
-    std::optional<client::RateFinder> finder_; ///< while the rate is being measured
+    std::optional<client::RateFinder> finder_; ///< unless the rate is told
     bool measuringFirst_ = false;              ///< samples are left out until the rate is known
     StreamTimes times_;
     StreamTimes timesBeforeHold_;

@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 using namespace feedline::client;
 
@@ -86,6 +88,45 @@ TEST(RateFinderTest, SlowBacklogIsNotTheRateEither) {
         }
     }
     FAIL() << "found nothing";
+}
+
+/// What a finder says of datagrams that come evenly, at a pace that changes with time.
+std::vector<double> found(const ReceiverKind& kind, double seconds, double (*pace)(double)) {
+    RateFinder finder(kind);
+    std::vector<double> all;
+    double time = 0;
+    for (int position = 0; time < seconds; ++position) {
+        if (const auto rate = finder.add(position, std::llround(time * 1e9)))
+            all.push_back(*rate);
+        time += 256 / pace(time);
+    }
+    return all;
+}
+
+TEST(RateFinderTest, SaysItOnce) {
+    EXPECT_EQ(found(hf, 10, [](double) { return 768e3; }), std::vector<double>{768e3});
+}
+
+TEST(RateFinderTest, APaceThatFallsAcrossAnotherRateIsNotTakenForIt) {
+    const auto pace = [](double time) {
+        return std::max(2.5e6, 3.3e6 - 0.3e6 * time);
+    };
+    EXPECT_EQ(found(airspy, 5, pace), std::vector<double>{2.5e6});
+}
+
+TEST(RateFinderTest, WhatLookedSteadyIsPutRight) {
+    const auto pace = [](double time) {
+        return time < 1 ? 3e6 : 2.5e6;
+    };
+    EXPECT_EQ(found(airspy, 3, pace), (std::vector<double>{3e6, 2.5e6}));
+}
+
+// Half a second late, and then as much faster until nothing is behind.
+TEST(RateFinderTest, AMachineThatStandsStillDoesNotChangeIt) {
+    const auto pace = [](double time) {
+        return time > 2 && time < 2.5 ? 1e3 : time > 2.5 && time < 2.6 ? 6 * 768e3 : 768e3;
+    };
+    EXPECT_EQ(found(hf, 6, pace), std::vector<double>{768e3});
 }
 
 TEST(ReceiversTest, KnowsThemByName) {

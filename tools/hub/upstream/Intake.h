@@ -2,7 +2,7 @@
 // Puts what was received into the band, on the receive thread.
 #pragma once
 
-#include "tools/client/RateMeter.h"
+#include "tools/client/RateFinder.h"
 #include "tools/client/Receivers.h"
 #include "tools/client/StreamOrder.h"
 #include "tools/hub/band/Band.h"
@@ -31,18 +31,17 @@ public:
     Clock::time_point lastArrival() const; ///< of any samples; the epoch before the first
     std::uint64_t pairs() const { return pairs_.load(std::memory_order_relaxed); }
     std::uint64_t lostPairs() const { return lost_.load(std::memory_order_relaxed); }
-    /// The rate of this run in IQ pairs a second, once it can be trusted; 0 before.
+    /// The rate of this run in IQ pairs a second, once it can be trusted; 0 before. It is put right
+    /// when it was taken for another one.
     double measuredRate() const { return rate_.load(std::memory_order_relaxed); }
 
 private:
     void beginIfExpected();
-    void measure(std::int64_t position, std::int64_t nanoseconds, std::size_t datagrams);
 
     Band& band_;
-    client::RateMeter meter_;   ///< of the receive thread, like the next one
-    std::int64_t runBegan_ = 0; ///< ns, 0 before the run's first datagram
     std::atomic<bool> runExpected_{false};
     std::atomic<const client::ReceiverKind*> kind_{&client::receiverKind("")};
+    client::RateFinder finder_{client::receiverKind("")}; ///< of the receive thread
     std::atomic<Clock::rep> lastArrival_{0};
     std::atomic<std::uint64_t> pairs_{0};
     std::atomic<std::uint64_t> lost_{0};
