@@ -7,7 +7,6 @@
 #include <gtest/gtest.h>
 #include <libusb.h>
 
-#include <array>
 #include <chrono>
 #include <cstdlib>
 #include <thread>
@@ -23,10 +22,12 @@ constexpr unsigned char samples = 0x81;   // endpoint
 constexpr int transferBytes = 8192;       // 2.7 ms
 constexpr auto late = 200ms;
 
-/// Keeps two transfers queued, like a library would sixteen.
+/// Keeps some transfers queued, like a library would sixteen.
 class LateHost : public testing::Test {
 protected:
-    void open() {
+    void open(std::size_t transfers = 2) {
+        transfers_.resize(transfers);
+        buffers_.resize(transfers, std::vector<unsigned char>(transferBytes));
         setenv("FEEDLINE_EMULATOR_CONTROL", socket_.c_str(), 1);
         ASSERT_EQ(libusb_init(&context_), 0);
         libusb_device** list = nullptr;
@@ -64,9 +65,8 @@ private:
     const std::string socket_ = folder_.file("emulator");
     libusb_context* context_ = nullptr;
     libusb_device_handle* handle_ = nullptr;
-    std::array<libusb_transfer*, 2> transfers_{};
-    std::array<std::vector<unsigned char>, 2> buffers_{std::vector<unsigned char>(transferBytes),
-                                                       std::vector<unsigned char>(transferBytes)};
+    std::vector<libusb_transfer*> transfers_;
+    std::vector<std::vector<unsigned char>> buffers_;
     int taken_ = 0;
 };
 
@@ -100,4 +100,14 @@ TEST_F(LateHost, IsWaitedForOnceWhenItComesLateInBetween) {
     EXPECT_GE(state("waited-ms"), 190);
     // Ten transfers have their own 27 ms; whatever else the clock waited was real time, too.
     EXPECT_LE(state("waited-ms"), std::chrono::ceil<std::chrono::milliseconds>(took).count());
+}
+
+// 200 ms late for the first transfer that is left, and 160 for the one that it queues.
+TEST_F(LateHost, IsAsLateAsForTheFirstThatItLeft) {
+    setenv("FEEDLINE_EMULATOR_PATIENCE", "180", 1);
+    sleepsAt = 1;
+    open(16);
+    take(20);
+    EXPECT_EQ(state("dropped"), 0);
+    EXPECT_GE(state("waited-ms"), 190);
 }
