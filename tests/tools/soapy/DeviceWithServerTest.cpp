@@ -67,6 +67,17 @@ protected:
         receive(1U << 17U);
         return strongestLine(receive(1U << 16U), rate).hertz;
     }
+    template <typename Condition>
+    void waitForRate(Condition condition) {
+        std::vector<std::complex<float>> block(8192);
+        EXPECT_TRUE(waitUntil([&] {
+            void* const buffers[] = {block.data()};
+            int flags = 0;
+            long long time = 0;
+            device->readStream(opened, buffers, block.size(), flags, time, 100'000);
+            return condition(device->getSampleRate(SOAPY_SDR_RX, 0));
+        }));
+    }
     // Right as far as a busy machine, which holds up the emulated receiver, lets it be.
     void expectRateNear(double rate) const {
         EXPECT_NEAR(device->getSampleRate(SOAPY_SDR_RX, 0), rate, rate / 3);
@@ -136,19 +147,22 @@ TEST_F(DeviceWithServer, FindsAnotherRateOut) {
     EXPECT_EQ(device->getSampleRate(SOAPY_SDR_RX, 0), 768000);
     stream(hfCentre);
     // On a machine that stands still at times it may take longer than the activation waits.
-    std::vector<std::complex<float>> block(8192);
-    EXPECT_TRUE(waitUntil([&] {
-        void* const buffers[] = {block.data()};
-        int flags = 0;
-        long long time = 0;
-        device->readStream(opened, buffers, block.size(), flags, time, 100'000);
-        return device->getSampleRate(SOAPY_SDR_RX, 0) != 768000;
-    }));
+    waitForRate([](double found) { return found != 768000; });
     expectRateNear(rate);
     const auto found = std::llround(device->getSampleRate(SOAPY_SDR_RX, 0));
     EXPECT_TRUE(
         SoapyLog::has("the receiver's sample rate is " + std::to_string(found) + ", not 768000"));
     EXPECT_NEAR(carrier(rate), 50000, rate / 65536);
+}
+
+// Here a receiver that takes its time stands for a machine that does.
+TEST_F(DeviceWithServer, PutsARateRightThatItTookForAnother) {
+    EmulatedServer server(receiverHf, {.more = {{"FEEDLINE_EMULATOR_SPEED", "0.5"}}});
+    make(server.port());
+    stream(hfCentre);
+    waitForRate([](double found) { return found < 500000; });
+    server.receiver.tell("speed 1");
+    waitForRate([](double found) { return found > 600000; });
 }
 
 // The server needs five seconds to listen again after a client has gone.
