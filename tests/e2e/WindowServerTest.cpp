@@ -122,7 +122,7 @@ public:
 
     /// Closes the window as its user would, and does what the program then does: what it saved.
     Settings close() {
-        QTimer::singleShot(0, server.window.get(), &QWidget::close);
+        QMetaObject::invokeMethod(server.window.get(), "close", Qt::QueuedConnection);
         QApplication::exec();
         server.controller.applicationWillTerminate();
         const QtSettingsStore saved;
