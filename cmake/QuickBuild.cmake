@@ -37,9 +37,11 @@ function(feedline_reuse_precompiled target)
   endif()
 endfunction()
 
-# feedline_unoptimised(<source>...): sources that run once in a program's life and take the compiler long.
+# feedline_unoptimised([SANITIZED] <source>...): sources that take the compiler long and run once in a program's life; with
+# SANITIZED those that only their sanitized code makes that long.
 function(feedline_unoptimised)
-  if(FEEDLINE_QUICK_BUILD)
-    set_source_files_properties(${ARGN} PROPERTIES COMPILE_OPTIONS -O0 SKIP_PRECOMPILE_HEADERS ON)
+  cmake_parse_arguments(arg "SANITIZED" "" "" ${ARGN})
+  if(FEEDLINE_QUICK_BUILD AND (NOT arg_SANITIZED OR (FEEDLINE_SANITIZE AND NOT FEEDLINE_FUZZ)))
+    set_source_files_properties(${arg_UNPARSED_ARGUMENTS} PROPERTIES COMPILE_OPTIONS -O0 SKIP_PRECOMPILE_HEADERS ON)
   endif()
 endfunction()
