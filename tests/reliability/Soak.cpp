@@ -36,6 +36,7 @@
 #include <sched.h>
 #include <sys/sysinfo.h>
 #include <thread>
+#include <utility>
 
 namespace feedline::test {
 namespace {
@@ -270,9 +271,15 @@ void Soak::watch(const ControlConnection& client, Clock::time_point begin, doubl
     const double rate = airspy_ ? 2.5e6 : 768e3;
     const double due = minutes * 60 * speed_ * rate / datagram::pairs;
     auto nextReport = begin + 60s;
-    while (static_cast<double>(listener_->counts().datagrams) < due && good_ && !endEarly) {
+    auto lastDatagram = begin;
+    std::uint64_t datagrams = 0;
+    while (static_cast<double>(datagrams) < due && good_ && !endEarly) {
         std::this_thread::sleep_for(1s);
         askStatus(client);
+        const std::uint64_t before = std::exchange(datagrams, listener_->counts().datagrams);
+        if (datagrams != before)
+            lastDatagram = Clock::now();
+        check(Clock::now() - lastDatagram < longestWait, "datagrams go on");
         if (Clock::now() < nextReport && first_)
             continue;
         const Holdings now = Holdings::of(server_);
