@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Bytes.h"
+#include "CountedAllocations.h"
 #include "DatagramReceiver.h"
 #include "DatagramWire.h"
 #include "MemoryServer.h"
@@ -10,50 +11,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cerrno>
-#include <cstdlib>
 #include <limits>
-#include <new>
 #include <string>
 #include <vector>
-
-namespace {
-std::atomic<long> allocations{0};
-} // namespace
-
-// Every way to the allocator: what the code calls itself, and `new` wherever it is called.
-
-// NOLINTBEGIN(bugprone-reserved-identifier): the linker gives these names.
-extern "C" void* __real_malloc(size_t size);
-extern "C" void* __real_calloc(size_t count, size_t size);
-extern "C" void* __real_realloc(void* before, size_t size);
-extern "C" void* __wrap_malloc(size_t size) {
-    ++allocations;
-    return __real_malloc(size);
-}
-extern "C" void* __wrap_calloc(size_t count, size_t size) {
-    ++allocations;
-    return __real_calloc(count, size);
-}
-extern "C" void* __wrap_realloc(void* before, size_t size) {
-    ++allocations;
-    return __real_realloc(before, size);
-}
-// NOLINTEND(bugprone-reserved-identifier)
-
-// Not inlined: the compiler would take one half of a pair for a mistake.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-    if (void* const memory = std::malloc(size == 0 ? 1 : size))
-        return memory;
-    throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-    std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept {
-    std::free(memory);
-}
 
 namespace feedline {
 namespace {
@@ -298,14 +259,14 @@ TEST_F(AirspySender, AllocatesNothingAndSendsOncePerGroup) {
     wire().onSend = [](const Sending&) {
         return ssize_t{1028};
     };
-    const long atFirst = allocations;
+    const long atFirst = test::allocations();
     EXPECT_NE(std::vector<char>(100).data(), nullptr); // The counting does count.
-    EXPECT_GT(allocations, atFirst);
+    EXPECT_GT(test::allocations(), atFirst);
     deliver(samples, 0);
-    const long before = allocations;
+    const long before = test::allocations();
     for (int block = 0; block < 10; ++block)
         deliver(samples, 65536);
-    EXPECT_EQ(allocations, before);
+    EXPECT_EQ(test::allocations(), before);
     EXPECT_EQ(wire().sendings, 2560U);
     EXPECT_EQ(wire().socketsAskedFor, 1);
 }
