@@ -44,8 +44,8 @@ TEST_F(IntakeTest, KnowsTheRateOfARunAfterHalfASecond) {
 // As from a machine that was busy, and catches up.
 TEST_F(IntakeTest, TakesNoneOfTheRatesThatAFallingPaceCrosses) {
     intake.expectRun(airspy);
-    for (double pace = 3.3e6; pace > 2.5e6; pace -= 0.02e6)
-        receive(0.05, pace);
+    for (int faster = 40; faster > 0; --faster)
+        receive(0.05, 2.5e6 + 0.02e6 * faster);
     receive(1, 2.5e6);
     EXPECT_EQ(rates, (std::set<double>{0, 2.5e6}));
 }
