@@ -55,15 +55,13 @@ std::complex<double> ToneCheck::toneOf(const Pairs& pairs) const {
 double ToneCheck::residue(const Pairs& pairs, std::complex<double> tone) const {
     const auto toneRe = static_cast<float>(tone.real());
     const auto toneIm = static_cast<float>(tone.imag());
-    float worst = 0;
-#pragma omp simd reduction(max : worst)
+    std::array<float, datagram::pairs> squares;
     for (std::size_t n = 0; n < datagram::pairs; ++n) {
         const float re = pairs.re[n] - toneRe * rotation_.re[n] + toneIm * rotation_.im[n];
         const float im = pairs.im[n] - toneRe * rotation_.im[n] - toneIm * rotation_.re[n];
-        const float square = re * re + im * im;
-        worst = square > worst ? square : worst;
+        squares[n] = re * re + im * im;
     }
-    return std::sqrt(worst) / std::abs(tone);
+    return std::sqrt(*std::ranges::max_element(squares)) / std::abs(tone);
 }
 
 bool ToneCheck::take(const Pairs& pairs, bool afterGap) {
