@@ -9,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -42,11 +43,31 @@ void save(QtSettingsStore& store, bool first) {
     store.synchronize();
 }
 
-/// Saves one set of settings after the other until it is killed.
-[[noreturn]] void saveForEver() {
+/// Saves one set of settings after the other until it is killed, and tells of each.
+[[noreturn]] void saveForEver(int saved) {
     QtSettingsStore store;
-    for (bool first = true;; first = !first)
+    for (bool first = true;; first = !first) {
         save(store, first);
+        if (::write(saved, "", 1) != 1)
+            std::abort();
+    }
+}
+
+/// A child that is cut off during or after the save that follows so many whole ones.
+void cutAfter(int saves, useconds_t microseconds) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(::pipe(ends.data()), 0);
+    const pid_t child = fork();
+    if (child == 0)
+        saveForEver(ends[1]);
+    ::close(ends[1]);
+    char told = 0;
+    for (int n = 0; n < saves; ++n)
+        EXPECT_EQ(::read(ends[0], &told, 1), 1);
+    ::usleep(microseconds);
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    ::close(ends[0]);
 }
 
 TEST(PowerCut, LeavesTheOldSettingsOrTheNewOnes) {
@@ -59,13 +80,8 @@ TEST(PowerCut, LeavesTheOldSettingsOrTheNewOnes) {
     std::uint64_t kept = 0;
     const std::uint64_t cuts = amount("FEEDLINE_POWER_CUTS", 200);
     for (std::uint64_t n = 0; n < cuts; ++n) {
-        const pid_t child = fork();
-        if (child == 0)
-            saveForEver();
-        // From before the first save's beginning to some saves later.
-        ::usleep(std::uniform_int_distribution<useconds_t>(0, 30000)(random));
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
+        const int saves = std::uniform_int_distribution(0, 4)(random);
+        cutAfter(saves, std::uniform_int_distribution<useconds_t>(0, 5000)(random));
         const std::string content = contentOf(file);
         ASSERT_TRUE(content == one || content == other) << content;
         kept += content == one ? 1 : 0;
