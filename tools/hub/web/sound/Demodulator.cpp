@@ -25,10 +25,8 @@ PassBand makePassBand(Mode mode) {
 
 // Broadcasting: 75 kHz of deviation and 50 us, as everywhere but in the Americas. Speech: 5 kHz,
 // and 750 us around 1 kHz.
-Discriminator makeDiscriminator(Mode mode) {
-    const double rate = traits(mode).channelRate;
-    return mode == Mode::wfm ? Discriminator(rate, 75e3, 50e-6, 0)
-                             : Discriminator(rate, 5e3, 750e-6, 1000);
+Modulation modulationOf(Mode mode) {
+    return mode == Mode::wfm ? Modulation{75e3, 50e-6, 0} : Modulation{5e3, 750e-6, 1000};
 }
 
 // WFM: up to 15 kHz, and the pilot at 19 kHz 70 dB down. The others: up to 4.8 kHz of the 6 that
@@ -45,7 +43,8 @@ constexpr float fmLoudness = 0.5F;     // full deviation, beside the others' AGC
 
 Demodulator::Demodulator(const Listening& listening)
     : listening_(listening), passBand_(makePassBand(listening.mode)),
-      gain_(traits(listening.mode).channelRate), discriminator_(makeDiscriminator(listening.mode)),
+      gain_(traits(listening.mode).channelRate),
+      discriminator_(traits(listening.mode).channelRate, modulationOf(listening.mode)),
       decimator_(makeDecimator(listening.mode)), squelch_(traits(listening.mode).audioRate) {
     passBand_.setEdges(listening.edges);
     set(listening);

@@ -28,10 +28,11 @@ float angleOf(float y, float x) {
     return std::copysign(angle, y);
 }
 
-Discriminator::Discriminator(double rate, double deviation, double emphasis, double reference)
-    : scale_(static_cast<float>(rate / (2 * std::numbers::pi * deviation))),
-      share_(static_cast<float>(1 - std::exp(-1 / (emphasis * rate)))),
-      gain_(static_cast<float>(std::hypot(1.0, 2 * std::numbers::pi * reference * emphasis))) {}
+Discriminator::Discriminator(double rate, const Modulation& modulation)
+    : scale_(static_cast<float>(rate / (2 * std::numbers::pi * modulation.deviation))),
+      share_(static_cast<float>(1 - std::exp(-1 / (modulation.emphasis * rate)))),
+      gain_(static_cast<float>(
+          std::hypot(1.0, 2 * std::numbers::pi * modulation.reference * modulation.emphasis))) {}
 
 void Discriminator::add(std::span<const std::complex<float>> in, std::vector<float>& out) {
     out.reserve(out.size() + in.size());

@@ -8,14 +8,19 @@
 
 namespace feedline::hub::web {
 
+/// How a sender modulates.
+struct Modulation {
+    double deviation; ///< Hz that come out as 1
+    double emphasis;  ///< s, the time constant that the sender raises high tones with
+    double
+        reference; ///< Hz of the tone whose level the correction leaves alone; 0: the lowest ones
+};
+
 /// Not synchronised.
 class Discriminator {
 public:
-    /// @param rate       pairs a second
-    /// @param deviation  Hz that come out as 1
-    /// @param emphasis   s, the time constant that the sender raised high tones with
-    /// @param reference  Hz of the tone whose level the correction leaves alone; 0: the lowest ones
-    Discriminator(double rate, double deviation, double emphasis, double reference);
+    /// @param rate  pairs a second
+    Discriminator(double rate, const Modulation& modulation);
 
     /// Appends as many entries to `out` as `in` has.
     void add(std::span<const std::complex<float>> in, std::vector<float>& out);
