@@ -17,9 +17,10 @@ airspyhf airspy sox python3-numpy spin valgrind dbus python3-dbusmock desktop-fi
 xvfb xauth locales libxml2-utils
 mold"
 
-# What ./test --all installs on top, for the tests with the label heavy: browsers, SDR programs, cross compilers.
-heavy_packages="g++-aarch64-linux-gnu
-gnuradio gqrx-sdr rtl-433 python3-zmq imagemagick iproute2 pulseaudio xdotool
+# What ./test --all installs on top: what its builds look for, and, beside the first of them, what the tests with the label
+# heavy run: browsers, SDR programs.
+cross_packages="g++-aarch64-linux-gnu"
+heavy_packages="gnuradio gqrx-sdr rtl-433 python3-zmq imagemagick iproute2 pulseaudio xdotool
 chromium firefox-esr nginx openssl"
 # Node with npm may have come from elsewhere already, and then Debian's npm would not go beside it.
 command -v npm >/dev/null || heavy_packages="$heavy_packages nodejs npm"
