@@ -6,6 +6,7 @@
 #include "tools/hub/listeners/ReceiverBody.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace feedline::hub {
 
@@ -31,10 +32,13 @@ void Receiver::Body::admit(const ListenerRequest& request) const {
     const auto same = [&](const Seat& seat) {
         return counted(seat) && seat->request.address == request.address;
     };
-    if (std::count_if(seats_.begin(), seats_.end(), counted) >= configuration_.listeners)
+    const auto has = [&](const auto& which, unsigned most) {
+        return std::cmp_greater_equal(std::count_if(seats_.begin(), seats_.end(), which), most);
+    };
+    if (has(counted, configuration_.listeners))
         throw Refused("there are " + std::to_string(configuration_.listeners) +
                       " listeners already");
-    if (std::count_if(seats_.begin(), seats_.end(), same) >= configuration_.perAddress)
+    if (has(same, configuration_.perAddress))
         throw Refused("there are " + std::to_string(configuration_.perAddress) +
                       " listeners from " + request.address + " already");
 }
