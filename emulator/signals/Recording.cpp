@@ -107,8 +107,10 @@ Recording::Recording(const Pairs& pairs, bool isReal)
     if (!real_)
         return;
     // An odd number of pairs joins with itself the right way up only after two rounds.
-    if (samples_.size() / 2 % 2 != 0)
-        samples_.insert(samples_.end(), pairs.begin(), pairs.end());
+    if (pairs.size() / 2 % 2 != 0) {
+        samples_.resize(2 * pairs.size());
+        std::ranges::copy(pairs, samples_.end() - std::ssize(pairs));
+    }
     samples_ = realStream(samples_);
 }
 
